@@ -1,0 +1,28 @@
+// Frame counts and the fillers that cut a frame out of a signal, padding past its ends.
+#pragma once
+
+#include <vector>
+
+namespace vorel::audio {
+
+// Frames of fft_n samples, hop_n apart, in 32-bit float arithmetic as the count is defined.
+// A signal shorter than fft_n gives 0 in every mode, and so does hop_n = 0 (no meaningful
+// count exists; 0 keeps every caller from looping or allocating without bound).
+int get_frame_len(int sample_n, int fft_n, int hop_n, int center);
+
+// The fillers write all of dst, element i from padded position start + i, where the signal's
+// sample 0 stands at position pad. Past the ends they mirror (reflect), write 0 (zeros_padded),
+// repeat the edge (constant) or point-reflect through the edge (odd).
+// The mirrored index is folded once, as the callers' geometry needs; where a reach is longer
+// than the signal can mirror, the index is clamped into the signal so that nothing outside
+// src is ever read.
+void extract_segment_sample_center_reflect(std::vector<float>& dst, const float* src, int src_n,
+                                           int start, int pad);
+void extract_segment_sample_center_zeros_padded(std::vector<float>& dst, const float* src,
+                                                int src_n, int start, int pad);
+void extract_segment_sample_center_constant(std::vector<float>& dst, const float* src, int src_n,
+                                            int start, int pad);
+void extract_segment_sample_center_odd(std::vector<float>& dst, const float* src, int src_n,
+                                       int start, int pad);
+
+}  // namespace vorel::audio
