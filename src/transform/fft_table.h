@@ -1,0 +1,27 @@
+// Process-wide cache of transform coefficients, one entry per length and direction.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <vector>
+
+namespace vorel::audio {
+
+// Powers of two (n >= 4) hold n/4 rows of 12 floats laid out for the radix-4 butterfly;
+// other lengths hold n complex twiddles. A value must be used with the n it was built for.
+class FftTable {
+public:
+    static FftTable& instance();
+    const std::vector<float>& ref_table(int n);
+    const std::vector<float>& ref_inv_table(int n);
+
+private:
+    FftTable() = default;
+    void init_fft_table(int n, std::map<int, std::vector<float>>& map, bool inverse);
+
+    std::map<int, std::vector<float>> table;
+    std::map<int, std::vector<float>> inv_table;
+    std::mutex lock;
+};
+
+}  // namespace vorel::audio
