@@ -40,11 +40,16 @@ inline int64_t clamp_index(int64_t q, int src_n) {
     return q;
 }
 
-// The single mirror of a position into the signal; out-of-reach results are clamped.
+// Mirror of a position into the signal without repeating the end samples. Reaches up to
+// one signal length fold once; longer reaches (a frame wider than a short signal) keep
+// folding until the index falls inside, and a one-sample signal mirrors to itself.
 inline int64_t mirror(int64_t q, int src_n) {
-    if (q < 0) return clamp_index(-q, src_n);
-    if (q >= src_n) return clamp_index(2 * static_cast<int64_t>(src_n) - 2 - q, src_n);
-    return q;
+    if (q >= 0 && q < src_n) return q;
+    if (src_n == 1) return 0;
+    const int64_t period = 2 * static_cast<int64_t>(src_n) - 2;
+    q %= period;
+    if (q < 0) q += period;
+    return q < src_n ? q : period - q;
 }
 
 }  // namespace

@@ -13,9 +13,8 @@ int get_frame_len(int sample_n, int fft_n, int hop_n, int center);
 // The fillers write all of dst, element i from padded position start + i, where the signal's
 // sample 0 stands at position pad. Past the ends they mirror (reflect), write 0 (zeros_padded),
 // repeat the edge (constant) or point-reflect through the edge (odd).
-// The mirrored index is folded once, as the callers' geometry needs; where a reach is longer
-// than the signal can mirror, the index is clamped into the signal so that nothing outside
-// src is ever read.
+// A mirrored index folds again while it lies outside the signal, so that nothing outside src is
+// ever read, however short the signal.
 void extract_segment_sample_center_reflect(std::vector<float>& dst, const float* src, int src_n,
                                            int start, int pad);
 void extract_segment_sample_center_zeros_padded(std::vector<float>& dst, const float* src,

@@ -77,4 +77,10 @@ TEST(Fillers, ReachBeyondWhatTheSignalCanMirrorStaysInside) {
               (std::vector<float>(5, 3.0f)));
     EXPECT_EQ(fill(extract_segment_sample_center_odd, one, 5, 0, 2), (std::vector<float>(5, 3.0f)));
     EXPECT_TRUE(fill(extract_segment_sample_center_reflect, one, 0, 0, 2).empty());
+    // Three samples, reaching five past each end: the mirror keeps folding (period 4).
+    const std::vector<float> three = {1, 2, 3};
+    EXPECT_EQ(fill(extract_segment_sample_center_reflect, three, 13, 0, 5),
+              (std::vector<float>{2, 1, 2, 3, 2, 1, 2, 3, 2, 1, 2, 3, 2}));
+    EXPECT_EQ(fill(extract_segment_sample_center_odd, three, 3, 0, 3),
+              (std::vector<float>{0.0f, -1.0f, 0.0f}));
 }
