@@ -61,15 +61,16 @@ void run_plain(float* dst, const std::vector<float>& padded, std::int64_t src_n,
     }
 }
 
-// Lanes: eight outputs at once, lane l taking output n0 + l * span + s. A span is a whole number
-// of cycles of the sequences, so all lanes use the same row at the same s, and their inputs
-// start span_down apart. Each lane keeps its own double sum in the plain order, so the result
-// is the plain one to the bit. The inputs of a block are widened once into a chunk with the
-// eight lanes side by side, so one tap meets eight samples in four vector products.
+// Lanes: sixteen outputs at once, lane l taking output n0 + l * span + s. A span is a whole
+// number of cycles of the sequences, so all lanes use the same row at the same s, and their
+// inputs start span_down apart. Each lane keeps its own double sum in the plain order, so the
+// result is the plain one to the bit. The inputs of a block are widened once into a chunk with
+// the lanes side by side, so one tap meets sixteen samples in eight vector products; eight
+// independent sums also hide the latency of the additions, which bounds a single sum.
 typedef double v2d __attribute__((vector_size(16)));
 
-constexpr int lane_n = 8;
-constexpr std::int64_t min_span = 256;  // outputs per lane, to spread the widening of a block
+constexpr int lane_n = 16;
+constexpr std::int64_t min_span = 128;  // outputs per lane, to spread the widening of a block
 constexpr std::int64_t max_input_per_output = 16;  // beyond this, widening costs more than it saves
 
 v2d load2(const double* p) {
@@ -79,17 +80,18 @@ v2d load2(const double* p) {
 }
 
 void dot_taps_lanes(const Row& row, const double* z, float* out) {
-    v2d a0 = {0.0, 0.0}, a1 = a0, a2 = a0, a3 = a0;
+    constexpr int pair_n = lane_n / 2;
+    v2d acc[pair_n];
+#pragma GCC unroll 8
+    for (int q = 0; q < pair_n; ++q) acc[q] = v2d{0.0, 0.0};
     for (int j = 0; j < resample_tap_n; ++j) {
         const double t = row[resample_tap_n - 1 - j];
         const v2d c = {t, t};
         const double* x = z + j * lane_n;
-        a0 = a0 + c * load2(x);
-        a1 = a1 + c * load2(x + 2);
-        a2 = a2 + c * load2(x + 4);
-        a3 = a3 + c * load2(x + 6);
+#pragma GCC unroll 8
+        for (int q = 0; q < pair_n; ++q) acc[q] = acc[q] + c * load2(x + 2 * q);
     }
-    const v2d acc[] = {a0, a1, a2, a3};
+#pragma GCC unroll 16
     for (int l = 0; l < lane_n; ++l) out[l] = static_cast<float>(acc[l / 2][l % 2]);
 }
 
@@ -137,8 +139,13 @@ void resample_with(bool lanes, float* dst, const float* src, int dst_sample_rate
                    ResampleFilterTable::instance().ref_kiro(dst_sample_rate, src_sample_rate)};
 
     // Copied before any store, so dst may be src.
-    std::vector<float> padded(static_cast<std::size_t>(src_n) + 2 * resample_half_tap_n, 0.0f);
-    std::copy(src, src + src_n, padded.begin() + resample_half_tap_n);
+    // Each element written once: the margins zeroed, the signal copied.
+    const std::size_t padded_n = static_cast<std::size_t>(src_n) + 2 * resample_half_tap_n;
+    std::vector<float> padded;
+    padded.reserve(padded_n);
+    padded.assign(resample_half_tap_n, 0.0f);
+    padded.insert(padded.end(), src, src + src_n);
+    padded.resize(padded_n, 0.0f);
 
     const double len = exact_len(dst_sample_rate, src_n, src_sample_rate);
     const std::int64_t limit = len < dst_n ? static_cast<std::int64_t>(len) : dst_n;
