@@ -15,9 +15,10 @@ inline constexpr int resample_tap_n = 65;
 inline constexpr int resample_half_tap_n = 32;
 
 // A pair costs up x 65 doubles of taps plus 2 x up ints of steps (528 bytes per row). A pair
-// above this bound is refused with std::bad_alloc before anything is allocated, so that rates
-// reducing to an up near 2^31 fail at once instead of overflowing or stalling the table.
-inline constexpr std::uint64_t resample_filter_max_bytes = std::uint64_t{1} << 33;
+// above this bound (up above 4067203, rates of several MHz) is refused with std::bad_alloc
+// before anything is allocated: rates reducing to an up near 2^30 fail at once instead of
+// exhausting memory, and no build holds the table's lock for more than seconds.
+inline constexpr std::uint64_t resample_filter_max_bytes = std::uint64_t{1} << 31;
 
 class ResampleFilterTable {
 public:
