@@ -151,11 +151,24 @@ VOREL_AUDIO_API int vorelAudioFilterFilter(float* dst, const float* src, const f
 
 /* ---- Resampling ---------------------------------------------------------------------- */
 
-/* Number of output samples of a rate conversion. dst_sample_n: one int. */
+/* Number of output samples of a rate conversion. dst_sample_n: one int.
+ * ceil(double(dst_sample_rate) / double(src_sample_rate) * double(src_sample_n)), quotient
+ * first, so 44100 samples from 44100 to 48000 give 48001. A length above INT_MAX cannot be
+ * stored and is refused with VOREL_STATUS_INVALID_ARGUMENT, dst_sample_n untouched. */
 VOREL_AUDIO_API int vorelAudioGetResampleLen(int* dst_sample_n, int dst_sample_rate,
                                              int src_sample_n, int src_sample_rate);
 
-/* Sample-rate conversion by a polyphase windowed-sinc filter. dst: dst_n floats. */
+/* Sample-rate conversion by a polyphase windowed-sinc filter. dst: dst_n floats.
+ * With up/down the rates reduced by their common divisor, output sample n is a 65-tap dot
+ * product in double over the input (32 zeros beyond each end) at input time n * down / up.
+ * Output stops one input step before the end of src, and the rest of dst, up to dst_n, is
+ * zero: equal rates give the first src_n - 1 samples and one zero. dst may be src.
+ * Memory: the first call for a reduced pair builds and keeps its filter, up x 65 doubles plus
+ * 2 x up ints (528 x up bytes; 25 MB for up = 48000), never released. A pair whose filter would
+ * exceed 2 GiB (up above 4067203) returns VOREL_STATUS_OUT_OF_MEMORY at once, without
+ * allocating and with dst untouched; other pairs keep working. Each call also allocates
+ * src_n + 64 floats and, for ratios down / up up to 16, a block buffer below
+ * 128 x (down + 2120) bytes. */
 VOREL_AUDIO_API int vorelAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n,
                                        int src_sample_rate, int src_n);
 
