@@ -127,7 +127,7 @@ void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_
     // straight into dst. Samples of the right extension follow the original ones in dst
     // when dst is longer than src, up to the end of the extension.
     scale_state(state, settled, y[kept_n - 1]);
-    const int direct_n = std::min(dst_n, src_n);
+    const int direct_n = std::max(0, std::min(dst_n, src_n));
     if (kept_n > direct_n)
         linerfilter<double, double, float, double>(y.get() + direct_n, y.get() + direct_n, n_coef,
                                                    d_coef, z, kept_n - direct_n,

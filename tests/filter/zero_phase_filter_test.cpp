@@ -170,6 +170,11 @@ TEST(ZeroPhaseInternal, UnknownPadTypeThrowsOnlyWhenExtending) {
     EXPECT_THROW(run(7, 2), vorel::Util::Exceptions::VorelInvalidArgment);
     EXPECT_NO_THROW(run(7, 0));
     EXPECT_NO_THROW(run(1, -4));
+    // Internal callers with no room get nothing written, and nothing read out of bounds.
+    std::vector<float> untouched(8, 5.0f);
+    filtfilt(untouched.data(), x.data(), butter2.n.data(), butter2.d.data(), -3, 8, 3, 3, 1, 4);
+    filtfilt(untouched.data(), x.data(), butter2.n.data(), butter2.d.data(), 8, 0, 3, 3, 1, 4);
+    EXPECT_EQ(untouched, std::vector<float>(8, 5.0f));
 }
 
 TEST(ZeroPhaseChecks, PointersThenValuesInOrder) {
