@@ -2,6 +2,7 @@
 // zero-phase filter over 10 M samples, reported per sample.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -65,16 +66,17 @@ Design design(int which) {
 
 void BM_LinerFilter(benchmark::State& state) {
     const Design d = design(static_cast<int>(state.range(0)));
-    const std::vector<float> x = noise(minute_16k);
+    const int n = static_cast<int>(state.range(1));
+    const std::vector<float> x = noise(n);
     std::vector<float> y(x.size());
     const int nb = static_cast<int>(d.b.size()), na = static_cast<int>(d.a.size());
     std::vector<float> zi(std::max(nb, na) - 1);
     for (auto _ : state) {
-        vorelAudioLinerFilter(y.data(), x.data(), d.b.data(), d.a.data(), zi.data(), minute_16k,
-                              minute_16k, nb, na, static_cast<int>(zi.size()));
+        vorelAudioLinerFilter(y.data(), x.data(), d.b.data(), d.a.data(), zi.data(), n, n, nb,
+                              na, static_cast<int>(zi.size()));
         benchmark::DoNotOptimize(y.data());
     }
-    state.SetItemsProcessed(state.iterations() * minute_16k);
+    state.SetItemsProcessed(state.iterations() * n);
 }
 
 void BM_FilterFilter(benchmark::State& state) {
@@ -103,8 +105,13 @@ void BM_GetLinerFilterZiCoef(benchmark::State& state) {
 
 }  // namespace
 
-// Argument: 4 and 8 for the Butterworth orders, 64 for the FIR.
-BENCHMARK(BM_LinerFilter)->Arg(4)->Arg(8)->Arg(64)->Unit(benchmark::kMillisecond);
+// Arguments: design (4 and 8 for the Butterworth orders, 64 for the FIR), samples.
+BENCHMARK(BM_LinerFilter)
+    ->Args({4, minute_16k})
+    ->Args({8, minute_16k})
+    ->Args({64, minute_16k})
+    ->Args({4, 10000000})
+    ->Unit(benchmark::kMillisecond);
 // Arguments: design, samples, odd padding at each end (3 * max(len(b), len(a)), and 15).
 BENCHMARK(BM_FilterFilter)
     ->Args({4, minute_16k, 15})
