@@ -159,7 +159,8 @@ VOREL_AUDIO_API int vorelAudioGetLinerFilterZiCoef(float* dst, const float* n_co
  * to its end (at most src_n + pad_len samples in all); the rest of dst keeps its contents.
  * ODD and REFLECT with pad_len above src_n - 1 keep mirroring back and forth inside src
  * (period 2 * src_n - 2; a single sample repeats), so src is never read outside its bounds.
- * src_n + 2 * pad_len above INT_MAX returns VOREL_STATUS_UNKNOWN_ERROR before any work.
+ * With an extension, src_n + 2 * pad_len above INT_MAX returns VOREL_STATUS_UNKNOWN_ERROR
+ * before any work.
  * dst may be src. */
 VOREL_AUDIO_API int vorelAudioFilterFilter(float* dst, const float* src, const float* n_coef,
                                            const float* d_coef, int dst_n, int src_n,
