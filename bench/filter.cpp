@@ -64,34 +64,41 @@ Design design(int which) {
     return fir64();
 }
 
+// A design (range 0) and a noise signal of range 1 samples with room for the output.
+struct Run {
+    explicit Run(const benchmark::State& state)
+        : d(design(static_cast<int>(state.range(0)))),
+          n(static_cast<int>(state.range(1))),
+          x(noise(n)),
+          y(x.size()),
+          nb(static_cast<int>(d.b.size())),
+          na(static_cast<int>(d.a.size())) {}
+    Design d;
+    int n;
+    std::vector<float> x, y;
+    int nb, na;
+};
+
 void BM_LinerFilter(benchmark::State& state) {
-    const Design d = design(static_cast<int>(state.range(0)));
-    const int n = static_cast<int>(state.range(1));
-    const std::vector<float> x = noise(n);
-    std::vector<float> y(x.size());
-    const int nb = static_cast<int>(d.b.size()), na = static_cast<int>(d.a.size());
-    std::vector<float> zi(std::max(nb, na) - 1);
+    Run r(state);
+    std::vector<float> zi(std::max(r.nb, r.na) - 1);
     for (auto _ : state) {
-        vorelAudioLinerFilter(y.data(), x.data(), d.b.data(), d.a.data(), zi.data(), n, n, nb,
-                              na, static_cast<int>(zi.size()));
-        benchmark::DoNotOptimize(y.data());
+        vorelAudioLinerFilter(r.y.data(), r.x.data(), r.d.b.data(), r.d.a.data(), zi.data(), r.n,
+                              r.n, r.nb, r.na, static_cast<int>(zi.size()));
+        benchmark::DoNotOptimize(r.y.data());
     }
-    state.SetItemsProcessed(state.iterations() * n);
+    state.SetItemsProcessed(state.iterations() * r.n);
 }
 
 void BM_FilterFilter(benchmark::State& state) {
-    const Design d = design(static_cast<int>(state.range(0)));
-    const int n = static_cast<int>(state.range(1));
-    const std::vector<float> x = noise(n);
-    std::vector<float> y(x.size());
-    const int nb = static_cast<int>(d.b.size()), na = static_cast<int>(d.a.size());
+    Run r(state);
     const int pad = static_cast<int>(state.range(2));
     for (auto _ : state) {
-        vorelAudioFilterFilter(y.data(), x.data(), d.b.data(), d.a.data(), n, n, nb, na,
-                               VOREL_AUDIO_PAD_TYPE_ODD, pad);
-        benchmark::DoNotOptimize(y.data());
+        vorelAudioFilterFilter(r.y.data(), r.x.data(), r.d.b.data(), r.d.a.data(), r.n, r.n,
+                               r.nb, r.na, VOREL_AUDIO_PAD_TYPE_ODD, pad);
+        benchmark::DoNotOptimize(r.y.data());
     }
-    state.SetItemsProcessed(state.iterations() * n);
+    state.SetItemsProcessed(state.iterations() * r.n);
 }
 
 void BM_GetLinerFilterZiCoef(benchmark::State& state) {
