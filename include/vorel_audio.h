@@ -132,19 +132,36 @@ VOREL_AUDIO_API int vorelAudioConvertToMel(float* dst, const float* src, const f
 /* ---- Filters ------------------------------------------------------------------------- */
 
 /* Linear filter (transposed direct form II, computed in double) with carried state.
- * dst: dst_n floats, src: src_n floats, zi: zi_n floats or null; zi is used and updated
- * in place only when it holds max(n_coef_n, d_coef_n) - 1 values, else a zero state is
- * used and zi is left alone. */
+ * The coefficients are divided by d_coef[0]; the shorter list counts as zero-padded to
+ * L = max(n_coef_n, d_coef_n). dst: dst_n floats, src: src_n floats; min(dst_n, src_n)
+ * samples are filtered and the rest of dst keeps its contents. dst may be src.
+ * zi: null or zi_n floats. When it holds at least L - 1 values, its first L - 1 are the start
+ * state and receive the final state (stored as float after every sample), so a stream can be
+ * filtered block by block; otherwise the filter starts from zeros and zi is left alone. With
+ * L = 1 (a pure gain) zi is never touched. d_coef[0] = 0 gives non-finite output, status 0. */
 VOREL_AUDIO_API int vorelAudioLinerFilter(float* dst, const float* src, const float* n_coef,
                                           const float* d_coef, float* zi, int dst_n, int src_n,
                                           int n_coef_n, int d_coef_n, int zi_n);
 
-/* Settled initial state of a filter for a unit step. dst: dst_n floats. */
+/* Settled state of the linear filter for a constant input of 1 (scale it by the first
+ * sample and pass it as zi). dst: dst_n floats; the first min(dst_n, L - 1) hold the state,
+ * the rest are zero (all zero for L = 1). A denominator summing to zero gives non-finite
+ * values, status 0. */
 VOREL_AUDIO_API int vorelAudioGetLinerFilterZiCoef(float* dst, const float* n_coef,
                                                    const float* d_coef, int dst_n, int n_coef_n,
                                                    int d_coef_n);
 
-/* Forward-backward zero-phase filter with pad_len samples of extension at each end. */
+/* Forward-backward zero-phase filter. src (src_n floats) is extended by pad_len samples at
+ * each end (pad_type ODD, REFLECT or CONSTANT; NONE ignores pad_len), filtered forward and
+ * then backward, each pass starting from the settled state scaled by its first input.
+ * dst: dst_n floats. The first min(dst_n, src_n) samples are the filtered signal; when dst_n
+ * is larger and the signal is extended, samples of the filtered right extension follow, up
+ * to its end (at most src_n + pad_len samples in all); the rest of dst keeps its contents.
+ * ODD and REFLECT with pad_len above src_n - 1 keep mirroring back and forth inside src
+ * (period 2 * src_n - 2; a single sample repeats), so src is never read outside its bounds.
+ * With an extension, src_n + 2 * pad_len above INT_MAX returns VOREL_STATUS_UNKNOWN_ERROR
+ * before any work.
+ * dst may be src. */
 VOREL_AUDIO_API int vorelAudioFilterFilter(float* dst, const float* src, const float* n_coef,
                                            const float* d_coef, int dst_n, int src_n,
                                            int n_coef_n, int d_coef_n, int pad_type, int pad_len);
