@@ -30,10 +30,14 @@ void complex_norm_1d(std::vector<float>& dst, const std::vector<float>& src, flo
 }
 
 void complex_norm_1d(std::vector<float>& comp, float power) {
+    complex_norm_pairs(comp.data(), comp.size() / 2, power);
+}
+
+void complex_norm_pairs(float* data, std::size_t pair_n, float power) {
     const float exponent = power * 0.5f;
-    for (std::size_t k = 0; k + 1 < comp.size(); k += 2) {
-        comp[k] = norm_of(comp[k], comp[k + 1], exponent);
-        comp[k + 1] = 0.0f;
+    for (std::size_t i = 0; i < pair_n; ++i) {
+        data[2 * i] = norm_of(data[2 * i], data[2 * i + 1], exponent);
+        data[2 * i + 1] = 0.0f;
     }
 }
 

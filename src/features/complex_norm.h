@@ -1,6 +1,7 @@
 // Norms of complex values raised to a power, and the magnitude/phase split of a spectrum row.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 namespace vorel::audio {
@@ -15,6 +16,8 @@ void complex_norm_1d(std::vector<float>& dst, const std::vector<float>& src, flo
 
 // In place over an interleaved spectrum: each pair becomes (norm, +0.0).
 void complex_norm_1d(std::vector<float>& comp, float power);
+// The same over the first pair_n pairs of data only (callers that drop the upper bins).
+void complex_norm_pairs(float* data, std::size_t pair_n, float power);
 
 // mag gets the norms of the first mag.size() values of src. phase gets atan2f(im, re) per
 // value when phase_form is false, or the unit phasor (cos, sin) of that angle, two floats
