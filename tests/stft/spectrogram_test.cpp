@@ -263,3 +263,20 @@ TEST(Spectrogram, ChecksInOrderWriteNothing) {
               -1);
     for (float v : untouched) ASSERT_EQ(v, kSentinel);
 }
+
+TEST(Spectrogram, ScaleFactorsAreTakenInOrder) {
+    // The window-square sum runs front to back in float; a reassociated (vectorised) sum
+    // would differ in the last bits for a long window.
+    for (int type : {1, 2}) {
+        const std::vector<float>& window = WindowTable::instance().ref_table(1001, type);
+        volatile float sum = 0.0f;
+        for (float w : window) sum = sum + w * w;
+        const float factor = 1.0f / std::sqrt(static_cast<float>(sum));
+        std::vector<float> comp(6, 3.0f);
+        scale_stft_torch(comp, window);
+        for (float v : comp) EXPECT_EQ(v, 3.0f * factor);
+    }
+    std::vector<float> comp(6, 3.0f);
+    scale_stft_scipy(comp, 400);
+    for (float v : comp) EXPECT_EQ(v, 3.0f * (2.0f / 400.0f));
+}
