@@ -8,6 +8,9 @@
 #include <thread>
 #include <vector>
 
+#include "stft/inverse_spectrogram.h"
+#include "stft/spectrogram.h"
+#include "stft/window_table.h"
 #include "stft_reference.h"
 #include "vorel_audio.h"
 
@@ -213,4 +216,42 @@ TEST(InverseSpectrogram, RepeatedAndConcurrentCallsAreIdentical) {
     for (auto& out : outs) threads.emplace_back([&] { EXPECT_EQ(call(out, spec, c), 0); });
     for (auto& th : threads) th.join();
     for (const auto& out : outs) ASSERT_EQ(std::memcmp(out.data(), first.data(), 4000), 0);
+}
+
+TEST(InverseSpectrogram, ComplexWindowingMatchesTheRealPlacement) {
+    // Both floats of each element meet the window sample that apply_window gives the real
+    // frame at that position, bit for bit; covers even, odd and negative differences.
+    for (int win_n : {16, 12, 11, 17, 1}) {
+        const std::vector<float>& window = vorel::audio::WindowTable::instance().ref_table(win_n, 2);
+        const std::vector<float> comp = stft_ref::test_signal(32, win_n);
+        std::vector<float> re(16), im(16), frame;
+        for (int j = 0; j < 16; ++j) {
+            re[j] = comp[2 * j];
+            im[j] = comp[2 * j + 1];
+        }
+        vorel::audio::apply_window(re, window);
+        vorel::audio::apply_window(im, window);
+        vorel::audio::apply_window_comp(frame, comp, window);
+        ASSERT_EQ(frame.size(), 32u);
+        for (int j = 0; j < 16; ++j) {
+            EXPECT_EQ(frame[2 * j], re[j]) << win_n << " " << j;
+            EXPECT_EQ(frame[2 * j + 1], im[j]) << win_n << " " << j;
+        }
+    }
+}
+
+TEST(InverseSpectrogram, WindowSquareSumsStayInsideTheirVectors) {
+    // A window one longer than the frame adds only the squares that fall inside it.
+    const std::vector<float>& window = vorel::audio::WindowTable::instance().ref_table(9, 1);
+    std::vector<float> y(2 * (8 + 2 * 3), 1.0f);
+    vorel::audio::scale_istft_window_suqare_sum(y, window, 8, 3, 0, 3);
+    for (size_t i = 0; i < y.size() / 2; ++i) {
+        double s = 0;
+        for (int t = 0; t < 3; ++t) {
+            const int j = int(i) - 3 * t;
+            if (j >= 0 && j < 8) s += double(window[j]) * window[j];
+        }
+        EXPECT_NEAR(y[2 * i], s > 1e-10 ? 1.0 / s : 1.0, 1e-5 / std::max(s, 1e-3)) << i;
+        EXPECT_EQ(y[2 * i + 1], 1.0f);  // imaginary parts are never divided
+    }
 }

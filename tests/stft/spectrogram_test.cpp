@@ -195,6 +195,12 @@ TEST(Spectrogram, ShortSignalsAndZeroHop) {
     }
     // hop 0 gives no frame and returns at once.
     for (float v : run(x, {3, 2, 0, 2, 1, 1000, 1, 0.0f, 0})) ASSERT_EQ(v, kSentinel);
+    // A huge frame over a short signal: no frame, so nothing of that size is built.
+    std::vector<float> small(4, kSentinel);
+    EXPECT_EQ(vorelAudioGetSpectrogram(small.data(), x.data(), 3, std::numeric_limits<int>::max(),
+                                       1, 400, 1, 1, 1, 0.0f, 0),
+              0);
+    for (float v : small) ASSERT_EQ(v, kSentinel);
     // One sample framed by a one-sample frame, centred: the second frame reflects to the
     // sample itself.
     const std::vector<float> one = {3.0f};
