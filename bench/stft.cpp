@@ -50,13 +50,13 @@ void BM_InverseSpectrogram(benchmark::State& state) {
     const int n = static_cast<int>(x.size());
     const int frames = frames_of(n, fft_n, hop_n);
     const int freq_n = fft_n / 2 + 1;
-    std::vector<float> spec(2 * size_t(freq_n) * frames);
-    vorelAudioGetSpectrogram(spec.data(), x.data(), n, fft_n, hop_n, fft_n, 1, frames, 1, 0.0f, 0);
+    std::vector<float> spectrum(2 * size_t(freq_n) * frames);
+    vorelAudioGetSpectrogram(spectrum.data(), x.data(), n, fft_n, hop_n, fft_n, 1, frames, 1, 0.0f, 0);
     int sample_n = 0;
     vorelAudioGetSampleLen(&sample_n, frames, freq_n, hop_n, 1);
     std::vector<float> out(sample_n);
     for (auto _ : state) {
-        vorelAudioGetInverseSpectrogram(out.data(), spec.data(), frames, freq_n, hop_n, fft_n, 1,
+        vorelAudioGetInverseSpectrogram(out.data(), spectrum.data(), frames, freq_n, hop_n, fft_n, 1,
                                         sample_n, 1, 0);
         benchmark::DoNotOptimize(out.data());
     }

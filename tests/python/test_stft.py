@@ -35,12 +35,12 @@ def spectrogram(lib, x, fft_n, hop_n, win_n, win_type, center, power, norm_type,
     return out[..., 0] + 1j * out[..., 1].astype(np.complex128), out
 
 
-def inverse(lib, spec, hop_n, win_n, win_type, center, norm_type, max_sample_n=None):
-    freq_n, frame_n = spec.shape
+def inverse(lib, spectrum, hop_n, win_n, win_type, center, norm_type, max_sample_n=None):
+    freq_n, frame_n = spectrum.shape
     n = c_int(-1)
     assert lib.vorelAudioGetSampleLen(ctypes.byref(n), frame_n, freq_n, hop_n, center) == 0
     max_sample_n = max_sample_n or n.value
-    src = np.stack([spec.real, spec.imag], axis=-1).astype(np.float32)
+    src = np.stack([spectrum.real, spectrum.imag], axis=-1).astype(np.float32)
     out = np.zeros(max_sample_n, np.float32)
     status = lib.vorelAudioGetInverseSpectrogram(
         fptr(out), fptr(src), frame_n, freq_n, hop_n, win_n, win_type, max_sample_n, center,
@@ -113,8 +113,8 @@ def test_power_matches_magnitude(lib, signal, power):
 @pytest.mark.parametrize("norm_type", [0, 2])
 def test_round_trip_and_torch_istft(lib, signal, fft_n, norm_type):
     hop_n = fft_n // 4
-    spec, _ = spectrogram(lib, signal, fft_n, hop_n, fft_n, 1, 1, 0.0, norm_type)
-    back = inverse(lib, spec, hop_n, fft_n, 1, 1, norm_type)
+    spectrum, _ = spectrogram(lib, signal, fft_n, hop_n, fft_n, 1, 1, 0.0, norm_type)
+    back = inverse(lib, spectrum, hop_n, fft_n, 1, 1, norm_type)
     inner = slice(fft_n, len(back) - fft_n)
     assert np.abs(back[inner] - signal[inner]).max() < 1e-5
     win = torch.hann_window(fft_n, dtype=torch.float64)
@@ -126,8 +126,8 @@ def test_round_trip_and_torch_istft(lib, signal, fft_n, norm_type):
 
 def test_round_trip_torch_norm_keeps_forward_factor(lib, signal):
     fft_n, hop_n = 512, 128
-    spec, _ = spectrogram(lib, signal, fft_n, hop_n, fft_n, 1, 1, 0.0, 1)
-    back = inverse(lib, spec, hop_n, fft_n, 1, 1, 1)
+    spectrum, _ = spectrogram(lib, signal, fft_n, hop_n, fft_n, 1, 1, 0.0, 1)
+    back = inverse(lib, spectrum, hop_n, fft_n, 1, 1, 1)
     factor = 1 / np.sqrt((scipy.signal.get_window("hann", fft_n) ** 2).sum())
     inner = slice(fft_n, len(back) - fft_n)
     assert np.abs(back[inner] - signal[inner] * factor).max() < 1e-5 * factor

@@ -51,13 +51,13 @@ void expect_matches_reference(const std::vector<float>& x, const Call& c) {
     const int frames = std::min(stft_ref::frame_count(c.sample_n, c.fft_n, c.hop_n, c.center),
                                 c.max_frame_n);
     for (int t = 0; t < c.max_frame_n; ++t) {
-        std::vector<cd> spec;
+        std::vector<cd> spectrum;
         double tol = 0;
         if (t < frames) {
-            spec = stft_ref::frame_spectrum(x, c.fft_n, c.hop_n, c.win_n, c.win_type, c.center,
+            spectrum = stft_ref::frame_spectrum(x, c.fft_n, c.hop_n, c.win_n, c.win_type, c.center,
                                             c.norm_type, t);
             double peak = 0;
-            for (const cd& v : spec) peak = std::max(peak, std::abs(v));
+            for (const cd& v : spectrum) peak = std::max(peak, std::abs(v));
             tol = 3e-6 * std::sqrt(static_cast<double>(c.fft_n)) * (peak + 1e-3);
         }
         for (int k = 0; k < freq_n; ++k) {
@@ -68,7 +68,7 @@ void expect_matches_reference(const std::vector<float>& x, const Call& c) {
                 ASSERT_EQ(im, kSentinel);
                 continue;
             }
-            const cd want = spec[k];
+            const cd want = spectrum[k];
             if (!(c.power > 0.0f)) {
                 ASSERT_NEAR(re, want.real(), tol) << "t " << t << " k " << k;
                 ASSERT_NEAR(im, want.imag(), tol) << "t " << t << " k " << k;
@@ -135,10 +135,10 @@ TEST(Spectrogram, WindowPlacementZeroesTheFrameEnds) {
     std::vector<float> x(40, 0.0f);
     x[0] = 1000.0f;  // in frame 0, position 0: outside a window of 6 in a frame of 10
     x[9] = 1000.0f;  // position 9: outside as well (2 zeros in front, 2 behind)
-    const std::vector<float> spec = run(x, {40, 10, 10, 6, 1, 4, 0, 0.0f, 0});
+    const std::vector<float> spectrum = run(x, {40, 10, 10, 6, 1, 4, 0, 0.0f, 0});
     for (int k = 0; k <= 5; ++k) {
-        EXPECT_EQ(spec[2 * (k * 4)], 0.0f) << k;
-        EXPECT_EQ(spec[2 * (k * 4) + 1], 0.0f) << k;
+        EXPECT_EQ(spectrum[2 * (k * 4)], 0.0f) << k;
+        EXPECT_EQ(spectrum[2 * (k * 4) + 1], 0.0f) << k;
     }
     // Odd difference (win 7 in 10): front 1 zero, window at 1..7, position 8 meets 0, 9 zero.
     std::vector<float> y(10, 0.0f);
