@@ -1,0 +1,100 @@
+// Radix-2 plans: per-stage half tables, bit-reversed scatter, in-place butterflies.
+#include "planned_fft/radix2.h"
+
+#include <cmath>
+#include <utility>
+
+#include "planned_fft/twiddles.h"
+
+namespace vorel::audio::qentor::fft {
+
+namespace {
+
+template <bool forward>
+std::vector<std::vector<Complex>> stage_tables(unsigned n) {
+    std::vector<std::vector<Complex>> tables;
+    for (uint64_t m = 2; m <= n; m *= 2) tables.push_back(calcW<forward, true, false, false>(m));
+    return tables;
+}
+
+uint32_t truncated_log2(unsigned n) {
+    return n == 0 ? 0 : static_cast<uint32_t>(std::log2(static_cast<double>(n)));
+}
+
+uint32_t reverse_bits(uint32_t x) {
+    x = ((x >> 1) & 0x55555555u) | ((x & 0x55555555u) << 1);
+    x = ((x >> 2) & 0x33333333u) | ((x & 0x33333333u) << 2);
+    x = ((x >> 4) & 0x0f0f0f0fu) | ((x & 0x0f0f0f0fu) << 4);
+    return __builtin_bswap32(x);
+}
+
+// One butterfly pass over blocks of 2 * half elements, the table entry first in the product.
+// Only whole blocks inside n run, which for a power of two is every block.
+void butterflies(Complex* out, uint64_t n, const std::vector<Complex>& table) {
+    const uint64_t half = table.size();
+    for (uint64_t b = 0; b + 2 * half <= n; b += 2 * half) {
+        Complex* lo = out + b;
+        Complex* hi = lo + half;
+        for (uint64_t j = 0; j < half; ++j) {
+            const Complex t = complex_product(table[j], hi[j]);
+            const Complex a = lo[j];
+            lo[j] = a + t;
+            hi[j] = a - t;
+        }
+    }
+}
+
+}  // namespace
+
+FFT2Impl::FFT2Impl(unsigned n) : FFT2Impl(n, stage_tables<true>(n)) {}
+
+FFT2Impl::FFT2Impl(unsigned n, std::vector<std::vector<Complex>>&& tables)
+    : size(n), w_tables(std::move(tables)), log2_size(truncated_log2(n)) {}
+
+IFFT2Impl::IFFT2Impl(unsigned n)
+    : FFT2Impl(n, [n] {
+          std::vector<std::vector<Complex>> tables = stage_tables<false>(n);
+          if (!tables.empty()) scale_table(tables.back(), 1.0f / static_cast<float>(n));
+          return tables;
+      }()) {}
+
+template <class T>
+void FFT2Impl::scatter_and_inner_stages(const T* input, Complex* output) const {
+    // A 64-bit shift, so that log2_size 0 (n = 1) sends index 0 to 0.
+    const uint32_t shift = 32 - log2_size;
+    for (uint64_t i = 0; i < size; ++i) {
+        const uint64_t r = static_cast<uint64_t>(reverse_bits(static_cast<uint32_t>(i))) >> shift;
+        output[r] = to_complex(input[i]);
+    }
+    for (size_t s = 0; s + 1 < w_tables.size(); ++s) butterflies(output, size, w_tables[s]);
+}
+
+template <class T>
+void FFT2Impl::run(const T* input, Complex* output) const {
+    scatter_and_inner_stages(input, output);
+    if (!w_tables.empty()) butterflies(output, size, w_tables.back());
+}
+
+template <class T>
+void IFFT2Impl::run(const T* input, Complex* output) const {
+    scatter_and_inner_stages(input, output);
+    if (w_tables.empty()) return;
+    const std::vector<Complex>& table = w_tables.back();
+    const uint64_t half = table.size();
+    const float f = 1.0f / static_cast<float>(size);
+    for (uint64_t j = 0; j < half; ++j) {
+        const Complex t = complex_product(table[j], output[j + half]);
+        const Complex a{output[j].re * f, output[j].im * f};
+        output[j] = t + a;
+        output[j + half] = a - t;
+    }
+}
+
+void FFT2Impl::exec(const int16_t* input, Complex* output) { run(input, output); }
+void FFT2Impl::exec(const float* input, Complex* output) { run(input, output); }
+void FFT2Impl::exec(const Complex* input, Complex* output) { run(input, output); }
+void IFFT2Impl::exec(const int16_t* input, Complex* output) { run(input, output); }
+void IFFT2Impl::exec(const float* input, Complex* output) { run(input, output); }
+void IFFT2Impl::exec(const Complex* input, Complex* output) { run(input, output); }
+
+}  // namespace vorel::audio::qentor::fft
