@@ -1,0 +1,110 @@
+// Test helpers for the planned engine: a double-precision direct transform, random inputs of
+// the three element types, and bit-level comparisons.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "planned_fft/plan.h"
+
+namespace vorel::audio::qentor::test {
+
+using Cd = std::complex<double>;
+
+inline uint32_t bits_of(float v) { return std::bit_cast<uint32_t>(v); }
+inline float from_bits(uint32_t b) { return std::bit_cast<float>(b); }
+
+inline Cd as_double(int16_t v) { return Cd(v, 0); }
+inline Cd as_double(float v) { return Cd(v, 0); }
+inline Cd as_double(Complex v) { return Cd(v.re, v.im); }
+
+// X[k] = sum_j x[j] exp(-+2 pi i j k / n) in double, with exact index reduction, scaled by
+// 1/n for the inverse.
+template <class T>
+std::vector<Cd> reference_dft(const std::vector<T>& x, bool forward) {
+    const size_t n = x.size();
+    std::vector<Cd> out(n);
+    const double sign = forward ? -1.0 : 1.0;
+    for (size_t k = 0; k < n; ++k) {
+        Cd sum = 0;
+        for (size_t j = 0; j < n; ++j) {
+            const double angle = sign * 2.0 * M_PI * static_cast<double>((j * k) % n) / n;
+            sum += as_double(x[j]) * Cd(std::cos(angle), std::sin(angle));
+        }
+        out[k] = forward ? sum : sum / static_cast<double>(n);
+    }
+    return out;
+}
+
+// Largest deviation from the reference, relative to the largest reference magnitude.
+inline double relative_error(const std::vector<Complex>& got, const std::vector<Cd>& want) {
+    double err = 0, scale = 0;
+    for (size_t k = 0; k < want.size(); ++k) {
+        err = std::max(err, std::abs(as_double(got[k]) - want[k]));
+        scale = std::max(scale, std::abs(want[k]));
+    }
+    return scale > 0 ? err / scale : err;
+}
+
+template <class T>
+std::vector<T> random_input(size_t n, unsigned seed);
+
+template <>
+inline std::vector<float> random_input<float>(size_t n, unsigned seed) {
+    std::mt19937 gen(seed);
+    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
+    std::vector<float> x(n);
+    for (float& v : x) v = dist(gen);
+    return x;
+}
+
+template <>
+inline std::vector<int16_t> random_input<int16_t>(size_t n, unsigned seed) {
+    std::mt19937 gen(seed);
+    std::uniform_int_distribution<int> dist(-32768, 32767);
+    std::vector<int16_t> x(n);
+    for (int16_t& v : x) v = static_cast<int16_t>(dist(gen));
+    return x;
+}
+
+template <>
+inline std::vector<Complex> random_input<Complex>(size_t n, unsigned seed) {
+    std::mt19937 gen(seed);
+    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
+    std::vector<Complex> x(n);
+    for (Complex& v : x) v = {dist(gen), dist(gen)};
+    return x;
+}
+
+// Runs any plan (or the facade) on x into a fresh output pre-filled with a marker.
+template <class Plan, class T>
+std::vector<Complex> run_plan(Plan& plan, const std::vector<T>& x, size_t out_n) {
+    std::vector<Complex> out(out_n, Complex{-7.0f, -7.0f});
+    plan.exec(x.data(), out.data());
+    return out;
+}
+
+inline bool same_bits(Complex a, Complex b) {
+    return bits_of(a.re) == bits_of(b.re) && bits_of(a.im) == bits_of(b.im);
+}
+
+inline void expect_same_bits(const std::vector<Complex>& a, const std::vector<Complex>& b) {
+    ASSERT_EQ(a.size(), b.size());
+    for (size_t i = 0; i < a.size(); ++i)
+        EXPECT_TRUE(same_bits(a[i], b[i])) << "at " << i << ": (" << a[i].re << ", " << a[i].im
+                                           << ") vs (" << b[i].re << ", " << b[i].im << ")";
+}
+
+// A table entry given by its bit patterns.
+inline void expect_entry(Complex got, uint32_t re, uint32_t im, const char* what) {
+    EXPECT_EQ(bits_of(got.re), re) << what << " real part " << got.re;
+    EXPECT_EQ(bits_of(got.im), im) << what << " imaginary part " << got.im;
+}
+
+}  // namespace vorel::audio::qentor::test
