@@ -24,21 +24,43 @@ inline Cd as_double(int16_t v) { return Cd(v, 0); }
 inline Cd as_double(float v) { return Cd(v, 0); }
 inline Cd as_double(Complex v) { return Cd(v.re, v.im); }
 
-// X[k] = sum_j x[j] exp(-+2 pi i j k / n) in double, with exact index reduction, scaled by
-// 1/n for the inverse.
+namespace detail {
+
+// Recursive decimation in time in double over the smallest prime factor, direct evaluation
+// for a prime length; twiddles from the library cosine and sine with exact index reduction.
+inline std::vector<Cd> transform(const std::vector<Cd>& x, double sign) {
+    const size_t n = x.size();
+    size_t p = 2;
+    while (p * p <= n && n % p != 0) ++p;
+    auto root = [n, sign](size_t e) {
+        const double angle = sign * 2.0 * M_PI * static_cast<double>(e % n) / n;
+        return Cd(std::cos(angle), std::sin(angle));
+    };
+    std::vector<Cd> out(n);
+    if (n < 2 || p * p > n) {
+        for (size_t k = 0; k < n; ++k)
+            for (size_t j = 0; j < n; ++j) out[k] += x[j] * root(j * k);
+        return out;
+    }
+    const size_t m = n / p;
+    std::vector<std::vector<Cd>> parts(p, std::vector<Cd>(m));
+    for (size_t j = 0; j < n; ++j) parts[j % p][j / p] = x[j];
+    for (auto& part : parts) part = transform(part, sign);
+    for (size_t k = 0; k < n; ++k)
+        for (size_t r = 0; r < p; ++r) out[k] += parts[r][k % m] * root(r * k);
+    return out;
+}
+
+}  // namespace detail
+
+// X[k] = sum_j x[j] exp(-+2 pi i j k / n) in double, scaled by 1/n for the inverse.
 template <class T>
 std::vector<Cd> reference_dft(const std::vector<T>& x, bool forward) {
-    const size_t n = x.size();
-    std::vector<Cd> out(n);
-    const double sign = forward ? -1.0 : 1.0;
-    for (size_t k = 0; k < n; ++k) {
-        Cd sum = 0;
-        for (size_t j = 0; j < n; ++j) {
-            const double angle = sign * 2.0 * M_PI * static_cast<double>((j * k) % n) / n;
-            sum += as_double(x[j]) * Cd(std::cos(angle), std::sin(angle));
-        }
-        out[k] = forward ? sum : sum / static_cast<double>(n);
-    }
+    std::vector<Cd> in(x.size());
+    for (size_t i = 0; i < x.size(); ++i) in[i] = as_double(x[i]);
+    std::vector<Cd> out = detail::transform(in, forward ? -1.0 : 1.0);
+    if (!forward)
+        for (Cd& v : out) v /= static_cast<double>(x.size());
     return out;
 }
 
