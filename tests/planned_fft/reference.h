@@ -64,11 +64,14 @@ std::vector<Cd> reference_dft(const std::vector<T>& x, bool forward) {
     return out;
 }
 
-// Largest deviation from the reference, relative to the largest reference magnitude.
+// Largest deviation from the reference, relative to the largest reference magnitude; infinite
+// when any output is not a number.
 inline double relative_error(const std::vector<Complex>& got, const std::vector<Cd>& want) {
     double err = 0, scale = 0;
     for (size_t k = 0; k < want.size(); ++k) {
-        err = std::max(err, std::abs(as_double(got[k]) - want[k]));
+        const double d = std::abs(as_double(got[k]) - want[k]);
+        if (std::isnan(d)) return INFINITY;
+        err = std::max(err, d);
         scale = std::max(scale, std::abs(want[k]));
     }
     return scale > 0 ? err / scale : err;
