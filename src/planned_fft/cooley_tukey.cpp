@@ -6,6 +6,7 @@
 #include <numeric>
 #include <utility>
 
+#include "planned_fft/butterfly.h"
 #include "planned_fft/direct_dft.h"
 #include "planned_fft/hard_kernels.h"
 #include "planned_fft/twiddles.h"
@@ -144,15 +145,10 @@ void CooleyTukeyFFTImpl::radix2_stage(const CooleyTukeyFactor& f, Complex* outpu
     const uint64_t l = f.inLength;
     const float factor = 1.0f / static_cast<float>(f.outLength);
     for (uint64_t base = 0; base < 2 * l * f.outCount; base += 2 * l) {
-        Complex* lo = output + base;
-        Complex* hi = lo + l;
-        for (uint64_t j = 0; j < l; ++j) {
-            const Complex t = complex_product(hi[j], f.W[j]);
-            Complex u = lo[j];
-            if (scale) u = {u.re * factor, u.im * factor};
-            lo[j] = u + t;
-            hi[j] = u - t;
-        }
+        if (scale)
+            radix2_butterflies_scaled(output + base, output + base + l, f.W.data(), l, factor);
+        else
+            radix2_butterflies(output + base, output + base + l, f.W.data(), l);
     }
 }
 

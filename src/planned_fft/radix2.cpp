@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "planned_fft/butterfly.h"
 #include "planned_fft/twiddles.h"
 
 namespace vorel::audio::qentor::fft {
@@ -32,16 +33,8 @@ uint32_t reverse_bits(uint32_t x) {
 // Only whole blocks inside n run, which for a power of two is every block.
 void butterflies(Complex* out, uint64_t n, const std::vector<Complex>& table) {
     const uint64_t half = table.size();
-    for (uint64_t b = 0; b + 2 * half <= n; b += 2 * half) {
-        Complex* lo = out + b;
-        Complex* hi = lo + half;
-        for (uint64_t j = 0; j < half; ++j) {
-            const Complex t = complex_product(table[j], hi[j]);
-            const Complex a = lo[j];
-            lo[j] = a + t;
-            hi[j] = a - t;
-        }
-    }
+    for (uint64_t b = 0; b + 2 * half <= n; b += 2 * half)
+        radix2_butterflies(out + b, out + b + half, table.data(), half);
 }
 
 }  // namespace
@@ -79,15 +72,11 @@ template <class T>
 void IFFT2Impl::run(const T* input, Complex* output) const {
     scatter_and_inner_stages(input, output);
     if (w_tables.empty()) return;
+    // The last stage scales the untwiddled operand; its table already carries 1/n.
     const std::vector<Complex>& table = w_tables.back();
     const uint64_t half = table.size();
-    const float f = 1.0f / static_cast<float>(size);
-    for (uint64_t j = 0; j < half; ++j) {
-        const Complex t = complex_product(table[j], output[j + half]);
-        const Complex a{output[j].re * f, output[j].im * f};
-        output[j] = t + a;
-        output[j + half] = a - t;
-    }
+    radix2_butterflies_scaled(output, output + half, table.data(), half,
+                              1.0f / static_cast<float>(size));
 }
 
 void FFT2Impl::exec(const int16_t* input, Complex* output) { run(input, output); }
