@@ -8,8 +8,9 @@
 namespace vorel::audio::qentor {
 
 // For j below count: t = w[j] * hi[j] (complex product), a = lo[j], optionally scaled part by
-// part by factor; then lo[j] = a + t and hi[j] = a - t. The product is commutative to the bit
-// for every result that is a number, so the same butterfly serves either operand order.
+// part by factor; then lo[j] = a + t and hi[j] = a - t. The product and the sum are
+// commutative to the bit for every result that is a number, so the same butterfly serves
+// either operand order.
 // Pairs of butterflies run in SSE2 lanes that round as the scalar code does; a pair in which
 // a product needs the recovery of infinite results is redone by the plain code.
 void radix2_butterflies(Complex* lo, Complex* hi, const Complex* w, uint64_t count);

@@ -6,9 +6,9 @@
 #include <numeric>
 #include <utility>
 
-#include "planned_fft/butterfly.h"
 #include "planned_fft/direct_dft.h"
 #include "planned_fft/hard_kernels.h"
+#include "planned_fft/stages.h"
 #include "planned_fft/twiddles.h"
 
 namespace vorel::audio::qentor {
@@ -136,44 +136,7 @@ void CooleyTukeyFFTImpl::run(const T* input, Complex* output, std::vector<T>& sc
         if (f.radix == 2)
             radix2_stage(f, output, scale_last && s + 1 == factors.size());
         else
-            general_stage(f, output);
-    }
-}
-
-void CooleyTukeyFFTImpl::radix2_stage(const CooleyTukeyFactor& f, Complex* output,
-                                      bool scale) const {
-    const uint64_t l = f.inLength;
-    const float factor = 1.0f / static_cast<float>(f.outLength);
-    for (uint64_t base = 0; base < 2 * l * f.outCount; base += 2 * l) {
-        if (scale)
-            radix2_butterflies_scaled(output + base, output + base + l, f.W.data(), l, factor);
-        else
-            radix2_butterflies(output + base, output + base + l, f.W.data(), l);
-    }
-}
-
-void CooleyTukeyFFTImpl::general_stage(const CooleyTukeyFactor& f, Complex* output) {
-    const uint64_t r = f.radix;
-    const uint64_t l = f.inLength;
-    const uint64_t len = f.outLength;
-    for (uint64_t g = 0; g < f.outCount; ++g) {
-        Complex* block = output + g * r * l;
-        for (uint64_t j = 0; j < l; ++j) {
-            for (uint64_t q = 0; q < r; ++q) {
-                // t walks (j + q l) p mod len; each step is below len, so one subtraction
-                // reduces it.
-                const uint64_t step = j + q * l;
-                uint64_t t = 0;
-                Complex sum{0.0f, 0.0f};
-                for (uint64_t p = 0; p < r; ++p) {
-                    sum += complex_product(block[j + p * l], f.W[t]);
-                    t += step;
-                    if (t >= len) t -= len;
-                }
-                work[q] = sum;
-            }
-            for (uint64_t q = 0; q < r; ++q) block[j + q * l] = work[q];
-        }
+            general_stage(f, output, work.data());
     }
 }
 

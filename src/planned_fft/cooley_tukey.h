@@ -60,10 +60,6 @@ protected:
     // scale_last: the inverse's last stage, when of radix 2, scales its unweighted operand.
     template <class T>
     void run(const T* input, Complex* output, std::vector<T>& scratch, bool scale_last);
-
-private:
-    void radix2_stage(const CooleyTukeyFactor& f, Complex* output, bool scale) const;
-    void general_stage(const CooleyTukeyFactor& f, Complex* output);
 };
 
 // Conjugate tables and unscaled inverse inner plans; the factor 1/n comes in the last stage,

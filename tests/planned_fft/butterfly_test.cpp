@@ -1,4 +1,4 @@
-// The paired radix-2 butterfly against the one-at-a-time form, bit for bit.
+// The paired radix-2 butterfly and general stage against their one-at-a-time forms.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "planned_fft/butterfly.h"
+#include "planned_fft/cooley_tukey.h"
+#include "planned_fft/stages.h"
 #include "reference.h"
 
 using namespace vorel::audio::qentor;
@@ -72,4 +74,24 @@ TEST(Butterfly, InfiniteProductIsRecoveredInsideAPair) {
     radix2_butterflies(lo.data(), hi.data(), w.data(), 2);
     EXPECT_EQ(lo[0].re, 1.0f);
     EXPECT_TRUE(std::isinf(lo[1].re) || std::isinf(lo[1].im));
+}
+
+TEST(GeneralStage, PairedColumnsMatchThePlainForm) {
+    // The stages of real plans (radix 3, 5, 7 and 37), on values with infinities and NaNs.
+    for (unsigned n : {9u, 45u, 175u, 1369u})
+        for (bool specials : {false, true}) {
+            fft::CooleyTukeyFFTImpl plan(n);
+            for (const CooleyTukeyFactor& f : plan.factors) {
+                if (f.radix == 2) continue;
+                const auto data = mixed_values(n, n + specials, specials);
+                auto fast = data, plain = data;
+                std::vector<Complex> work(f.radix);
+                general_stage(f, fast.data(), work.data());
+                general_stage_plain(f, plain.data(), work.data());
+                for (unsigned i = 0; i < n; ++i)
+                    ASSERT_TRUE(same_value(fast[i].re, plain[i].re) &&
+                                same_value(fast[i].im, plain[i].im))
+                        << "n " << n << " radix " << f.radix << " at " << i;
+            }
+        }
 }
