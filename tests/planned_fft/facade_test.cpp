@@ -55,7 +55,8 @@ TEST(Facade, ChoiceByLength) {
     EXPECT_TRUE(holds<fft::CooleyTukeyFFTImpl>(FFT(6, true)));
     EXPECT_TRUE(holds<fft::CooleyTukeyIFFTImpl>(FFT(6, false)));
     EXPECT_TRUE(holds<fft::BluesteinFFTImpl>(FFT(7, true)));
-    auto* chirp = dynamic_cast<fft::BluesteinIFFTImpl*>(FFT(7, false).plan().get());
+    const FFT inverse7(7, false);
+    auto* chirp = dynamic_cast<fft::BluesteinIFFTImpl*>(inverse7.plan().get());
     ASSERT_NE(chirp, nullptr);
     EXPECT_TRUE(chirp->scale);
     EXPECT_TRUE(holds<fft::FFT2Impl>(FFT(8, true)));
