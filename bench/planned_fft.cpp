@@ -1,11 +1,13 @@
 // Facade plans of the planned engine on float and complex input: radix-2 (256 to 4096),
-// Cooley-Tukey (360, 400, 1000) and Bluestein (7, 11) lengths. Plans are built outside the loop.
+// Cooley-Tukey (360, 400, 1000) and Bluestein (7, 11) lengths, plans built outside the loop;
+// beside them the exported transform core on the same lengths (real forward, complex inverse).
 #include <benchmark/benchmark.h>
 
 #include <cmath>
 #include <vector>
 
 #include "planned_fft/fft.h"
+#include "vorel_audio.h"
 
 namespace {
 
@@ -46,6 +48,30 @@ void BM_PlannedFFTComplex(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * n);
 }
 
+void BM_CoreFFT(benchmark::State& state) {
+    const auto n = static_cast<int>(state.range(0));
+    const std::vector<float> x = signal(n);
+    std::vector<float> out(2 * size_t(n));
+    for (auto _ : state) {
+        vorelAudioFFT(out.data(), x.data(), n);
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+void BM_CoreIFFT(benchmark::State& state) {
+    const auto n = static_cast<int>(state.range(0));
+    const std::vector<float> x = signal(2 * size_t(n));
+    std::vector<float> out(2 * size_t(n));
+    for (auto _ : state) {
+        vorelAudioIFFT(out.data(), x.data(), n);
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
 // Primes from 13 on lose accuracy and from 233 on cannot be planned by the choosing
 // constructor, so the chirp lengths stay at 7 and 11.
 const std::vector<int64_t> lengths = {7, 11, 256, 360, 400, 512, 1000, 1024, 4096};
@@ -54,12 +80,15 @@ void float_lengths(benchmark::internal::Benchmark* b) {
     for (int64_t n : lengths) b->Arg(n);
 }
 
+// Args: length, forward (1) or inverse (0).
 void complex_lengths(benchmark::internal::Benchmark* b) {
-    for (int64_t n : lengths) b->Args({n, 1});
-    for (int64_t n : {1024, 1000}) b->Args({n, 0});
+    for (int64_t forward : {1, 0})
+        for (int64_t n : lengths) b->Args({n, forward});
 }
 
 }  // namespace
 
 BENCHMARK(BM_PlannedFFTFloat)->Apply(float_lengths);
 BENCHMARK(BM_PlannedFFTComplex)->Apply(complex_lengths);
+BENCHMARK(BM_CoreFFT)->Apply(float_lengths);
+BENCHMARK(BM_CoreIFFT)->Apply(float_lengths);

@@ -17,6 +17,11 @@ void radix2_butterflies(Complex* lo, Complex* hi, const Complex* w, uint64_t cou
 void radix2_butterflies_scaled(Complex* lo, Complex* hi, const Complex* w, uint64_t count,
                                float factor);
 
+// One pass over every whole block of 2 * half elements among the first n of out, each block
+// with the butterflies above on its two halves and the table w. Blocks of two elements
+// (half 1) run two blocks to a register.
+void radix2_pass(Complex* out, uint64_t n, const Complex* w, uint64_t half);
+
 // The same one butterfly at a time, for reference.
 void radix2_butterflies_plain(Complex* lo, Complex* hi, const Complex* w, uint64_t count,
                               const float* factor);

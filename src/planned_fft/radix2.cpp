@@ -29,14 +29,6 @@ uint32_t reverse_bits(uint32_t x) {
     return __builtin_bswap32(x);
 }
 
-// One butterfly pass over blocks of 2 * half elements, the table entry first in the product.
-// Only whole blocks inside n run, which for a power of two is every block.
-void butterflies(Complex* out, uint64_t n, const std::vector<Complex>& table) {
-    const uint64_t half = table.size();
-    for (uint64_t b = 0; b + 2 * half <= n; b += 2 * half)
-        radix2_butterflies(out + b, out + b + half, table.data(), half);
-}
-
 }  // namespace
 
 FFT2Impl::FFT2Impl(unsigned n) : FFT2Impl(n, stage_tables<true>(n)) {}
@@ -59,13 +51,17 @@ void FFT2Impl::scatter_and_inner_stages(const T* input, Complex* output) const {
         const uint64_t r = static_cast<uint64_t>(reverse_bits(static_cast<uint32_t>(i))) >> shift;
         output[r] = to_complex(input[i]);
     }
-    for (size_t s = 0; s + 1 < w_tables.size(); ++s) butterflies(output, size, w_tables[s]);
+    // Only whole blocks inside n run, which for a power of two is every block.
+    for (size_t s = 0; s + 1 < w_tables.size(); ++s)
+        radix2_pass(output, size, w_tables[s].data(), w_tables[s].size());
 }
 
 template <class T>
 void FFT2Impl::run(const T* input, Complex* output) const {
     scatter_and_inner_stages(input, output);
-    if (!w_tables.empty()) butterflies(output, size, w_tables.back());
+    if (w_tables.empty()) return;
+    const std::vector<Complex>& last = w_tables.back();
+    radix2_pass(output, size, last.data(), last.size());
 }
 
 template <class T>

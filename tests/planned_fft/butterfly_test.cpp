@@ -65,6 +65,25 @@ TEST(Butterfly, PairedFormMatchesThePlainForm) {
         }
 }
 
+TEST(Butterfly, PassOverBlocksMatchesThePlainForm) {
+    // Blocks of two run two to a register; other block lengths pair butterflies inside a block.
+    for (bool specials : {false, true})
+        for (uint64_t n : {2u, 4u, 6u, 16u, 64u, 66u})
+            for (uint64_t half : {1u, 2u, 4u}) {
+                const auto data = mixed_values(n, n + half, specials);
+                const auto w = mixed_values(half, 7 * half, specials);
+                auto fast = data, plain = data;
+                radix2_pass(fast.data(), n, w.data(), half);
+                for (uint64_t b = 0; b + 2 * half <= n; b += 2 * half)
+                    radix2_butterflies_plain(plain.data() + b, plain.data() + b + half, w.data(),
+                                             half, nullptr);
+                for (uint64_t i = 0; i < n; ++i)
+                    ASSERT_TRUE(same_value(fast[i].re, plain[i].re) &&
+                                same_value(fast[i].im, plain[i].im))
+                        << "n " << n << " half " << half << " at " << i;
+            }
+}
+
 TEST(Butterfly, InfiniteProductIsRecoveredInsideAPair) {
     // w = (inf, inf) times hi = (1, 0) is NaN + NaN i by the plain formula; the recovery gives
     // an infinity, also when the butterfly sits in a lane pair.
