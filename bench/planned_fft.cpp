@@ -20,56 +20,54 @@ std::vector<float> signal(size_t n) {
     return x;
 }
 
+// Times one call per iteration, counting n points per call.
+template <class Call>
+void run_timed(benchmark::State& state, size_t n, void* out, Call call) {
+    for (auto _ : state) {
+        call();
+        benchmark::DoNotOptimize(out);
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+std::vector<Complex> complex_signal(size_t n) {
+    const std::vector<float> s = signal(2 * n);
+    std::vector<Complex> x(n);
+    for (size_t i = 0; i < n; ++i) x[i] = {s[2 * i], s[2 * i + 1]};
+    return x;
+}
+
 void BM_PlannedFFTFloat(benchmark::State& state) {
     const auto n = static_cast<unsigned>(state.range(0));
     FFT plan(n, true);
     const std::vector<float> x = signal(n);
     std::vector<Complex> out(n);
-    for (auto _ : state) {
-        plan.exec(x.data(), out.data());
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * n);
+    run_timed(state, n, out.data(), [&] { plan.exec(x.data(), out.data()); });
 }
 
+// Args: length, forward (1) or inverse (0).
 void BM_PlannedFFTComplex(benchmark::State& state) {
     const auto n = static_cast<unsigned>(state.range(0));
-    const bool forward = state.range(1) != 0;
-    FFT plan(n, forward);
-    const std::vector<float> s = signal(2 * n);
-    std::vector<Complex> x(n), out(n);
-    for (size_t i = 0; i < n; ++i) x[i] = {s[2 * i], s[2 * i + 1]};
-    for (auto _ : state) {
-        plan.exec(x.data(), out.data());
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * n);
+    FFT plan(n, state.range(1) != 0);
+    const std::vector<Complex> x = complex_signal(n);
+    std::vector<Complex> out(n);
+    run_timed(state, n, out.data(), [&] { plan.exec(x.data(), out.data()); });
 }
 
+// The exported core: real input forward, complex input inverse.
 void BM_CoreFFT(benchmark::State& state) {
     const auto n = static_cast<int>(state.range(0));
     const std::vector<float> x = signal(n);
     std::vector<float> out(2 * size_t(n));
-    for (auto _ : state) {
-        vorelAudioFFT(out.data(), x.data(), n);
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * n);
+    run_timed(state, n, out.data(), [&] { vorelAudioFFT(out.data(), x.data(), n); });
 }
 
 void BM_CoreIFFT(benchmark::State& state) {
     const auto n = static_cast<int>(state.range(0));
     const std::vector<float> x = signal(2 * size_t(n));
     std::vector<float> out(2 * size_t(n));
-    for (auto _ : state) {
-        vorelAudioIFFT(out.data(), x.data(), n);
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * n);
+    run_timed(state, n, out.data(), [&] { vorelAudioIFFT(out.data(), x.data(), n); });
 }
 
 // Primes from 13 on lose accuracy and from 233 on cannot be planned by the choosing
@@ -80,7 +78,6 @@ void float_lengths(benchmark::internal::Benchmark* b) {
     for (int64_t n : lengths) b->Arg(n);
 }
 
-// Args: length, forward (1) or inverse (0).
 void complex_lengths(benchmark::internal::Benchmark* b) {
     for (int64_t forward : {1, 0})
         for (int64_t n : lengths) b->Args({n, forward});

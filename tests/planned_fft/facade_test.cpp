@@ -4,6 +4,7 @@
 #include <memory>
 #include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "planned_fft/bluestein.h"
@@ -115,10 +116,16 @@ TYPED_TEST(FacadeTyped, AgreesWithDoubleTransformForWellPlannedLengths) {
 }
 
 TEST(Facade, InverseOfForwardReturnsTheInput) {
-    for (unsigned n : {5u, 7u, 12u, 64u, 360u, 4096u}) {
+    // Chosen plans of every family, and the direct form named explicitly.
+    const auto dft = FFTAlgorithm::DFT;
+    const std::pair<unsigned, FFTAlgorithm> cases[] = {
+        {5, choose_algorithm(5)},   {7, choose_algorithm(7)},       {12, choose_algorithm(12)},
+        {64, choose_algorithm(64)}, {360, choose_algorithm(360)}, {4096, choose_algorithm(4096)},
+        {45, dft}};
+    for (const auto& [n, algorithm] : cases) {
         const auto x = random_input<Complex>(n, n);
-        FFT fwd(n, true);
-        FFT inv(n, false);
+        FFT fwd(n, true, algorithm);
+        FFT inv(n, false, algorithm);
         const auto back = run_plan(inv, run_plan(fwd, x, n), n);
         for (unsigned i = 0; i < n; ++i) {
             ASSERT_NEAR(back[i].re, x[i].re, 1e-5) << n << " " << i;

@@ -3,7 +3,6 @@
 
 #include <cmath>
 #include <limits>
-#include <thread>
 #include <vector>
 
 #include "planned_fft/hard_kernels.h"
@@ -198,13 +197,5 @@ TEST(HardKernels, ComplexInfinityGoesThroughTheRecovery) {
 TEST(HardKernels, OnePlanRunsOnSeveralThreads) {
     fft::DFTHARDImpl plan(5, 500);
     const auto x = random_input<float>(500, 8);
-    const auto want = run_plan(plan, x, 500);
-    std::vector<std::vector<Complex>> got(4);
-    std::vector<std::thread> threads;
-    for (auto& g : got)
-        threads.emplace_back([&plan, &x, &g] {
-            for (int r = 0; r < 50; ++r) g = run_plan(plan, x, 500);
-        });
-    for (auto& t : threads) t.join();
-    for (const auto& g : got) expect_same_bits(g, want);
+    expect_same_on_threads(plan, x, 500);
 }

@@ -1,7 +1,6 @@
 // Radix-2 plans: stage tables, small lengths, the folded inverse factor, accuracy.
 #include <gtest/gtest.h>
 
-#include <thread>
 #include <vector>
 
 #include "planned_fft/radix2.h"
@@ -91,18 +90,6 @@ TYPED_TEST(Radix2Typed, AgreesWithDoubleTransformUpTo65536) {
     }
 }
 
-TEST(Radix2, InverseOfForwardReturnsTheInput) {
-    const unsigned n = 4096;
-    const auto x = random_input<Complex>(n, 11);
-    fft::FFT2Impl fwd(n);
-    fft::IFFT2Impl inv(n);
-    const auto back = run_plan(inv, run_plan(fwd, x, n), n);
-    for (unsigned i = 0; i < n; ++i) {
-        ASSERT_NEAR(back[i].re, x[i].re, 1e-5) << i;
-        ASSERT_NEAR(back[i].im, x[i].im, 1e-5) << i;
-    }
-}
-
 TEST(Radix2, LengthsThatAreNoPowerOfTwoStayInsideTheBuffers) {
     // Meaningless numbers, but nothing at or past n is touched (the sanitizer build checks).
     for (unsigned n : {3u, 6u, 12u, 100u}) {
@@ -119,13 +106,5 @@ TEST(Radix2, OnePlanRunsOnSeveralThreads) {
     const unsigned n = 1024;
     fft::IFFT2Impl plan(n);
     const auto x = random_input<Complex>(n, 3);
-    const auto want = run_plan(plan, x, n);
-    std::vector<std::vector<Complex>> got(4);
-    std::vector<std::thread> threads;
-    for (auto& g : got)
-        threads.emplace_back([&plan, &x, &g] {
-            for (int r = 0; r < 50; ++r) g = run_plan(plan, x, n);
-        });
-    for (auto& t : threads) t.join();
-    for (const auto& g : got) expect_same_bits(g, want);
+    expect_same_on_threads(plan, x, n);
 }

@@ -9,6 +9,7 @@
 #include <complex>
 #include <cstdint>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "planned_fft/plan.h"
@@ -100,10 +101,9 @@ inline std::vector<int16_t> random_input<int16_t>(size_t n, unsigned seed) {
 
 template <>
 inline std::vector<Complex> random_input<Complex>(size_t n, unsigned seed) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
+    const std::vector<float> parts = random_input<float>(2 * n, seed);
     std::vector<Complex> x(n);
-    for (Complex& v : x) v = {dist(gen), dist(gen)};
+    for (size_t i = 0; i < n; ++i) x[i] = {parts[2 * i], parts[2 * i + 1]};
     return x;
 }
 
@@ -124,6 +124,20 @@ inline void expect_same_bits(const std::vector<Complex>& a, const std::vector<Co
     for (size_t i = 0; i < a.size(); ++i)
         EXPECT_TRUE(same_bits(a[i], b[i])) << "at " << i << ": (" << a[i].re << ", " << a[i].im
                                            << ") vs (" << b[i].re << ", " << b[i].im << ")";
+}
+
+// Four threads running one plan at once, 20 times each, get the single-thread output.
+template <class Plan, class T>
+void expect_same_on_threads(Plan& plan, const std::vector<T>& x, size_t n) {
+    const std::vector<Complex> want = run_plan(plan, x, n);
+    std::vector<std::vector<Complex>> got(4);
+    std::vector<std::thread> threads;
+    for (auto& g : got)
+        threads.emplace_back([&plan, &x, &g, n] {
+            for (int r = 0; r < 20; ++r) g = run_plan(plan, x, n);
+        });
+    for (auto& t : threads) t.join();
+    for (const auto& g : got) expect_same_bits(g, want);
 }
 
 // A table entry given by its bit patterns.
