@@ -28,6 +28,10 @@ public:
     FFT(unsigned n, bool forward);
     FFT(unsigned n, bool forward, fft::FFTAlgorithm algorithm);
     virtual ~FFT() = default;
+    // Not copied: a copy would share the plan, and with it the scratch of Bluestein and
+    // Cooley-Tukey plans, so that two copies could not run on two threads.
+    FFT(const FFT&) = delete;
+    FFT& operator=(const FFT&) = delete;
 
     // Builds the new plan completely before the old one is released: if building throws,
     // the object keeps its old plan.

@@ -84,7 +84,6 @@ TEST(Bluestein, ChirpAccuracyFollowsTheUnreducedAngle) {
 
 template <class T>
 class BluesteinTyped : public ::testing::Test {};
-using InputTypes = ::testing::Types<int16_t, float, Complex>;
 TYPED_TEST_SUITE(BluesteinTyped, InputTypes);
 
 TYPED_TEST(BluesteinTyped, AccurateWhileTheChirpIs) {

@@ -14,7 +14,6 @@ using namespace vorel::audio::qentor::test;
 
 template <class T>
 class DirectDftTyped : public ::testing::Test {};
-using InputTypes = ::testing::Types<int16_t, float, Complex>;
 TYPED_TEST_SUITE(DirectDftTyped, InputTypes);
 
 TYPED_TEST(DirectDftTyped, AgreesWithDoubleTransformBothWays) {

@@ -91,7 +91,6 @@ TEST(Facade, ZeroAndOne) {
 
 template <class T>
 class FacadeTyped : public ::testing::Test {};
-using InputTypes = ::testing::Types<int16_t, float, Complex>;
 TYPED_TEST_SUITE(FacadeTyped, InputTypes);
 
 TYPED_TEST(FacadeTyped, AgreesWithDoubleTransformForWellPlannedLengths) {

@@ -77,7 +77,6 @@ TEST(Radix2, ImpulseToConstantAndBackExactly) {
 
 template <class T>
 class Radix2Typed : public ::testing::Test {};
-using InputTypes = ::testing::Types<int16_t, float, Complex>;
 TYPED_TEST_SUITE(Radix2Typed, InputTypes);
 
 TYPED_TEST(Radix2Typed, AgreesWithDoubleTransformUpTo65536) {

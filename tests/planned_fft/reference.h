@@ -18,6 +18,9 @@ namespace vorel::audio::qentor::test {
 
 using Cd = std::complex<double>;
 
+// The three element types a plan reads.
+using InputTypes = ::testing::Types<int16_t, float, Complex>;
+
 inline uint32_t bits_of(float v) { return std::bit_cast<uint32_t>(v); }
 inline float from_bits(uint32_t b) { return std::bit_cast<float>(b); }
 
