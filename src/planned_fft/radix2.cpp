@@ -22,13 +22,6 @@ uint32_t truncated_log2(unsigned n) {
     return n == 0 ? 0 : static_cast<uint32_t>(std::log2(static_cast<double>(n)));
 }
 
-uint32_t reverse_bits(uint32_t x) {
-    x = ((x >> 1) & 0x55555555u) | ((x & 0x55555555u) << 1);
-    x = ((x >> 2) & 0x33333333u) | ((x & 0x33333333u) << 2);
-    x = ((x >> 4) & 0x0f0f0f0fu) | ((x & 0x0f0f0f0fu) << 4);
-    return __builtin_bswap32(x);
-}
-
 }  // namespace
 
 FFT2Impl::FFT2Impl(unsigned n) : FFT2Impl(n, stage_tables<true>(n)) {}
@@ -45,11 +38,19 @@ IFFT2Impl::IFFT2Impl(unsigned n)
 
 template <class T>
 void FFT2Impl::scatter_and_inner_stages(const T* input, Complex* output) const {
-    // A 64-bit shift, so that log2_size 0 (n = 1) sends index 0 to 0.
-    const uint32_t shift = 32 - log2_size;
+    // Element i goes to r, the low log2_size bits of i reversed (the 32-bit reversal of i
+    // shifted right by 32 - log2_size). r is kept as a counter that adds one at its top bit and
+    // carries downwards; past 2^log2_size (a length that is no power of two) it wraps to 0.
+    const uint64_t top = log2_size == 0 ? 0 : uint64_t{1} << (log2_size - 1);
+    uint64_t r = 0;
     for (uint64_t i = 0; i < size; ++i) {
-        const uint64_t r = static_cast<uint64_t>(reverse_bits(static_cast<uint32_t>(i))) >> shift;
         output[r] = to_complex(input[i]);
+        uint64_t bit = top;
+        while (r & bit) {
+            r ^= bit;
+            bit >>= 1;
+        }
+        r |= bit;
     }
     // Only whole blocks inside n run, which for a power of two is every block.
     for (size_t s = 0; s + 1 < w_tables.size(); ++s)
