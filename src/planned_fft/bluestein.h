@@ -12,8 +12,9 @@ namespace vorel::audio::qentor::fft {
 
 // The chirp w[k] = exp(-i pi k^2 / n) follows the table rule with the index k^2 taken as it
 // stands, not reduced modulo 2n. The sine series then sees arguments up to about pi (n - 1),
-// so accuracy falls away from n = 13, entries overflow from n = 44, and from n = 230 the series
-// never ends and the constructor does not return. That is the rule of this engine and stays.
+// so accuracy falls away from n = 13, entries overflow from n = 44, and from n = 230 a term of
+// the series overflows: the series then stops at that term, the entries are not finite and so
+// are all outputs, but the constructor returns.
 // exec writes scratch held in the object: one plan must not run on two threads at once.
 // Input and output may be the same array. A plan of length 0 writes nothing.
 class BluesteinFFTImpl : public FFTImpl {

@@ -13,7 +13,7 @@ namespace vorel::audio::qentor {
 //
 // Choice by length: below 6 the hard-coded kernels (so 2 and 4 too), a power of two radix-2,
 // a prime Bluestein, anything else Cooley-Tukey. Bluestein's accuracy therefore falls away for
-// primes from 13 on, and its constructor does not return for primes from 233 on.
+// primes from 13 on, and its outputs are not finite for primes from 47 on.
 // n = 0 (the only length below 1) builds a do-nothing hard-coded plan: exec writes nothing.
 //
 // With an explicit algorithm nothing is checked: radix-2 on a length that is no power of two,

@@ -29,7 +29,10 @@ double sine_series(double x) {
         t = t * ((-x * x) / static_cast<double>(divisor));
         s = s + t;
         i += 2;
-    } while (!(std::fabs(t) < series_end));
+        // A term that has left the finite range never comes back below the end test: stop
+        // there, so that very large arguments give a non-finite value instead of no answer.
+        // Every series that ends by the test ends at the same term as before.
+    } while (!(std::fabs(t) < series_end) && std::isfinite(t));
     return s;
 }
 

@@ -82,6 +82,17 @@ TEST(Bluestein, ChirpAccuracyFollowsTheUnreducedAngle) {
     for (const Complex& y : run_plan(p44, x, 44)) EXPECT_TRUE(std::isnan(y.re) || std::isnan(y.im));
 }
 
+TEST(Bluestein, LengthsWhoseSeriesOverflowStillBuildAPlan) {
+    // From 230 on a term of the series leaves the double range; the plan is built all the same
+    // and its outputs are not finite.
+    for (unsigned n : {230u, 233u, 509u}) {
+        fft::BluesteinFFTImpl plan(n);
+        const auto x = random_input<float>(n, 3);
+        for (const Complex& y : run_plan(plan, x, n))
+            EXPECT_FALSE(std::isfinite(y.re) && std::isfinite(y.im)) << n;
+    }
+}
+
 template <class T>
 class BluesteinTyped : public ::testing::Test {};
 TYPED_TEST_SUITE(BluesteinTyped, InputTypes);
