@@ -1,0 +1,38 @@
+// The transform of a caller buffer runs on a copy with the cached table of its length. The
+// whole working set is asked for first, so that a length beyond the machine's memory is
+// refused before the caller's buffers are read or written.
+#include "transform/buffer_transform.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "common/memory_budget.h"
+#include "transform/fft.h"
+#include "transform/fft_table.h"
+
+namespace vorel::audio {
+
+namespace {
+
+std::size_t complex_floats(int n) { return 2 * static_cast<std::size_t>(n); }
+
+void require_working_set(int n) { require_memory(complex_floats(n) * sizeof(float) + fft_work_bytes(n)); }
+
+}  // namespace
+
+void fft_into(float* dst, const float* src, int n) {
+    require_working_set(n);
+    std::vector<float> data(complex_floats(n));
+    fft_pre_process(data, src, n);
+    fft(data, n, FftTable::instance().ref_table(n));
+    std::copy(data.begin(), data.end(), dst);
+}
+
+void ifft_into(float* dst, const float* src, int n) {
+    require_working_set(n);
+    std::vector<float> data(src, src + complex_floats(n));
+    ifft(data, n, FftTable::instance().ref_inv_table(n));
+    std::copy(data.begin(), data.end(), dst);
+}
+
+}  // namespace vorel::audio
