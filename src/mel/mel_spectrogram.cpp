@@ -3,6 +3,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+
+#include "common/memory_budget.h"
+#include "features/complex_norm.h"
+#include "stft/framing.h"
+#include "stft/spectrogram.h"
+#include "stft/window_table.h"
+#include "transform/fft.h"
+#include "transform/fft_table.h"
 
 namespace vorel::audio {
 
@@ -98,6 +107,43 @@ void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, i
             }
             std::copy(acc, acc + width, dst + m * frames + t0);
         }
+    }
+}
+
+void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n,
+                     int hop_n, int win_n, int win_type, int max_frame_n, int center,
+                     float power, int fft_norm_type, float f_min, float f_max, int mel_n,
+                     int mel_norm, int mel_formula) {
+    const std::size_t n = static_cast<std::size_t>(fft_n);
+    const std::size_t bins = n / 2 + 1;
+    const std::size_t bands = static_cast<std::size_t>(mel_n);
+    // Tables and scratch together, refused up front rather than failing page by page.
+    require_memory(fft_work_bytes(fft_n) + sizeof(float) * (3 * n + bins + bands +
+                                                            static_cast<std::size_t>(win_n) +
+                                                            bands * bins));
+
+    const std::vector<float>& fft_table = FftTable::instance().ref_table(fft_n);
+    const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
+    // Without centring, frames never reach past the signal by more than the zeros that
+    // cut_frame supplies; the count is the one the caller computes, so the stride matches.
+    const int frame_n = std::min(get_frame_len(sample_n, fft_n, hop_n, center), max_frame_n);
+    const MelMatrix& fb = MFBTable::instance().ref_table(static_cast<int>(bins), f_min, f_max,
+                                                         mel_n, sample_rate, mel_norm,
+                                                         mel_formula != 0);
+
+    std::vector<float> seg(n, 0.0f), comp(2 * n, 0.0f), magnitude(bins, 0.0f),
+        band(bands, 0.0f);
+    if (frame_n < 1) return;
+
+    const std::vector<BandSpan> spans = band_spans(fb);
+    const std::size_t stride = static_cast<std::size_t>(frame_n);
+    for (int t = 0; t < frame_n; ++t) {
+        cut_frame(seg, src, sample_n, static_cast<int64_t>(t) * hop_n, center);
+        stft_core(comp, seg, fft_n, fft_table, window, fft_norm_type);
+        complex_norm_1d(magnitude, comp, power);
+        convert_freq_to_mel_1d(band, magnitude, fb, spans, mel_n);
+        float* column = dst + t;
+        for (std::size_t m = 0; m < bands; ++m) column[m * stride] = band[m];
     }
 }
 
