@@ -104,3 +104,95 @@ def test_repeat_and_signed_zero_give_same_bytes(mel):
     b = fb_matrix(mel, 201, 0.0, 8000.0, 80, 16000, 1, 0)
     c = fb_matrix(mel, 201, -0.0, 8000.0, 80, 16000, 1, 0)
     assert a.tobytes() == b.tobytes() == c.tobytes()
+
+
+def frame_len(mel, sample_n, fft_n, hop_n, center):
+    n = c_int(0)
+    assert mel.vorelAudioGetFrameLen(ctypes.byref(n), sample_n, fft_n, hop_n, center) == 0
+    return n.value
+
+
+def mel_spectrogram(mel, x, rate, fft_n, hop_n, mel_n, power=2.0, f_min=0.0, f_max=None,
+                    norm=1, formula=0, win_n=None, center=1):
+    win_n = fft_n if win_n is None else win_n
+    f_max = rate / 2 if f_max is None else f_max
+    frames = frame_len(mel, len(x), fft_n, hop_n, center)
+    out = np.full((mel_n, frames), np.nan, dtype=np.float32)
+    assert mel.vorelAudioGetMelSpectrogram(fptr(out), fptr(x), len(x), rate, fft_n, hop_n, win_n,
+                                           1, frames, center, power, 0, f_min, f_max, mel_n,
+                                           norm, formula) == 0
+    return out
+
+
+def make_signal(n, seed):
+    rng = np.random.default_rng(seed)
+    t = np.arange(n) / 16000.0
+    chirp = np.sin(2 * np.pi * (200 + 3000 * t) * t)
+    return (0.5 * chirp + 0.1 * rng.standard_normal(n)).astype(np.float32)
+
+
+def torch_mel(x, rate, fft_n, hop_n, mel_n, power, f_min, f_max, norm, formula, center):
+    transform = torchaudio.transforms.MelSpectrogram(
+        sample_rate=rate, n_fft=fft_n, win_length=fft_n, hop_length=hop_n, f_min=f_min,
+        f_max=f_max, n_mels=mel_n, window_fn=torch.hann_window, power=power, center=center,
+        pad_mode="reflect", norm=NORMS[norm], mel_scale=SCALES[formula])
+    return transform(torch.from_numpy(x)).numpy()
+
+
+def torch_power(x, fft_n, hop_n, power, center):
+    spec = torch.stft(torch.from_numpy(x).double(), fft_n, hop_n,
+                      window=torch.hann_window(fft_n, dtype=torch.float64), center=center,
+                      pad_mode="reflect", return_complex=True)
+    return (spec.abs() ** power).numpy()
+
+
+def assert_mel_close(mel, got, want, x, rate, fft_n, hop_n, mel_n, power, f_min, f_max, norm,
+                     formula, center):
+    """Our mel equals our bank applied to an exact power spectrogram, to float rounding; the
+    rest of the distance to torchaudio is the difference of the two banks' weights."""
+    assert got.shape == want.shape
+    spec = torch_power(x, fft_n, hop_n, power, center == 1)
+    freq_n = fft_n // 2 + 1
+    ours = fb_matrix(mel, freq_n, f_min, f_max, mel_n, rate, norm, formula).astype(np.float64)
+    theirs = torch_fb(freq_n, f_min, f_max, mel_n, rate, norm, formula).astype(np.float64)
+    scale = (ours @ spec).max(axis=0, keepdims=True)
+    assert np.all(np.abs(got - ours @ spec) <= 5e-6 * scale)
+    assert np.all(np.abs(got - want) <= np.abs(ours - theirs) @ spec + 1e-5 * scale)
+
+
+@pytest.mark.parametrize("formula", [0, 1])
+@pytest.mark.parametrize("norm", [0, 1])
+def test_whisper_style_matches_torchaudio(mel, formula, norm):
+    x = make_signal(16000 * 5, 1)
+    got = mel_spectrogram(mel, x, 16000, 400, 160, 80, norm=norm, formula=formula)
+    want = torch_mel(x, 16000, 400, 160, 80, 2.0, 0.0, 8000.0, norm, formula, True)
+    assert_mel_close(mel, got, want, x, 16000, 400, 160, 80, 2.0, 0.0, 8000.0, norm, formula, 1)
+
+
+@pytest.mark.parametrize("fft_n,hop_n,mel_n,power,center",
+                         [(512, 128, 128, 2.0, 1), (1024, 256, 64, 1.0, 1), (400, 160, 40, 2.0, 0)])
+def test_other_shapes_match_torchaudio(mel, fft_n, hop_n, mel_n, power, center):
+    x = make_signal(22050 * 2, 2)
+    got = mel_spectrogram(mel, x, 22050, fft_n, hop_n, mel_n, power=power, f_min=30.0,
+                          f_max=9000.0, norm=0, formula=1, center=center)
+    want = torch_mel(x, 22050, fft_n, hop_n, mel_n, power, 30.0, 9000.0, 0, 1, center == 1)
+    assert_mel_close(mel, got, want, x, 22050, fft_n, hop_n, mel_n, power, 30.0, 9000.0, 0, 1, center)
+
+
+def test_mel_spectrogram_equals_product_of_spectrogram(mel):
+    x = make_signal(8000, 3)
+    fft_n, hop_n, mel_n = 400, 160, 80
+    freq_n = fft_n // 2 + 1
+    frames = frame_len(mel, len(x), fft_n, hop_n, 1)
+    got = mel_spectrogram(mel, x, 16000, fft_n, hop_n, mel_n)
+    spec = torch.stft(torch.from_numpy(x), fft_n, hop_n, window=torch.hann_window(fft_n),
+                      center=True, pad_mode="reflect", return_complex=True).abs() ** 2
+    power = np.ascontiguousarray(spec.numpy().astype(np.float32))
+    assert power.shape == (freq_n, frames)
+    fb = fb_matrix(mel, freq_n, 0.0, 8000.0, mel_n, 16000, 1, 0)
+    out = np.empty((mel_n, frames), dtype=np.float32)
+    assert mel.vorelAudioConvertToMel(fptr(out), fptr(power), fptr(fb), freq_n, frames,
+                                      mel_n) == 0
+    np.testing.assert_allclose(out, fb.astype(np.float64) @ power.astype(np.float64),
+                               rtol=1e-5, atol=1e-6 * float(np.max(out)))
+    assert np.max(np.abs(out - got) / np.max(got, axis=0, keepdims=True)) < 2e-5
