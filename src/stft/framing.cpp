@@ -98,6 +98,12 @@ void cut_frame(std::vector<float>& seg, const float* src, int sample_n, int64_t 
         std::fill(seg.begin() + static_cast<std::ptrdiff_t>(inside), seg.end(), 0.0f);
         return;
     }
+    // A frame wholly inside the signal needs no padding, whichever kind.
+    const int64_t first = pos - static_cast<int64_t>(seg.size() / 2);
+    if (first >= 0 && first + static_cast<int64_t>(seg.size()) <= sample_n) {
+        std::copy_n(src + first, seg.size(), seg.begin());
+        return;
+    }
     // A centred position passes INT_MAX only for signals of about 2^31 samples; the fillers
     // fold any start back into the signal, so saturating keeps every read inside.
     const int at = static_cast<int>(std::min<int64_t>(pos, INT32_MAX));
