@@ -191,24 +191,38 @@ VOREL_AUDIO_API int vorelAudioMagPhase(float* dst_mag, float* dst_phase, const f
 /* ---- Levels -------------------------------------------------------------------------- */
 
 /* Decibels relative to the buffer's maximum, floored top_db below it when top_db >= 0.
- * dst and src: src_n floats; dst may alias src. */
+ * dst and src: src_n floats; dst may be src itself (no other overlap).
+ * dst[i] = 10 log10(max(src[i], 1e-10)) - 10 log10(max(peak, 1e-10)), in float. The peak scan
+ * skips NaN elements, except a NaN src[0], which leaves the reference at 1e-10. A negative or
+ * NaN top_db means no floor. */
 VOREL_AUDIO_API int vorelAudioConvertPowerToDB(float* dst, const float* src, int src_n, float top_db);
 
-/* (x - mean) / deviation over src_n floats. dst may alias src. */
+/* (x - mean) / deviation over src_n floats; dst may be src itself (no other overlap).
+ * Both sums are taken in one ascending float pass; the deviation divides by src_n and is
+ * sqrt(mean of squares - squared mean). A deviation of exactly 0 scales by 1e16 instead;
+ * a slightly negative variance from rounding gives NaN throughout. */
 VOREL_AUDIO_API int vorelAudioStandardize(float* dst, const float* src, int src_n);
 
-/* log(1 + x) of src_n floats. dst may alias src. */
+/* log(1 + x) of src_n floats; dst may be src itself (no other overlap). */
 VOREL_AUDIO_API int vorelAudioLog1p(float* dst, const float* src, int src_n);
 
 /* ---- Silence and frame fitting ------------------------------------------------------- */
 
 /* First sample and length of the non-silent range of a signal: frames whose mean square
- * lies less than thr_db below the loudest frame. Writes -1 and 0 when none is found. */
+ * lies less than thr_db below the loudest frame. Writes -1 and 0 when none is found.
+ * Frames of win_n samples are centred on multiples of hop_n, reflect-padded (a frame wider
+ * than a short signal folds back and forth inside it, never reading outside src) and not
+ * weighted; their mean square is taken in double and floored at 1e-10. The range runs from
+ * the first to the end of the last frame above the threshold, clipped to sample_n. A signal
+ * shorter than win_n has no frames. hop_n = 0 also gives no frames: the call returns
+ * VOREL_STATUS_SUCCESS at once with -1 and 0, allocating nothing. thr_db = 0 always gives -1
+ * and 0. */
 VOREL_AUDIO_API int vorelAudioGetNonSilentPos(int* start_pos, int* nonsilent_len, const float* src,
                                               int sample_n, int win_n, int hop_n, float thr_db);
 
 /* Cuts or fills each of freq_n rows of src_frame_n values to dst_frame_n values, filling
- * with pad_value. dst: freq_n * dst_frame_n floats. */
+ * with pad_value. dst: freq_n * dst_frame_n floats, src: freq_n * src_frame_n floats; the
+ * products may exceed INT_MAX (sizes are formed in 64 bits). dst and src must not overlap. */
 VOREL_AUDIO_API int vorelAudioFixFrameLen(float* dst, const float* src, int freq_n, int dst_frame_n,
                                           int src_frame_n, float pad_value);
 
