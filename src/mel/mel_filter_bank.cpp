@@ -139,12 +139,12 @@ const MelMatrix& MFBTable::ref_table(int freq_n, float f_min, float f_max, int m
 
 void MFBTable::init_mfb_table(const MelFilterBankParam& key) {
     if (table.find(key) != table.end()) return;
-    // Built whole before insertion, so that a failed build leaves no entry behind.
+    // A bank no machine could hold is refused before any page is touched. The bank is built
+    // whole before insertion, so that a failed build leaves no entry behind.
     const std::size_t rows = static_cast<std::size_t>(key.mel_n);
     const std::size_t cols = static_cast<std::size_t>(key.freq_n);
     require_memory(rows * (cols * sizeof(float) + sizeof(std::vector<float>)) +
                    (2 * cols + 3 * rows) * sizeof(float));
-    // Rows are sized one by one, so that an outsized band count fails before any large fill.
     MelMatrix fb(rows);
     for (std::vector<float>& row : fb) row.assign(cols, 0.0f);
     create_fb_matrix(fb, key.freq_n, key.f_min, key.f_max, key.mel_n, key.sample_rate,

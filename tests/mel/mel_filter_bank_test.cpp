@@ -282,6 +282,15 @@ TEST(FilterBankCall, ChecksRefuseInOrderAndLeaveOutputAlone) {
     EXPECT_EQ(out[2], 3.5f);
 }
 
+TEST(FilterBankCall, OutsizedBankIsRefusedBeforeItIsBuilt) {
+    std::vector<float> out(8, 2.0f);
+    EXPECT_EQ(vorelAudioGetFBMatrix(out.data(), INT_MAX, 0.0f, 8000.0f, INT_MAX - 1, 16000, 0, 0),
+              VOREL_STATUS_OUT_OF_MEMORY);
+    EXPECT_EQ(vorelAudioGetFBMatrix(out.data(), 1 << 20, 0.0f, 8000.0f, 1 << 19, 16000, 1, 1),
+              VOREL_STATUS_OUT_OF_MEMORY);
+    for (float v : out) EXPECT_EQ(v, 2.0f);
+}
+
 TEST(FilterBankCall, NanLimitsPassTheChecks) {
     std::vector<float> out(4 * 3);
     EXPECT_EQ(vorelAudioGetFBMatrix(out.data(), 4, kNaN, kNaN, 3, 8000, 0, 0), 0);
