@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <thread>
 #include <vector>
 
 #include "mel/mel_filter_bank.h"
@@ -211,6 +212,18 @@ TEST(FilterBankCache, RepeatedCallsGiveIdenticalBytes) {
     const std::vector<float> neg = get_bank(257, -0.0f, 8000.0f, 64, 16000, 1, 0);
     EXPECT_EQ(std::memcmp(first.data(), again.data(), first.size() * sizeof(float)), 0);
     EXPECT_EQ(std::memcmp(first.data(), neg.data(), first.size() * sizeof(float)), 0);
+}
+
+TEST(FilterBankCache, ConcurrentFirstRequestsBuildOneEntry) {
+    std::vector<const MelMatrix*> seen(6);
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < seen.size(); ++i)
+        threads.emplace_back([&seen, i] {
+            seen[i] = &MFBTable::instance().ref_table(513, 0.0f, 11025.0f, 96, 22050, 1, i % 2);
+        });
+    for (std::thread& t : threads) t.join();
+    for (std::size_t i = 2; i < seen.size(); ++i) EXPECT_EQ(seen[i], seen[i % 2]);
+    EXPECT_NE(seen[0], seen[1]);
 }
 
 TEST(FilterBankKey, OrdersFieldByFieldWithPlainFloatComparison) {
