@@ -43,6 +43,14 @@ inline float triangle_weight(float lower, float upper_r, float upper_w) {
     return lower;
 }
 
+// -1 when a < b, +1 when b < a, else 0.
+template <class T>
+int order(T a, T b) {
+    if (a < b) return -1;
+    if (b < a) return 1;
+    return 0;
+}
+
 }  // namespace
 
 float hz_to_mel_slaney(float f) {
@@ -110,19 +118,14 @@ void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, 
 
 bool MelFilterBankParam::operator<(const MelFilterBankParam& b) const {
     const MelFilterBankParam& a = *this;
-    if (a.freq_n < b.freq_n) return true;
-    if (b.freq_n < a.freq_n) return false;
-    if (a.f_min < b.f_min) return true;
-    if (b.f_min < a.f_min) return false;
-    if (a.f_max < b.f_max) return true;
-    if (b.f_max < a.f_max) return false;
-    if (a.mel_n < b.mel_n) return true;
-    if (b.mel_n < a.mel_n) return false;
-    if (a.sample_rate < b.sample_rate) return true;
-    if (b.sample_rate < a.sample_rate) return false;
-    if (a.mel_norm < b.mel_norm) return true;
-    if (b.mel_norm < a.mel_norm) return false;
-    return a.mel_formula < b.mel_formula;
+    // Field by field, each compared with plain less-than both ways: a field that is neither
+    // less nor greater (equal, or a NaN) passes the decision on.
+    for (const int side : {order(a.freq_n, b.freq_n), order(a.f_min, b.f_min),
+                           order(a.f_max, b.f_max), order(a.mel_n, b.mel_n),
+                           order(a.sample_rate, b.sample_rate), order(a.mel_norm, b.mel_norm),
+                           order(a.mel_formula, b.mel_formula)})
+        if (side != 0) return side < 0;
+    return false;
 }
 
 MFBTable& MFBTable::instance() {

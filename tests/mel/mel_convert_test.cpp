@@ -12,6 +12,7 @@
 
 #include "mel/mel_filter_bank.h"
 #include "mel/mel_spectrogram.h"
+#include "mel/bits.h"
 #include "vorel_audio.h"
 
 using namespace vorel::audio;
@@ -49,16 +50,6 @@ std::vector<float> plain_product(const std::vector<float>& src, const std::vecto
         }
     }
     return out;
-}
-
-// Bits must agree, except that any NaN matches any NaN: which operand's payload an addition
-// of two NaNs passes on is up to the instruction order the compiler picks.
-void expect_same_bits(const std::vector<float>& a, const std::vector<float>& b) {
-    ASSERT_EQ(a.size(), b.size());
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        if (std::isnan(a[i]) && std::isnan(b[i])) continue;
-        ASSERT_EQ(std::bit_cast<std::uint32_t>(a[i]), std::bit_cast<std::uint32_t>(b[i])) << i;
-    }
 }
 
 std::vector<float> convert(const std::vector<float>& src, const std::vector<float>& fb,

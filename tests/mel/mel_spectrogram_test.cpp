@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "stft/stft_reference.h"
+#include "mel/bits.h"
 #include "vorel_audio.h"
 
 namespace {
@@ -71,14 +72,6 @@ std::vector<float> spectrogram_then_product(const std::vector<float>& x, const C
     EXPECT_EQ(vorelAudioConvertToMel(out.data(), mag.data(), fb.data(), freq_n, frames, c.mel_n),
               0);
     return out;
-}
-
-void expect_same_bits(const std::vector<float>& a, const std::vector<float>& b) {
-    ASSERT_EQ(a.size(), b.size());
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        if (std::isnan(a[i]) && std::isnan(b[i])) continue;
-        ASSERT_EQ(std::bit_cast<std::uint32_t>(a[i]), std::bit_cast<std::uint32_t>(b[i])) << i;
-    }
 }
 
 }  // namespace
