@@ -79,7 +79,9 @@ VOREL_AUDIO_API int vorelAudioIFFT(float* dst, const float* src, int fft_n);
 
 /* ---- Windows and framing ------------------------------------------------------------- */
 
-/* Periodic Hann or Hamming window of window_n samples. dst: window_n floats. */
+/* Periodic Hann or Hamming window of window_n samples (the cosine's period is window_n, so
+ * dst[0] is the low end and dst[window_n / 2] of an even length the peak). dst: window_n
+ * floats. Windows are cached per length and type. */
 VOREL_AUDIO_API int vorelAudioGetWindow(float* dst, int window_n, int win_type);
 
 /* Number of frames of fft_n samples, hop_n apart, that sample_n samples give under the
@@ -91,17 +93,35 @@ VOREL_AUDIO_API int vorelAudioGetFrameLen(int* dst, int sample_n, int fft_n, int
 
 /* Short-time Fourier transform. dst: 2 * freq_n * max_frame_n floats, freq_n = fft_n/2 + 1
  * rows of max_frame_n cells of two floats; cell (k, t) at dst[(k * max_frame_n + t) * 2].
- * power 0 stores (re, im); power > 0 stores ((re^2 + im^2)^(power/2), 0). Only the first
- * min(frame count, max_frame_n) columns are written; the rest keep their contents. */
+ * power 0 stores (re, im); power > 0 stores ((re^2 + im^2)^(power/2), 0); a NaN power acts
+ * as 0. Only the first min(frame count, max_frame_n) columns are written; the rest keep their
+ * contents. Each frame is multiplied by the window centred in it, with zeros outside.
+ * Choices: win_n may exceed fft_n by one (the window's last sample is then unused); a longer
+ * window is refused with VOREL_STATUS_INVALID_ARGUMENT. When fft_n - win_n is odd, the frame
+ * sample just behind the window is multiplied by 0. hop_n = 0 gives no frame (nothing is
+ * written, status 0). A call without frames (also sample_n below fft_n) returns at once,
+ * without building the tables of fft_n. Without centring no frame reaches past the end of src, also where the
+ * single-precision frame count of a signal beyond 2^24 samples rounds up. */
 VOREL_AUDIO_API int vorelAudioGetSpectrogram(float* dst, const float* src, int sample_n, int fft_n,
                                              int hop_n, int win_n, int win_type, int max_frame_n,
                                              int center, float power, int norm_type);
 
-/* Number of samples that an inverse spectrogram of frame_n frames gives. dst: one int. */
+/* Number of samples that an inverse spectrogram of frame_n frames gives:
+ * (frame_n - 1) * hop_n, plus 2 * freq_n - 2 when center is 0. dst: one int. A count beyond
+ * the int range wraps as 32-bit two's complement arithmetic gives it. */
 VOREL_AUDIO_API int vorelAudioGetSampleLen(int* dst, int frame_n, int freq_n, int hop_n, int center);
 
-/* Signal from a complex spectrogram by windowed overlap-add. src: freq_n rows of frame_n
- * complex cells (row stride frame_n). dst: at most max_sample_n floats are written. */
+/* Signal from a complex spectrogram by windowed overlap-add, normalised by the summed window
+ * squares where they exceed 1e-10. src: freq_n rows of frame_n complex cells (row stride
+ * frame_n); the transform length is fft_n = 2 * freq_n - 2. norm_type 2 undoes the forward
+ * factor; norm_type 1 has no inverse, so its forward factor stays in the result.
+ * dst: at most max_sample_n floats are written. Choices: win_n above fft_n is refused with
+ * VOREL_STATUS_INVALID_ARGUMENT (so freq_n = 1 is always refused), keeping the window and its
+ * squares inside the frame; with fft_n - win_n odd the frame sample just behind the window is
+ * multiplied by 0. The copy stops at the end of the overlap-add result: with center != 0 and
+ * max_sample_n above the count of vorelAudioGetSampleLen, at most fft_n / 2 further samples
+ * (the reach of the last frame) are written and dst behind them is left as it is.
+ * hop_n = 0 stacks all frames on the same fft_n samples. */
 VOREL_AUDIO_API int vorelAudioGetInverseSpectrogram(float* dst, const float* src, int frame_n,
                                                     int freq_n, int hop_n, int win_n,
                                                     int win_type, int max_sample_n, int center,
@@ -150,41 +170,73 @@ VOREL_AUDIO_API int vorelAudioConvertToMel(float* dst, const float* src, const f
 /* ---- Filters ------------------------------------------------------------------------- */
 
 /* Linear filter (transposed direct form II, computed in double) with carried state.
- * dst: dst_n floats, src: src_n floats, zi: zi_n floats or null; zi is used and updated
- * in place only when it holds max(n_coef_n, d_coef_n) - 1 values, else a zero state is
- * used and zi is left alone. */
+ * The coefficients are divided by d_coef[0]; the shorter list counts as zero-padded to
+ * L = max(n_coef_n, d_coef_n). dst: dst_n floats, src: src_n floats; min(dst_n, src_n)
+ * samples are filtered and the rest of dst keeps its contents. dst may be src.
+ * zi: null or zi_n floats. When it holds at least L - 1 values, its first L - 1 are the start
+ * state and receive the final state (stored as float after every sample), so a stream can be
+ * filtered block by block; otherwise the filter starts from zeros and zi is left alone. With
+ * L = 1 (a pure gain) zi is never touched. d_coef[0] = 0 gives non-finite output, status 0. */
 VOREL_AUDIO_API int vorelAudioLinerFilter(float* dst, const float* src, const float* n_coef,
                                           const float* d_coef, float* zi, int dst_n, int src_n,
                                           int n_coef_n, int d_coef_n, int zi_n);
 
-/* Settled initial state of a filter for a unit step. dst: dst_n floats. */
+/* Settled state of the linear filter for a constant input of 1 (scale it by the first
+ * sample and pass it as zi). dst: dst_n floats; the first min(dst_n, L - 1) hold the state,
+ * the rest are zero (all zero for L = 1). A denominator summing to zero gives non-finite
+ * values, status 0. */
 VOREL_AUDIO_API int vorelAudioGetLinerFilterZiCoef(float* dst, const float* n_coef,
                                                    const float* d_coef, int dst_n, int n_coef_n,
                                                    int d_coef_n);
 
-/* Forward-backward zero-phase filter with pad_len samples of extension at each end. */
+/* Forward-backward zero-phase filter. src (src_n floats) is extended by pad_len samples at
+ * each end (pad_type ODD, REFLECT or CONSTANT; NONE ignores pad_len), filtered forward and
+ * then backward, each pass starting from the settled state scaled by its first input.
+ * dst: dst_n floats. The first min(dst_n, src_n) samples are the filtered signal; when dst_n
+ * is larger and the signal is extended, samples of the filtered right extension follow, up
+ * to its end (at most src_n + pad_len samples in all); the rest of dst keeps its contents.
+ * ODD and REFLECT with pad_len above src_n - 1 keep mirroring back and forth inside src
+ * (period 2 * src_n - 2; a single sample repeats), so src is never read outside its bounds.
+ * With an extension, src_n + 2 * pad_len above INT_MAX returns VOREL_STATUS_UNKNOWN_ERROR
+ * before any work.
+ * dst may be src. */
 VOREL_AUDIO_API int vorelAudioFilterFilter(float* dst, const float* src, const float* n_coef,
                                            const float* d_coef, int dst_n, int src_n,
                                            int n_coef_n, int d_coef_n, int pad_type, int pad_len);
 
 /* ---- Resampling ---------------------------------------------------------------------- */
 
-/* Number of output samples of a rate conversion. dst_sample_n: one int. */
+/* Number of output samples of a rate conversion. dst_sample_n: one int.
+ * ceil(double(dst_sample_rate) / double(src_sample_rate) * double(src_sample_n)), quotient
+ * first, so 44100 samples from 44100 to 48000 give 48001. A length above INT_MAX cannot be
+ * stored and is refused with VOREL_STATUS_INVALID_ARGUMENT, dst_sample_n untouched. */
 VOREL_AUDIO_API int vorelAudioGetResampleLen(int* dst_sample_n, int dst_sample_rate,
                                              int src_sample_n, int src_sample_rate);
 
-/* Sample-rate conversion by a polyphase windowed-sinc filter. dst: dst_n floats. */
+/* Sample-rate conversion by a polyphase windowed-sinc filter. dst: dst_n floats.
+ * With up/down the rates reduced by their common divisor, output sample n is a 65-tap dot
+ * product in double over the input (32 zeros beyond each end) at input time n * down / up.
+ * Output stops one input step before the end of src, and the rest of dst, up to dst_n, is
+ * zero: equal rates give the first src_n - 1 samples and one zero. dst may be src.
+ * Memory: the first call for a reduced pair builds and keeps its filter, up x 65 doubles plus
+ * 2 x up ints (528 x up bytes; 25 MB for up = 48000), never released. A pair whose filter would
+ * exceed 2 GiB (up above 4067203) returns VOREL_STATUS_OUT_OF_MEMORY at once, without
+ * allocating and with dst untouched; other pairs keep working. Each call also allocates
+ * src_n + 64 floats and, for ratios down / up up to 16, a block buffer below
+ * 128 x (down + 2120) bytes. */
 VOREL_AUDIO_API int vorelAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n,
                                        int src_sample_rate, int src_n);
 
 /* ---- Complex spectra ----------------------------------------------------------------- */
 
-/* (re^2 + im^2)^(power/2) of src_n complex values. src: 2 * src_n floats, dst: src_n. */
+/* (re^2 + im^2)^(power/2) of src_n complex values, always through powf. src: 2 * src_n
+ * floats, dst: src_n. power must be above 0; a NaN power passes and gives NaN norms. */
 VOREL_AUDIO_API int vorelAudioComplexNorm(float* dst, const float* src, int src_n, float power);
 
 /* Magnitude (raised to power) and phase of a complex spectrogram of freq_n rows of frame_n
- * cells. dst_mag: freq_n * frame_n floats; dst_phase: freq_n * frame_n floats (angle) or
- * 2 * freq_n * frame_n floats (complex phasor). */
+ * cells. dst_mag: freq_n * frame_n floats; dst_phase: freq_n * frame_n floats (angle,
+ * atan2f(im, re)) or 2 * freq_n * frame_n floats (complex phasor: cos, sin of the angle).
+ * Unlike vorelAudioComplexNorm, power 0 is accepted and gives magnitudes of 1. */
 VOREL_AUDIO_API int vorelAudioMagPhase(float* dst_mag, float* dst_phase, const float* src,
                                        int freq_n, int frame_n, float power, int phase_form);
 

@@ -80,12 +80,14 @@ int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame
 void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n,
                  int win_type, int max_frame_n, int center, float power, int norm_type) {
     const int frame_n = stft_frame_len(sample_n, fft_n, hop_n, center, max_frame_n);
+    // Without a frame nothing is written; tables and scratch sized by fft_n are not built
+    // either, so a short signal with a huge fft_n returns at once.
+    if (frame_n < 1) return;
     const std::vector<float>& fft_table = FftTable::instance().ref_table(fft_n);
     const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
     const std::size_t n = static_cast<std::size_t>(fft_n);
     std::vector<float> seg(n, 0.0f);
     std::vector<float> comp(2 * n, 0.0f);
-    if (frame_n < 1) return;
 
     const std::size_t freq_n = n / 2 + 1;
     const std::size_t stride = 2 * static_cast<std::size_t>(max_frame_n);

@@ -24,7 +24,7 @@ void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n,
 
 // Multiplies seg by the window centred in it; samples outside the window's span become 0.
 // With an odd length difference the span is one sample longer than the window and its last
-// sample meets a window value of 0. window.size() must not exceed seg.size() + 1.
+// sample meets a window value of 0. A window longer than seg gives its first seg.size() samples.
 void apply_window(std::vector<float>& seg, const std::vector<float>& window);
 
 void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window);

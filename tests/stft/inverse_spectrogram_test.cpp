@@ -8,6 +8,9 @@
 #include <thread>
 #include <vector>
 
+#include "stft/inverse_spectrogram.h"
+#include "stft/spectrogram.h"
+#include "stft/window_table.h"
 #include "stft_reference.h"
 #include "vorel_audio.h"
 
@@ -37,13 +40,13 @@ struct Reference {
     double peak = 0;              // largest accumulated magnitude before normalisation
 };
 
-Reference reference(const std::vector<float>& spec, const Inv& c) {
+Reference reference(const std::vector<float>& spectrum, const Inv& c) {
     const int fft_n = 2 * c.freq_n - 2;
     const int total = fft_n + (c.frame_n - 1) * c.hop_n;
     const std::vector<double> w = stft_ref::placed_window(fft_n, c.win_n, c.win_type);
     std::vector<double> y(total, 0.0), s(total, 0.0);
     auto cell = [&](int k, int t) {
-        return cd(spec[2 * (k * c.frame_n + t)], spec[2 * (k * c.frame_n + t) + 1]);
+        return cd(spectrum[2 * (k * c.frame_n + t)], spectrum[2 * (k * c.frame_n + t) + 1]);
     };
     for (int t = 0; t < c.frame_n; ++t) {
         std::vector<cd> bins(fft_n);
@@ -66,10 +69,10 @@ Reference reference(const std::vector<float>& spec, const Inv& c) {
 }
 
 void expect_matches_reference(const Inv& c, unsigned seed) {
-    const std::vector<float> spec = random_spectrogram(c.freq_n, c.frame_n, seed);
+    const std::vector<float> spectrum = random_spectrogram(c.freq_n, c.frame_n, seed);
     std::vector<float> dst(c.max_sample_n, kSentinel);
-    ASSERT_EQ(call(dst, spec, c), VOREL_STATUS_SUCCESS);
-    const Reference r = reference(spec, c);
+    ASSERT_EQ(call(dst, spectrum, c), VOREL_STATUS_SUCCESS);
+    const Reference r = reference(spectrum, c);
     for (size_t i = 0; i < dst.size(); ++i) {
         if (i >= r.samples.size()) {
             ASSERT_EQ(dst[i], kSentinel) << i;
@@ -114,15 +117,15 @@ std::vector<float> round_trip(const std::vector<float>& x, int fft_n, int hop_n,
     int frames = 0;
     EXPECT_EQ(vorelAudioGetFrameLen(&frames, n, fft_n, hop_n, 1), 0);
     const int freq_n = fft_n / 2 + 1;
-    std::vector<float> spec(2 * size_t(freq_n) * frames);
-    EXPECT_EQ(vorelAudioGetSpectrogram(spec.data(), x.data(), n, fft_n, hop_n, fft_n, 1, frames, 1,
+    std::vector<float> spectrum(2 * size_t(freq_n) * frames);
+    EXPECT_EQ(vorelAudioGetSpectrogram(spectrum.data(), x.data(), n, fft_n, hop_n, fft_n, 1, frames, 1,
                                        0.0f, norm_type),
               0);
     int sample_n = 0;
     EXPECT_EQ(vorelAudioGetSampleLen(&sample_n, frames, freq_n, hop_n, 1), 0);
     EXPECT_EQ(sample_n, (frames - 1) * hop_n);
     std::vector<float> back(sample_n, kSentinel);
-    EXPECT_EQ(vorelAudioGetInverseSpectrogram(back.data(), spec.data(), frames, freq_n, hop_n,
+    EXPECT_EQ(vorelAudioGetInverseSpectrogram(back.data(), spectrum.data(), frames, freq_n, hop_n,
                                               fft_n, 1, sample_n, 1, norm_type),
               0);
     return back;
@@ -178,12 +181,12 @@ TEST(SampleLen, ChecksInOrder) {
 }
 
 TEST(InverseSpectrogram, ChecksInOrderWriteNothing) {
-    const std::vector<float> spec = random_spectrogram(9, 4, 1);
+    const std::vector<float> spectrum = random_spectrogram(9, 4, 1);
     std::vector<float> dst(40, kSentinel);
-    EXPECT_EQ(call(dst, spec, {4, 9, 4, 16, 1, 40, 1, 0}), 0);
+    EXPECT_EQ(call(dst, spectrum, {4, 9, 4, 16, 1, 40, 1, 0}), 0);
     std::fill(dst.begin(), dst.end(), kSentinel);
     std::vector<float> none;
-    EXPECT_EQ(vorelAudioGetInverseSpectrogram(nullptr, spec.data(), 4, 9, 4, 16, 1, 40, 1, 0), -1);
+    EXPECT_EQ(vorelAudioGetInverseSpectrogram(nullptr, spectrum.data(), 4, 9, 4, 16, 1, 40, 1, 0), -1);
     EXPECT_EQ(vorelAudioGetInverseSpectrogram(dst.data(), nullptr, 4, 9, 4, 16, 1, 40, 1, 0), -1);
     const Inv bad[] = {
         {0, 0, -1, 0, 0, 0, 3, 3},     // frame_n, with every later argument bad too
@@ -199,18 +202,56 @@ TEST(InverseSpectrogram, ChecksInOrderWriteNothing) {
         {4, 9, 4, 16, 1, 40, 1, -2},   // norm_type
         {4, INT_MAX, 4, INT_MAX, 1, 40, 1, 0},  // a frame beyond int
     };
-    for (const Inv& c : bad) EXPECT_EQ(call(dst, spec, c), -1);
+    for (const Inv& c : bad) EXPECT_EQ(call(dst, spectrum, c), -1);
     for (float v : dst) ASSERT_EQ(v, kSentinel);
 }
 
 TEST(InverseSpectrogram, RepeatedAndConcurrentCallsAreIdentical) {
     const Inv c = {30, 65, 32, 100, 2, 1000, 0, 1};
-    const std::vector<float> spec = random_spectrogram(65, 30, 5);
+    const std::vector<float> spectrum = random_spectrogram(65, 30, 5);
     std::vector<float> first(1000, kSentinel);
-    ASSERT_EQ(call(first, spec, c), 0);
+    ASSERT_EQ(call(first, spectrum, c), 0);
     std::vector<std::vector<float>> outs(6, std::vector<float>(1000, kSentinel));
     std::vector<std::thread> threads;
-    for (auto& out : outs) threads.emplace_back([&] { EXPECT_EQ(call(out, spec, c), 0); });
+    for (auto& out : outs) threads.emplace_back([&] { EXPECT_EQ(call(out, spectrum, c), 0); });
     for (auto& th : threads) th.join();
     for (const auto& out : outs) ASSERT_EQ(std::memcmp(out.data(), first.data(), 4000), 0);
+}
+
+TEST(InverseSpectrogram, ComplexWindowingMatchesTheRealPlacement) {
+    // Both floats of each element meet the window sample that apply_window gives the real
+    // frame at that position, bit for bit; covers even, odd and negative differences.
+    for (int win_n : {16, 12, 11, 17, 1}) {
+        const std::vector<float>& window = vorel::audio::WindowTable::instance().ref_table(win_n, 2);
+        const std::vector<float> comp = stft_ref::test_signal(32, win_n);
+        std::vector<float> re(16), im(16), frame;
+        for (int j = 0; j < 16; ++j) {
+            re[j] = comp[2 * j];
+            im[j] = comp[2 * j + 1];
+        }
+        vorel::audio::apply_window(re, window);
+        vorel::audio::apply_window(im, window);
+        vorel::audio::apply_window_comp(frame, comp, window);
+        ASSERT_EQ(frame.size(), 32u);
+        for (int j = 0; j < 16; ++j) {
+            EXPECT_EQ(frame[2 * j], re[j]) << win_n << " " << j;
+            EXPECT_EQ(frame[2 * j + 1], im[j]) << win_n << " " << j;
+        }
+    }
+}
+
+TEST(InverseSpectrogram, WindowSquareSumsStayInsideTheirVectors) {
+    // A window one longer than the frame adds only the squares that fall inside it.
+    const std::vector<float>& window = vorel::audio::WindowTable::instance().ref_table(9, 1);
+    std::vector<float> y(2 * (8 + 2 * 3), 1.0f);
+    vorel::audio::scale_istft_window_suqare_sum(y, window, 8, 3, 0, 3);
+    for (size_t i = 0; i < y.size() / 2; ++i) {
+        double s = 0;
+        for (int t = 0; t < 3; ++t) {
+            const int j = int(i) - 3 * t;
+            if (j >= 0 && j < 8) s += double(window[j]) * window[j];
+        }
+        EXPECT_NEAR(y[2 * i], s > 1e-10 ? 1.0 / s : 1.0, 1e-5 / std::max(s, 1e-3)) << i;
+        EXPECT_EQ(y[2 * i + 1], 1.0f);  // imaginary parts are never divided
+    }
 }

@@ -51,13 +51,13 @@ void expect_matches_reference(const std::vector<float>& x, const Call& c) {
     const int frames = std::min(stft_ref::frame_count(c.sample_n, c.fft_n, c.hop_n, c.center),
                                 c.max_frame_n);
     for (int t = 0; t < c.max_frame_n; ++t) {
-        std::vector<cd> spec;
+        std::vector<cd> spectrum;
         double tol = 0;
         if (t < frames) {
-            spec = stft_ref::frame_spectrum(x, c.fft_n, c.hop_n, c.win_n, c.win_type, c.center,
+            spectrum = stft_ref::frame_spectrum(x, c.fft_n, c.hop_n, c.win_n, c.win_type, c.center,
                                             c.norm_type, t);
             double peak = 0;
-            for (const cd& v : spec) peak = std::max(peak, std::abs(v));
+            for (const cd& v : spectrum) peak = std::max(peak, std::abs(v));
             tol = 3e-6 * std::sqrt(static_cast<double>(c.fft_n)) * (peak + 1e-3);
         }
         for (int k = 0; k < freq_n; ++k) {
@@ -68,7 +68,7 @@ void expect_matches_reference(const std::vector<float>& x, const Call& c) {
                 ASSERT_EQ(im, kSentinel);
                 continue;
             }
-            const cd want = spec[k];
+            const cd want = spectrum[k];
             if (!(c.power > 0.0f)) {
                 ASSERT_NEAR(re, want.real(), tol) << "t " << t << " k " << k;
                 ASSERT_NEAR(im, want.imag(), tol) << "t " << t << " k " << k;
@@ -135,10 +135,10 @@ TEST(Spectrogram, WindowPlacementZeroesTheFrameEnds) {
     std::vector<float> x(40, 0.0f);
     x[0] = 1000.0f;  // in frame 0, position 0: outside a window of 6 in a frame of 10
     x[9] = 1000.0f;  // position 9: outside as well (2 zeros in front, 2 behind)
-    const std::vector<float> spec = run(x, {40, 10, 10, 6, 1, 4, 0, 0.0f, 0});
+    const std::vector<float> spectrum = run(x, {40, 10, 10, 6, 1, 4, 0, 0.0f, 0});
     for (int k = 0; k <= 5; ++k) {
-        EXPECT_EQ(spec[2 * (k * 4)], 0.0f) << k;
-        EXPECT_EQ(spec[2 * (k * 4) + 1], 0.0f) << k;
+        EXPECT_EQ(spectrum[2 * (k * 4)], 0.0f) << k;
+        EXPECT_EQ(spectrum[2 * (k * 4) + 1], 0.0f) << k;
     }
     // Odd difference (win 7 in 10): front 1 zero, window at 1..7, position 8 meets 0, 9 zero.
     std::vector<float> y(10, 0.0f);
@@ -195,6 +195,12 @@ TEST(Spectrogram, ShortSignalsAndZeroHop) {
     }
     // hop 0 gives no frame and returns at once.
     for (float v : run(x, {3, 2, 0, 2, 1, 1000, 1, 0.0f, 0})) ASSERT_EQ(v, kSentinel);
+    // A huge frame over a short signal: no frame, so nothing of that size is built.
+    std::vector<float> small(4, kSentinel);
+    EXPECT_EQ(vorelAudioGetSpectrogram(small.data(), x.data(), 3, std::numeric_limits<int>::max(),
+                                       1, 400, 1, 1, 1, 0.0f, 0),
+              0);
+    for (float v : small) ASSERT_EQ(v, kSentinel);
     // One sample framed by a one-sample frame, centred: the second frame reflects to the
     // sample itself.
     const std::vector<float> one = {3.0f};
@@ -262,4 +268,21 @@ TEST(Spectrogram, ChecksInOrderWriteNothing) {
                    {64, 16, 8, std::numeric_limits<int>::max(), 1, 8, 1, 1.0f, 0}),
               -1);
     for (float v : untouched) ASSERT_EQ(v, kSentinel);
+}
+
+TEST(Spectrogram, ScaleFactorsAreTakenInOrder) {
+    // The window-square sum runs front to back in float; a reassociated (vectorised) sum
+    // would differ in the last bits for a long window.
+    for (int type : {1, 2}) {
+        const std::vector<float>& window = WindowTable::instance().ref_table(1001, type);
+        volatile float sum = 0.0f;
+        for (float w : window) sum = sum + w * w;
+        const float factor = 1.0f / std::sqrt(static_cast<float>(sum));
+        std::vector<float> comp(6, 3.0f);
+        scale_stft_torch(comp, window);
+        for (float v : comp) EXPECT_EQ(v, 3.0f * factor);
+    }
+    std::vector<float> comp(6, 3.0f);
+    scale_stft_scipy(comp, 400);
+    for (float v : comp) EXPECT_EQ(v, 3.0f * (2.0f / 400.0f));
 }

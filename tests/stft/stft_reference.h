@@ -67,7 +67,7 @@ inline std::vector<cd> frame_spectrum(const std::vector<float>& x, int fft_n, in
     const int64_t start = int64_t(t) * hop_n - (center == 0 ? 0 : fft_n / 2);
     std::vector<cd> seg(fft_n);
     for (int j = 0; j < fft_n; ++j) seg[j] = sample_at(x, start + j, center) * w[j];
-    std::vector<cd> spec = dft(seg, -1);
+    std::vector<cd> spectrum = dft(seg, -1);
     double scale = 1.0;
     if (norm_type == 2) scale = 2.0 / fft_n;
     if (norm_type == 1) {
@@ -75,8 +75,8 @@ inline std::vector<cd> frame_spectrum(const std::vector<float>& x, int fft_n, in
         for (double v : window(win_n, type)) sum += v * v;
         scale = 1.0 / std::sqrt(sum);
     }
-    for (cd& v : spec) v *= scale;
-    return spec;
+    for (cd& v : spectrum) v *= scale;
+    return spectrum;
 }
 
 inline std::vector<float> test_signal(int n, unsigned seed) {
