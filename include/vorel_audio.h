@@ -130,13 +130,28 @@ VOREL_AUDIO_API int vorelAudioGetInverseSpectrogram(float* dst, const float* src
 /* ---- Mel analysis -------------------------------------------------------------------- */
 
 /* Mel filter bank. dst: mel_n * freq_n floats, dst[m * freq_n + k] = weight of bin k in
- * band m. */
+ * band m; bins run from 0 Hz to sample_rate / 2. Requires freq_n > mel_n >= 1 and
+ * 0 <= f_min < f_max (a NaN limit passes and gives NaN weights). Banks are cached per
+ * parameter set for the life of the process; f_min -0.0 shares the bank of +0.0. A NaN limit
+ * compares equal to any value in the cache's key order, so it is answered with a bank
+ * already cached for the same other parameters when there is one. A bank larger than the
+ * machine's memory is refused with VOREL_STATUS_OUT_OF_MEMORY before it is built. */
 VOREL_AUDIO_API int vorelAudioGetFBMatrix(float* dst, int freq_n, float f_min, float f_max,
                                           int mel_n, int sample_rate, int mel_norm,
                                           int mel_formula);
 
-/* Mel spectrogram of a signal. dst: mel_n * F floats, F = min(frame count, max_frame_n),
- * band-major and packed with row stride F. */
+/* Mel spectrogram of a signal. dst: mel_n * F floats, F = min(frame count, max_frame_n) with
+ * the frame count of vorelAudioGetFrameLen, band-major and packed with row stride F:
+ * dst[m * F + t]. Each frame is windowed, transformed and scaled as in
+ * vorelAudioGetSpectrogram, reduced to (re^2 + im^2)^(power / 2) on its fft_n / 2 + 1 bins
+ * (power 0 gives 1 everywhere, so each frame holds the bank's row sums), and multiplied by
+ * the filter bank of vorelAudioGetFBMatrix(fft_n / 2 + 1, f_min, f_max, mel_n, sample_rate,
+ * mel_norm, mel_formula). Requires 1 <= mel_n <= fft_n / 2 and win_n <= fft_n + 1 (a longer
+ * window has no place in the frame: "Invalid win_n value."). A signal shorter than fft_n,
+ * or hop_n 0, gives no frame: success with dst untouched. Without centring, a frame that
+ * the single-precision frame count places partly past the end of src (signals beyond 2^24
+ * samples) reads zeros there. Working sets larger than the machine's memory are refused with
+ * VOREL_STATUS_OUT_OF_MEMORY before anything is built. */
 VOREL_AUDIO_API int vorelAudioGetMelSpectrogram(float* dst, const float* src, int sample_n,
                                                 int sample_rate, int fft_n, int hop_n, int win_n,
                                                 int win_type, int max_frame_n, int center,
@@ -145,7 +160,10 @@ VOREL_AUDIO_API int vorelAudioGetMelSpectrogram(float* dst, const float* src, in
                                                 int mel_formula);
 
 /* Applies a filter bank to a real spectrogram. src: freq_n * frame_n floats (bin-major),
- * mel_fb: mel_n * freq_n floats, dst: mel_n * frame_n floats. */
+ * mel_fb: mel_n * freq_n floats, dst: mel_n * frame_n floats with
+ * dst[m * frame_n + t] = sum over k ascending of src[k * frame_n + t] * mel_fb[m * freq_n + k],
+ * summed in float from +0.0. Requires freq_n > mel_n >= 1 and frame_n >= 1 (checked last).
+ * dst must not overlap src or mel_fb. */
 VOREL_AUDIO_API int vorelAudioConvertToMel(float* dst, const float* src, const float* mel_fb,
                                            int freq_n, int frame_n, int mel_n);
 

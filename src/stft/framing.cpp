@@ -1,6 +1,7 @@
 // Frame counts and frame fillers.
 #include "stft/framing.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -87,6 +88,30 @@ void extract_segment_sample_center_odd(std::vector<float>& dst, const float* src
             dst[i] = src[q];
         }
     }
+}
+
+void cut_frame(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center) {
+    if (center != 1 && center != 2) {
+        const int64_t left = std::max<int64_t>(static_cast<int64_t>(sample_n) - pos, 0);
+        const std::size_t inside = std::min<std::size_t>(seg.size(), static_cast<std::size_t>(left));
+        std::copy_n(src + (inside > 0 ? pos : 0), inside, seg.begin());
+        std::fill(seg.begin() + static_cast<std::ptrdiff_t>(inside), seg.end(), 0.0f);
+        return;
+    }
+    // A frame wholly inside the signal needs no padding, whichever kind.
+    const int64_t first = pos - static_cast<int64_t>(seg.size() / 2);
+    if (first >= 0 && first + static_cast<int64_t>(seg.size()) <= sample_n) {
+        std::copy_n(src + first, seg.size(), seg.begin());
+        return;
+    }
+    // A centred position passes INT_MAX only for signals of about 2^31 samples; the fillers
+    // fold any start back into the signal, so saturating keeps every read inside.
+    const int at = static_cast<int>(std::min<int64_t>(pos, INT32_MAX));
+    const int pad = static_cast<int>(seg.size() / 2);
+    if (center == 1)
+        extract_segment_sample_center_reflect(seg, src, sample_n, at, pad);
+    else
+        extract_segment_sample_center_zeros_padded(seg, src, sample_n, at, pad);
 }
 
 }  // namespace vorel::audio

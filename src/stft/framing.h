@@ -1,6 +1,7 @@
 // Frame counts and the fillers that cut a frame out of a signal, padding past its ends.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 namespace vorel::audio {
@@ -23,5 +24,12 @@ void extract_segment_sample_center_constant(std::vector<float>& dst, const float
                                             int start, int pad);
 void extract_segment_sample_center_odd(std::vector<float>& dst, const float* src, int src_n,
                                        int start, int pad);
+
+// One analysis frame of seg.size() samples at signal position pos. With center 1 or 2 the
+// frame is centred on sample pos (half = size / 2 before it), padded past the ends by
+// reflection (1) or zeros (2). Otherwise it starts at sample pos, and samples past the end of
+// src read as 0: a single-precision frame count can reach one frame beyond the signal when it
+// is longer than 2^24 samples.
+void cut_frame(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center);
 
 }  // namespace vorel::audio

@@ -1,0 +1,74 @@
+// Exported entry points of the mel analysis: filter banks, mel spectrograms, and the filter
+// bank product on an existing spectrogram.
+#include <cstdint>
+
+#include "errors/call_frame.h"
+#include "errors/checks.h"
+#include "mel/mel_filter_bank.h"
+#include "mel/mel_spectrogram.h"
+#include "vorel_audio.h"
+
+using namespace vorel::audio;
+
+extern "C" int vorelAudioGetFBMatrix(float* dst, int freq_n, float f_min, float f_max,
+                                     int mel_n, int sample_rate, int mel_norm,
+                                     int mel_formula) {
+    if (dst == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
+    return call_frame([&] {
+        require(freq_n >= 1, "Invalid freq_n value.");
+        require(!(f_min < 0.0f), "Invalid f_min value.");
+        require(!(f_max < 0.0f), "Invalid f_max value.");
+        require(!(f_max <= f_min), "f_max must be greater than f_min.");
+        require(mel_n >= 1, "Invalid mel_n size.");
+        require(freq_n > mel_n, "mel_n must be lesser than freq_n.");
+        require(sample_rate >= 1, "Invalid sample_rate value.");
+        require_one_of(mel_norm, {0, 1}, "Invalid mel_norm format.");
+        require_one_of(mel_formula, {1, 0}, "Invalid mel_formula format.");
+        get_fb_matrix(dst, freq_n, f_min, f_max, mel_n, sample_rate, mel_norm, mel_formula);
+    });
+}
+
+extern "C" int vorelAudioGetMelSpectrogram(float* dst, const float* src, int sample_n,
+                                           int sample_rate, int fft_n, int hop_n, int win_n,
+                                           int win_type, int max_frame_n, int center, float power,
+                                           int fft_norm_type, float f_min, float f_max, int mel_n,
+                                           int mel_norm, int mel_formula) {
+    if (dst == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
+    return call_frame([&] {
+        require(sample_n >= 1, "Invalid sample_n size.");
+        require(sample_rate >= 1, "Invalid sample_rate value.");
+        require(fft_n >= 1, "Invalid fft_n value.");
+        require(hop_n >= 0, "Invalid hop_n value.");
+        // A window may be one sample longer than the frame (its last sample is then unused);
+        // a longer one has no place in the frame.
+        require(win_n >= 1 && win_n <= static_cast<int64_t>(fft_n) + 1, "Invalid win_n value.");
+        require_one_of(win_type, {1, 2}, "Invalid win_type format.");
+        require(max_frame_n >= 1, "Invalid max_frame_n size.");
+        require_one_of(center, {0, 1, 2}, "Invalid center format.");
+        require(!(power < 0.0f), "Invalid power value.");
+        require_one_of(fft_norm_type, {0, 1, 1, 2}, "Invalid fft_norm_type format.");
+        require(!(f_min < 0.0f), "Invalid f_min value.");
+        require(!(f_max < 0.0f), "Invalid f_max value.");
+        require(!(f_max <= f_min), "f_max must be greater than f_min.");
+        require(mel_n >= 1, "Invalid mel_n size.");
+        require(mel_n <= fft_n / 2, "mel_n must be lesser than freq_n( fft_n / 2 + 1).");
+        require_one_of(mel_norm, {0, 1}, "Invalid mel_norm format.");
+        require_one_of(mel_formula, {1, 0}, "Invalid mel_formula format.");
+        mel_spectrogram(dst, src, sample_n, sample_rate, fft_n, hop_n, win_n, win_type,
+                        max_frame_n, center, power, fft_norm_type, f_min, f_max, mel_n, mel_norm,
+                        mel_formula);
+    });
+}
+
+extern "C" int vorelAudioConvertToMel(float* dst, const float* src, const float* mel_fb,
+                                      int freq_n, int frame_n, int mel_n) {
+    if (dst == nullptr || src == nullptr || mel_fb == nullptr)
+        return VOREL_STATUS_INVALID_ARGUMENT;
+    return call_frame([&] {
+        require(freq_n >= 1, "Invalid freq_n value.");
+        require(mel_n >= 1, "Invalid mel_n size.");
+        require(freq_n > mel_n, "mel_n must be lesser than freq_n.");
+        require(frame_n >= 1, "Invalid frame_n value.");
+        convert_freq_to_mel_2d(dst, src, mel_fb, freq_n, frame_n, mel_n);
+    });
+}

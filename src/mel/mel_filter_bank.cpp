@@ -1,0 +1,158 @@
+// Mel scales, the triangular filter bank builder and its process-wide cache.
+#include "mel/mel_filter_bank.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <utility>
+
+#include "common/memory_budget.h"
+#include "common/process_table.h"
+
+namespace vorel::audio {
+
+namespace {
+
+// The constants are fixed by their bit patterns: a decimal literal could round differently
+// in a careless edit, and the results depend on the last bit.
+constexpr float kMelPerHzLinear = std::bit_cast<float>(std::uint32_t{0x3C75C28F});  // 0.015
+constexpr float kHzPerMelLinear = std::bit_cast<float>(std::uint32_t{0x42855555});  // 66.666664
+constexpr float kLogStep = std::bit_cast<float>(std::uint32_t{0x3D8CCDBB});         // ln(6.4)/27
+constexpr float kMelBreak = std::bit_cast<float>(std::uint32_t{0x41700001});        // 15.000001
+constexpr float kInvHtkScale = std::bit_cast<float>(std::uint32_t{0x39CA09AB});     // 1/2595
+
+// The same scale in both directions of one build.
+struct MelScale {
+    float (*to_mel)(float);
+    float (*to_hz)(float);
+};
+
+MelScale scale_of(bool mel_formula) {
+    if (mel_formula) return {hz_to_mel_htk, mel_to_hz_htk};
+    return {hz_to_mel_slaney, mel_to_hz_slaney};
+}
+
+// The weight of one bin in one triangle. Written as three choices so that a NaN in either
+// side fails both less-than tests and yields `lower`.
+inline float triangle_weight(float lower, float upper_r, float upper_w) {
+    if (lower < 0.0f) return 0.0f;
+    const float upper = upper_r * upper_w;
+    if (upper < 0.0f) return 0.0f;
+    if (upper < lower) return upper;
+    return lower;
+}
+
+// -1 when a < b, +1 when b < a, else 0.
+template <class T>
+int order(T a, T b) {
+    if (a < b) return -1;
+    if (b < a) return 1;
+    return 0;
+}
+
+}  // namespace
+
+float hz_to_mel_slaney(float f) {
+    if (f < 1000.0f) return f * kMelPerHzLinear;
+    return std::log(f / 1000.0f) / kLogStep + 15.0f;
+}
+
+float mel_to_hz_slaney(float m) {
+    // The + 0.0 turns a -0.0 input into +0.0.
+    if (m >= kMelBreak) return std::exp((m + (-kMelBreak)) * kLogStep) * 1000.0f;
+    return m * kHzPerMelLinear + 0.0f;
+}
+
+float hz_to_mel_htk(float f) { return std::log10(f / 700.0f + 1.0f) * 2595.0f; }
+
+float mel_to_hz_htk(float m) { return (::exp10f(m * kInvHtkScale) + (-1.0f)) * 700.0f; }
+
+void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int mel_n,
+                      int sample_rate, int mel_norm, bool mel_formula) {
+    const MelScale scale = scale_of(mel_formula);
+    const std::size_t bins = static_cast<std::size_t>(freq_n);
+    const std::size_t edges = static_cast<std::size_t>(mel_n) + 2;
+
+    // All scratch exists before the first weight is written.
+    std::vector<float> freq(bins), edge(edges), inv_width(edges - 1), rel(edges);
+
+    const float m_min = scale.to_mel(f_min);
+    const float m_max = scale.to_mel(f_max);
+
+    const float step =
+        (static_cast<float>(sample_rate) * 0.5f) / (static_cast<float>(freq_n) + (-1.0f));
+    for (std::size_t j = 0; j < bins; ++j) freq[j] = step * static_cast<float>(j);
+
+    const float mel_step =
+        (m_max - m_min) / ((static_cast<float>(mel_n) + 2.0f) + (-1.0f));
+    for (std::size_t i = 0; i < edges; ++i) {
+        const float offset = mel_step * static_cast<float>(i);
+        edge[i] = scale.to_hz(m_min + offset);
+        if (i >= 1) inv_width[i - 1] = 1.0f / (edge[i] - edge[i - 1]);
+    }
+
+    // Bins outermost: the distances from one bin to every edge serve all bands.
+    for (std::size_t j = 0; j < bins; ++j) {
+        for (std::size_t k = 0; k < edges; ++k) rel[k] = edge[k] - freq[j];
+        for (std::size_t m = 0; m + 2 < edges; ++m) {
+            const float lower = inv_width[m] * (-rel[m]);
+            fb[m][j] = triangle_weight(lower, rel[m + 2], inv_width[m + 1]);
+        }
+    }
+
+    if (mel_norm == 0) return;
+    for (std::size_t m = 0; m + 2 < edges; ++m) {
+        const float area = 2.0f / (edge[m + 2] - edge[m]);
+        for (float& w : fb[m]) w = area * w;
+    }
+}
+
+void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, int sample_rate,
+                   int mel_norm, int mel_formula) {
+    const MelMatrix& fb = MFBTable::instance().ref_table(freq_n, f_min, f_max, mel_n,
+                                                         sample_rate, mel_norm, mel_formula != 0);
+    float* out = dst;
+    for (const std::vector<float>& row : fb) out = std::copy(row.begin(), row.end(), out);
+}
+
+bool MelFilterBankParam::operator<(const MelFilterBankParam& b) const {
+    const MelFilterBankParam& a = *this;
+    // Field by field, each compared with plain less-than both ways: a field that is neither
+    // less nor greater (equal, or a NaN) passes the decision on.
+    for (const int side : {order(a.freq_n, b.freq_n), order(a.f_min, b.f_min),
+                           order(a.f_max, b.f_max), order(a.mel_n, b.mel_n),
+                           order(a.sample_rate, b.sample_rate), order(a.mel_norm, b.mel_norm),
+                           order(a.mel_formula, b.mel_formula)})
+        if (side != 0) return side < 0;
+    return false;
+}
+
+MFBTable& MFBTable::instance() {
+    static MFBTable inst;
+    return inst;
+}
+
+const MelMatrix& MFBTable::ref_table(int freq_n, float f_min, float f_max, int mel_n,
+                                     int sample_rate, int mel_norm, bool mel_formula) {
+    const MelFilterBankParam key{freq_n, f_min, f_max, mel_n, sample_rate, mel_norm,
+                                 mel_formula};
+    return lock_build_find(lock, table, key, [&] { init_mfb_table(key); });
+}
+
+void MFBTable::init_mfb_table(const MelFilterBankParam& key) {
+    if (table.find(key) != table.end()) return;
+    // A bank no machine could hold is refused before any page is touched. The bank is built
+    // whole before insertion, so that a failed build leaves no entry behind.
+    const std::size_t rows = static_cast<std::size_t>(key.mel_n);
+    const std::size_t cols = static_cast<std::size_t>(key.freq_n);
+    require_memory(rows * (cols * sizeof(float) + sizeof(std::vector<float>)) +
+                   (2 * cols + 3 * rows) * sizeof(float));
+    MelMatrix fb(rows);
+    for (std::vector<float>& row : fb) row.assign(cols, 0.0f);
+    create_fb_matrix(fb, key.freq_n, key.f_min, key.f_max, key.mel_n, key.sample_rate,
+                     key.mel_norm, key.mel_formula);
+    table.emplace(key, std::move(fb));
+}
+
+}  // namespace vorel::audio

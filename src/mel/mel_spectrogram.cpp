@@ -1,0 +1,150 @@
+// The mel spectrogram path and the filter bank product on real spectra.
+#include "mel/mel_spectrogram.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "common/memory_budget.h"
+#include "features/complex_norm.h"
+#include "stft/framing.h"
+#include "stft/spectrogram.h"
+#include "stft/window_table.h"
+#include "transform/fft.h"
+#include "transform/fft_table.h"
+
+namespace vorel::audio {
+
+// Skipping zero weights. Every band sum starts at +0.0 and adds products in ascending bin
+// order. A zero weight times a finite value is a zero (of either sign). In round-to-nearest,
+// a sum is -0.0 only when both addends are -0.0, so an accumulator that starts at +0.0 never
+// becomes -0.0, and adding a zero to it changes nothing: it stays +0.0 through the leading
+// zero weights, and any value is kept through the trailing ones. So with finite inputs the
+// sum over a band's span equals the full sum bit for bit. An infinite or NaN input times a
+// zero weight is NaN, which must reach the sum: then the full row is summed.
+
+namespace {
+
+bool all_finite(const float* x, std::size_t n) {
+    bool ok = true;
+    for (std::size_t i = 0; i < n; ++i) ok &= std::isfinite(x[i]);
+    return ok;
+}
+
+BandSpan span_of(const float* row, std::size_t n) {
+    std::size_t begin = 0;
+    while (begin < n && row[begin] == 0.0f) ++begin;
+    if (begin == n) return {0, 0};
+    std::size_t end = n;
+    while (row[end - 1] == 0.0f) --end;
+    return {begin, end};
+}
+
+float band_sum(const float* row, const float* magnitude, std::size_t begin, std::size_t end) {
+    float acc = 0.0f;
+    for (std::size_t j = begin; j < end; ++j) acc = acc + row[j] * magnitude[j];
+    return acc;
+}
+
+// Frames per block of the spectrogram product: each frame is an independent lane.
+constexpr std::size_t kFrameBlock = 64;
+
+}  // namespace
+
+std::vector<BandSpan> band_spans(const float* fb, std::size_t mel_n, std::size_t freq_n) {
+    std::vector<BandSpan> spans(mel_n);
+    for (std::size_t m = 0; m < mel_n; ++m) spans[m] = span_of(fb + m * freq_n, freq_n);
+    return spans;
+}
+
+std::vector<BandSpan> band_spans(const MelMatrix& fb) {
+    std::vector<BandSpan> spans(fb.size());
+    for (std::size_t m = 0; m < fb.size(); ++m) spans[m] = span_of(fb[m].data(), fb[m].size());
+    return spans;
+}
+
+void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude,
+                            const MelMatrix& fb, int mel_n) {
+    for (int m = 0; m < mel_n; ++m) {
+        const std::vector<float>& row = fb[m];
+        band[m] = band_sum(row.data(), magnitude.data(), 0, row.size());
+    }
+}
+
+void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude,
+                            const MelMatrix& fb, const std::vector<BandSpan>& spans, int mel_n) {
+    if (!all_finite(magnitude.data(), magnitude.size())) {
+        convert_freq_to_mel_1d(band, magnitude, fb, mel_n);
+        return;
+    }
+    for (int m = 0; m < mel_n; ++m)
+        band[m] = band_sum(fb[m].data(), magnitude.data(), spans[m].begin, spans[m].end);
+}
+
+void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, int freq_n,
+                            int frame_n, int mel_n) {
+    if (frame_n < 1 || mel_n < 1) return;
+    // No bins leaves every band an empty sum of 0.
+    const std::size_t bins = static_cast<std::size_t>(std::max(freq_n, 0));
+    const std::size_t frames = static_cast<std::size_t>(frame_n);
+    const std::size_t bands = static_cast<std::size_t>(mel_n);
+    const std::vector<BandSpan> spans = band_spans(mel_fb, bands, bins);
+
+    // Blocks of frames, each frame its own accumulator, so the sums keep their order.
+    float acc[kFrameBlock];
+    for (std::size_t t0 = 0; t0 < frames; t0 += kFrameBlock) {
+        const std::size_t width = std::min(kFrameBlock, frames - t0);
+        bool finite = true;
+        for (std::size_t k = 0; k < bins; ++k) finite &= all_finite(src + k * frames + t0, width);
+        for (std::size_t m = 0; m < bands; ++m) {
+            const float* row = mel_fb + m * bins;
+            const BandSpan span = finite ? spans[m] : BandSpan{0, bins};
+            std::fill(acc, acc + width, 0.0f);
+            for (std::size_t k = span.begin; k < span.end; ++k) {
+                const float w = row[k];
+                const float* x = src + k * frames + t0;
+                for (std::size_t i = 0; i < width; ++i) acc[i] = acc[i] + x[i] * w;
+            }
+            std::copy(acc, acc + width, dst + m * frames + t0);
+        }
+    }
+}
+
+void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n,
+                     int hop_n, int win_n, int win_type, int max_frame_n, int center,
+                     float power, int fft_norm_type, float f_min, float f_max, int mel_n,
+                     int mel_norm, int mel_formula) {
+    const std::size_t n = static_cast<std::size_t>(fft_n);
+    const std::size_t bins = n / 2 + 1;
+    const std::size_t bands = static_cast<std::size_t>(mel_n);
+    // Tables and scratch together, refused up front rather than failing page by page.
+    require_memory(fft_work_bytes(fft_n) + sizeof(float) * (3 * n + bins + bands +
+                                                            static_cast<std::size_t>(win_n) +
+                                                            bands * bins));
+
+    const std::vector<float>& fft_table = FftTable::instance().ref_table(fft_n);
+    const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
+    // Without centring, frames never reach past the signal by more than the zeros that
+    // cut_frame supplies; the count is the one the caller computes, so the stride matches.
+    const int frame_n = std::min(get_frame_len(sample_n, fft_n, hop_n, center), max_frame_n);
+    const MelMatrix& fb = MFBTable::instance().ref_table(static_cast<int>(bins), f_min, f_max,
+                                                         mel_n, sample_rate, mel_norm,
+                                                         mel_formula != 0);
+
+    std::vector<float> seg(n, 0.0f), comp(2 * n, 0.0f), magnitude(bins, 0.0f),
+        band(bands, 0.0f);
+    if (frame_n < 1) return;
+
+    const std::vector<BandSpan> spans = band_spans(fb);
+    const std::size_t stride = static_cast<std::size_t>(frame_n);
+    for (int t = 0; t < frame_n; ++t) {
+        cut_frame(seg, src, sample_n, static_cast<int64_t>(t) * hop_n, center);
+        stft_core(comp, seg, fft_n, fft_table, window, fft_norm_type);
+        complex_norm_1d(magnitude, comp, power);
+        convert_freq_to_mel_1d(band, magnitude, fb, spans, mel_n);
+        float* column = dst + t;
+        for (std::size_t m = 0; m < bands; ++m) column[m * stride] = band[m];
+    }
+}
+
+}  // namespace vorel::audio
