@@ -107,11 +107,12 @@ def test_magphase_and_complex_norm_match_numpy():
 
 @pytest.mark.parametrize("norm,scale", [(None, "htk"), ("slaney", "slaney"), ("slaney", "htk")])
 def test_mel_filter_bank_matches_torchaudio(norm, scale):
-    """Triangles from float mel conversions: absolute error below 1e-6 of weights <= ~0.03."""
+    """Triangle edges come from float mel conversions (torch works in double and rounds once):
+    weights near an edge move by up to a few 1e-5 of the peak weight."""
     got = va.mel_filter_bank(201, 0.0, 8000.0, 80, 16000, norm=norm, mel_scale=scale)
     want = torchaudio.functional.melscale_fbanks(201, 0.0, 8000.0, 80, 16000, norm=norm,
                                                  mel_scale=scale).numpy().T
-    np.testing.assert_allclose(got, want, rtol=1e-4, atol=1e-6)
+    np.testing.assert_allclose(got, want, rtol=0, atol=5e-5 * want.max())
 
 
 def test_mel_spectrogram_matches_torchaudio():
