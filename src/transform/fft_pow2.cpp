@@ -5,7 +5,6 @@
 // order and four at a time: once n reaches 16 every stage gathers four butterflies into the
 // lanes of float4 vectors, each lane doing exactly the scalar operations.
 #include <bit>
-#include <cstring>
 
 #include "common/float4.h"
 #include "transform/fft_kernels.h"
@@ -57,7 +56,7 @@ void scalar_column(float* d, std::size_t n, std::size_t start, std::size_t size,
 }
 
 // Twiddle lanes from four table rows starting at the given float offsets.
-void gather_rows(float4* t, const float* table, std::size_t p0, std::size_t p1, std::size_t p2,
+inline void gather_rows(float4* t, const float* table, std::size_t p0, std::size_t p1, std::size_t p2,
                  std::size_t p3) {
     for (std::size_t c = 0; c < 12; c += 4) {
         t[c] = load4(table + p0 + c);
@@ -188,23 +187,6 @@ void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int qu
 void fft_pow2_merge(std::vector<float>& data, int n) {
     if (n < 1) return;
     radix2_pass(data.data(), static_cast<std::size_t>(n));
-}
-
-void bit_reverse(float* data, std::size_t n) {
-    std::size_t j = 0;
-    for (std::size_t i = 1; i + 1 < n; ++i) {
-        std::size_t k = n;
-        do {
-            k >>= 1;
-            j ^= k;
-        } while (k > j);
-        if (i < j) {
-            float a[2];
-            std::memcpy(a, data + 2 * i, sizeof a);
-            std::memcpy(data + 2 * i, data + 2 * j, sizeof a);
-            std::memcpy(data + 2 * j, a, sizeof a);
-        }
-    }
 }
 
 }  // namespace vorel::audio
