@@ -39,25 +39,32 @@ void bit_reverse_short(float* data, std::size_t n) {
     }
 }
 
-// The 4 x 4 elements r * row + 4 * mid + c, r and c below 4, as rows of two pairs.
-struct Block {
-    complex_pair v[4][2];
-};
-
-void load_block(const float* data, std::size_t row, std::size_t mid, Block& b) {
-    for (std::size_t r = 0; r < 4; ++r) std::memcpy(b.v[r], data + 2 * (r * row + 4 * mid), sizeof b.v[r]);
+inline complex_pair load_pair(const float* p) {
+    complex_pair v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
 }
 
-// Element (r, c) of b lands at (rev(c), rev(r)) with rev of two bits: 0, 2, 1, 3.
-void store_reversed(float* data, std::size_t row, std::size_t mid, const Block& b) {
-    complex_pair out[4][2];
+inline void store_pair(float* p, complex_pair v) { std::memcpy(p, &v, sizeof v); }
+
+// The 4 x 4 elements r * row + c (r, c below 4) at `from`, each row two pairs of neighbours,
+// rearranged so that element (r, c) sits at (rev(c), rev(r)), rev of two bits: 0, 2, 1, 3.
+inline void transpose_reversed(const float* from, std::size_t row_floats, complex_pair (&out)[4][2]) {
     for (std::size_t h = 0; h < 2; ++h) {
-        out[h][0] = __builtin_shufflevector(b.v[0][h], b.v[2][h], 0, 2);
-        out[h][1] = __builtin_shufflevector(b.v[1][h], b.v[3][h], 0, 2);
-        out[2 + h][0] = __builtin_shufflevector(b.v[0][h], b.v[2][h], 1, 3);
-        out[2 + h][1] = __builtin_shufflevector(b.v[1][h], b.v[3][h], 1, 3);
+        const complex_pair r0 = load_pair(from + 4 * h), r1 = load_pair(from + row_floats + 4 * h);
+        const complex_pair r2 = load_pair(from + 2 * row_floats + 4 * h), r3 = load_pair(from + 3 * row_floats + 4 * h);
+        out[h][0] = __builtin_shufflevector(r0, r2, 0, 2);
+        out[h][1] = __builtin_shufflevector(r1, r3, 0, 2);
+        out[2 + h][0] = __builtin_shufflevector(r0, r2, 1, 3);
+        out[2 + h][1] = __builtin_shufflevector(r1, r3, 1, 3);
     }
-    for (std::size_t r = 0; r < 4; ++r) std::memcpy(data + 2 * (r * row + 4 * mid), out[r], sizeof out[r]);
+}
+
+inline void store_rows(float* to, std::size_t row_floats, const complex_pair (&rows)[4][2]) {
+    for (std::size_t r = 0; r < 4; ++r) {
+        store_pair(to + r * row_floats, rows[r][0]);
+        store_pair(to + r * row_floats + 4, rows[r][1]);
+    }
 }
 
 }  // namespace
@@ -74,11 +81,13 @@ void bit_reverse(float* data, std::size_t n) {
     for (std::uint32_t mid = 0; mid < row / 4; ++mid) {
         const auto mid_r = static_cast<std::uint32_t>(std::uint64_t{reverse_bits(mid)} >> mid_shift);
         if (mid_r < mid) continue;
-        Block a, b;
-        load_block(data, row, mid, a);
-        load_block(data, row, mid_r, b);
-        store_reversed(data, row, mid_r, a);
-        store_reversed(data, row, mid, b);
+        float* x = data + 8 * mid;
+        float* y = data + 8 * mid_r;
+        complex_pair to_y[4][2], to_x[4][2];
+        transpose_reversed(x, 2 * row, to_y);
+        transpose_reversed(y, 2 * row, to_x);
+        store_rows(y, 2 * row, to_y);
+        store_rows(x, 2 * row, to_x);
     }
 }
 
