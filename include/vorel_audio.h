@@ -137,30 +137,60 @@ VOREL_AUDIO_API int vorelAudioConvertToMel(float* dst, const float* src, const f
 /* ---- Filters ------------------------------------------------------------------------- */
 
 /* Linear filter (transposed direct form II, computed in double) with carried state.
- * dst: dst_n floats, src: src_n floats, zi: zi_n floats or null; zi is used and updated
- * in place only when it holds max(n_coef_n, d_coef_n) - 1 values, else a zero state is
- * used and zi is left alone. */
+ * The coefficients are divided by d_coef[0]; the shorter list counts as zero-padded to
+ * L = max(n_coef_n, d_coef_n). dst: dst_n floats, src: src_n floats; min(dst_n, src_n)
+ * samples are filtered and the rest of dst keeps its contents. dst may be src.
+ * zi: null or zi_n floats. When it holds at least L - 1 values, its first L - 1 are the start
+ * state and receive the final state (stored as float after every sample), so a stream can be
+ * filtered block by block; otherwise the filter starts from zeros and zi is left alone. With
+ * L = 1 (a pure gain) zi is never touched. d_coef[0] = 0 gives non-finite output, status 0. */
 VOREL_AUDIO_API int vorelAudioLinerFilter(float* dst, const float* src, const float* n_coef,
                                           const float* d_coef, float* zi, int dst_n, int src_n,
                                           int n_coef_n, int d_coef_n, int zi_n);
 
-/* Settled initial state of a filter for a unit step. dst: dst_n floats. */
+/* Settled state of the linear filter for a constant input of 1 (scale it by the first
+ * sample and pass it as zi). dst: dst_n floats; the first min(dst_n, L - 1) hold the state,
+ * the rest are zero (all zero for L = 1). A denominator summing to zero gives non-finite
+ * values, status 0. */
 VOREL_AUDIO_API int vorelAudioGetLinerFilterZiCoef(float* dst, const float* n_coef,
                                                    const float* d_coef, int dst_n, int n_coef_n,
                                                    int d_coef_n);
 
-/* Forward-backward zero-phase filter with pad_len samples of extension at each end. */
+/* Forward-backward zero-phase filter. src (src_n floats) is extended by pad_len samples at
+ * each end (pad_type ODD, REFLECT or CONSTANT; NONE ignores pad_len), filtered forward and
+ * then backward, each pass starting from the settled state scaled by its first input.
+ * dst: dst_n floats. The first min(dst_n, src_n) samples are the filtered signal; when dst_n
+ * is larger and the signal is extended, samples of the filtered right extension follow, up
+ * to its end (at most src_n + pad_len samples in all); the rest of dst keeps its contents.
+ * ODD and REFLECT with pad_len above src_n - 1 keep mirroring back and forth inside src
+ * (period 2 * src_n - 2; a single sample repeats), so src is never read outside its bounds.
+ * With an extension, src_n + 2 * pad_len above INT_MAX returns VOREL_STATUS_UNKNOWN_ERROR
+ * before any work.
+ * dst may be src. */
 VOREL_AUDIO_API int vorelAudioFilterFilter(float* dst, const float* src, const float* n_coef,
                                            const float* d_coef, int dst_n, int src_n,
                                            int n_coef_n, int d_coef_n, int pad_type, int pad_len);
 
 /* ---- Resampling ---------------------------------------------------------------------- */
 
-/* Number of output samples of a rate conversion. dst_sample_n: one int. */
+/* Number of output samples of a rate conversion. dst_sample_n: one int.
+ * ceil(double(dst_sample_rate) / double(src_sample_rate) * double(src_sample_n)), quotient
+ * first, so 44100 samples from 44100 to 48000 give 48001. A length above INT_MAX cannot be
+ * stored and is refused with VOREL_STATUS_INVALID_ARGUMENT, dst_sample_n untouched. */
 VOREL_AUDIO_API int vorelAudioGetResampleLen(int* dst_sample_n, int dst_sample_rate,
                                              int src_sample_n, int src_sample_rate);
 
-/* Sample-rate conversion by a polyphase windowed-sinc filter. dst: dst_n floats. */
+/* Sample-rate conversion by a polyphase windowed-sinc filter. dst: dst_n floats.
+ * With up/down the rates reduced by their common divisor, output sample n is a 65-tap dot
+ * product in double over the input (32 zeros beyond each end) at input time n * down / up.
+ * Output stops one input step before the end of src, and the rest of dst, up to dst_n, is
+ * zero: equal rates give the first src_n - 1 samples and one zero. dst may be src.
+ * Memory: the first call for a reduced pair builds and keeps its filter, up x 65 doubles plus
+ * 2 x up ints (528 x up bytes; 25 MB for up = 48000), never released. A pair whose filter would
+ * exceed 2 GiB (up above 4067203) returns VOREL_STATUS_OUT_OF_MEMORY at once, without
+ * allocating and with dst untouched; other pairs keep working. Each call also allocates
+ * src_n + 64 floats and, for ratios down / up up to 16, a block buffer below
+ * 128 x (down + 2120) bytes. */
 VOREL_AUDIO_API int vorelAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n,
                                        int src_sample_rate, int src_n);
 
@@ -178,24 +208,38 @@ VOREL_AUDIO_API int vorelAudioMagPhase(float* dst_mag, float* dst_phase, const f
 /* ---- Levels -------------------------------------------------------------------------- */
 
 /* Decibels relative to the buffer's maximum, floored top_db below it when top_db >= 0.
- * dst and src: src_n floats; dst may alias src. */
+ * dst and src: src_n floats; dst may be src itself (no other overlap).
+ * dst[i] = 10 log10(max(src[i], 1e-10)) - 10 log10(max(peak, 1e-10)), in float. The peak scan
+ * skips NaN elements, except a NaN src[0], which leaves the reference at 1e-10. A negative or
+ * NaN top_db means no floor. */
 VOREL_AUDIO_API int vorelAudioConvertPowerToDB(float* dst, const float* src, int src_n, float top_db);
 
-/* (x - mean) / deviation over src_n floats. dst may alias src. */
+/* (x - mean) / deviation over src_n floats; dst may be src itself (no other overlap).
+ * Both sums are taken in one ascending float pass; the deviation divides by src_n and is
+ * sqrt(mean of squares - squared mean). A deviation of exactly 0 scales by 1e16 instead;
+ * a slightly negative variance from rounding gives NaN throughout. */
 VOREL_AUDIO_API int vorelAudioStandardize(float* dst, const float* src, int src_n);
 
-/* log(1 + x) of src_n floats. dst may alias src. */
+/* log(1 + x) of src_n floats; dst may be src itself (no other overlap). */
 VOREL_AUDIO_API int vorelAudioLog1p(float* dst, const float* src, int src_n);
 
 /* ---- Silence and frame fitting ------------------------------------------------------- */
 
 /* First sample and length of the non-silent range of a signal: frames whose mean square
- * lies less than thr_db below the loudest frame. Writes -1 and 0 when none is found. */
+ * lies less than thr_db below the loudest frame. Writes -1 and 0 when none is found.
+ * Frames of win_n samples are centred on multiples of hop_n, reflect-padded (a frame wider
+ * than a short signal folds back and forth inside it, never reading outside src) and not
+ * weighted; their mean square is taken in double and floored at 1e-10. The range runs from
+ * the first to the end of the last frame above the threshold, clipped to sample_n. A signal
+ * shorter than win_n has no frames. hop_n = 0 also gives no frames: the call returns
+ * VOREL_STATUS_SUCCESS at once with -1 and 0, allocating nothing. thr_db = 0 always gives -1
+ * and 0. */
 VOREL_AUDIO_API int vorelAudioGetNonSilentPos(int* start_pos, int* nonsilent_len, const float* src,
                                               int sample_n, int win_n, int hop_n, float thr_db);
 
 /* Cuts or fills each of freq_n rows of src_frame_n values to dst_frame_n values, filling
- * with pad_value. dst: freq_n * dst_frame_n floats. */
+ * with pad_value. dst: freq_n * dst_frame_n floats, src: freq_n * src_frame_n floats; the
+ * products may exceed INT_MAX (sizes are formed in 64 bits). dst and src must not overlap. */
 VOREL_AUDIO_API int vorelAudioFixFrameLen(float* dst, const float* src, int freq_n, int dst_frame_n,
                                           int src_frame_n, float pad_value);
 

@@ -1,0 +1,94 @@
+"""Times the Python package against torch/torchaudio/scipy/numpy on the C++ benchmarks' workloads.
+
+Run with Debian's interpreter after a release build:
+    PYTHONPATH=python /usr/bin/python3 bench/compare.py
+Everything runs on one thread in one process; each figure is the best of several runs.
+"""
+import math
+import os
+import time
+
+os.environ.setdefault("OMP_NUM_THREADS", "1")
+os.environ.setdefault("OPENBLAS_NUM_THREADS", "1")
+
+import numpy as np  # noqa: E402
+import scipy.signal  # noqa: E402
+import torch  # noqa: E402
+import torchaudio  # noqa: E402
+
+import vorel_audio as va  # noqa: E402
+
+torch.set_num_threads(1)
+RNG = np.random.default_rng(7)
+
+
+def best(fn, repeat=5, min_time=0.2):
+    fn()
+    runs = []
+    for _ in range(repeat):
+        loops, start = 0, time.perf_counter()
+        while True:
+            fn()
+            loops += 1
+            elapsed = time.perf_counter() - start
+            if elapsed >= min_time / repeat:
+                break
+        runs.append(elapsed / loops)
+    return min(runs)
+
+
+def row(name, ours, peer_name, peer):
+    t_ours, t_peer = best(ours), best(peer)
+    print(f"{name:<38} {t_ours * 1e3:10.3f} ms {peer_name:<26} {t_peer * 1e3:10.3f} ms "
+          f"{t_ours / t_peer:7.2f}x")
+
+
+def main():
+    print(f"{'workload':<38} {'vorel_audio':>13} {'peer':<26} {'peer time':>13} {'ratio':>8}")
+    for n in (256, 400, 512, 1000, 1024, 4096):
+        x = RNG.standard_normal(n).astype(np.float32)
+        xt = torch.from_numpy(x)
+        row(f"fft n={n}", lambda: va.fft(x), "torch.fft.fft", lambda: torch.fft.fft(xt))
+
+    sec60 = RNG.standard_normal(16000 * 60).astype(np.float32)
+    t60 = torch.from_numpy(sec60)
+    for n_fft, hop in ((400, 160), (512, 128)):
+        win = torch.hann_window(n_fft)
+        row(f"stft 60 s 16 kHz fft {n_fft} hop {hop}",
+            lambda: va.spectrogram(sec60, n_fft=n_fft, hop_length=hop, power=None),
+            "torch.stft", lambda: torch.stft(t60, n_fft, hop, window=win, return_complex=True))
+
+    sec30 = sec60[:16000 * 30]
+    mel = torchaudio.transforms.MelSpectrogram(16000, n_fft=400, hop_length=160, n_mels=80,
+                                               norm="slaney", mel_scale="slaney")
+    t30 = torch.from_numpy(sec30)
+    row("log-mel 30 s (400/160/80)",
+        lambda: va.power_to_db(va.mel_spectrogram(sec30, n_fft=400, hop_length=160, n_mels=80)),
+        "torchaudio MelSpectrogram",
+        lambda: torchaudio.functional.amplitude_to_DB(mel(t30), 10.0, 1e-10, 0.0, 80.0))
+
+    b, a = scipy.signal.butter(8, 0.25)
+    b32, a32 = b.astype(np.float32), a.astype(np.float32)
+    sec60d = sec60.astype(np.float64)
+    row("lfilter 60 s order 8", lambda: va.lfilter(b32, a32, sec60),
+        "scipy.signal.lfilter", lambda: scipy.signal.lfilter(b, a, sec60d))
+    row("filtfilt 60 s order 8", lambda: va.filtfilt(b32, a32, sec60),
+        "scipy.signal.filtfilt", lambda: scipy.signal.filtfilt(b, a, sec60d))
+
+    for src, dst in ((44100, 16000), (48000, 16000), (16000, 22050)):
+        x = RNG.standard_normal(src * 60).astype(np.float32)
+        g = math.gcd(src, dst)
+        row(f"resample 60 s {src}->{dst}", lambda: va.resample(x, src, dst),
+            "scipy.signal.resample_poly",
+            lambda: scipy.signal.resample_poly(x, dst // g, src // g))
+
+    big = RNG.random(10_000_000).astype(np.float32)
+    tbig = torch.from_numpy(big)
+    row("power_to_db 10 M", lambda: va.power_to_db(big, top_db=80.0),
+        "torchaudio amplitude_to_DB",
+        lambda: torchaudio.functional.amplitude_to_DB(tbig, 10.0, 1e-10, 0.0, 80.0))
+    row("log1p 10 M", lambda: va.log1p(big), "torch.log1p", lambda: torch.log1p(tbig))
+
+
+if __name__ == "__main__":
+    main()

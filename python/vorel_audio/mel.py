@@ -1,0 +1,83 @@
+"""Mel filter banks and mel spectrograms."""
+import numpy as np
+
+from . import _options
+from ._call import call, count, fptr, option, per_item, real_array, real_number
+from .spectral import _hop, frame_count
+
+
+def _mel_options(f_min, f_max, sample_rate, norm, mel_scale):
+    sr = count(sample_rate, "sample_rate")
+    lo = real_number(f_min, "f_min")
+    hi = sr / 2.0 if f_max is None else real_number(f_max, "f_max")
+    if not (lo >= 0.0 and hi > lo):
+        raise ValueError(f"need 0 <= f_min < f_max, got f_min={f_min!r}, f_max={f_max!r}")
+    return (lo, hi, sr, option(norm, _options.MEL_NORM, "norm"),
+            option(mel_scale, _options.MEL_SCALE, "mel_scale"))
+
+
+def mel_filter_bank(n_freqs, f_min=0.0, f_max=None, n_mels=128, sample_rate=16000, norm="slaney",
+                    mel_scale="slaney"):
+    """Mel filter bank of shape (n_mels, n_freqs); f_max defaults to sample_rate / 2."""
+    freq_n = count(n_freqs, "n_freqs")
+    mel_n = count(n_mels, "n_mels")
+    if mel_n >= freq_n:
+        raise ValueError(f"n_mels ({mel_n}) must be smaller than n_freqs ({freq_n})")
+    lo, hi, sr, mn, mf = _mel_options(f_min, f_max, sample_rate, norm, mel_scale)
+    out = np.empty((mel_n, freq_n), dtype=np.float32)
+    call("vorelAudioGetFBMatrix", fptr(out), freq_n, lo, hi, mel_n, sr, mn, mf,
+         shown=f"n_freqs={freq_n}, f_min={lo}, f_max={hi}, n_mels={mel_n}, sample_rate={sr}")
+    return out
+
+
+def mel_spectrogram(x, sample_rate=16000, n_fft=400, hop_length=None, win_length=None,
+                    window="hann", center="reflect", power=2.0, norm=None, f_min=0.0, f_max=None,
+                    n_mels=80, mel_norm="slaney", mel_scale="slaney"):
+    """Mel spectrogram of real signals along the last axis: shape (..., n_mels, frames)."""
+    a = real_array(x)
+    n_fft = count(n_fft, "n_fft")
+    hop = _hop(hop_length, n_fft)
+    win_n = n_fft if win_length is None else count(win_length, "win_length")
+    if win_n > n_fft:
+        raise ValueError(f"win_length ({win_n}) must not exceed n_fft ({n_fft})")
+    win = option(window, _options.WINDOW, "window")
+    c = _options.center_value(center)
+    p = real_number(power, "power")
+    if not p >= 0.0:
+        raise ValueError(f"power must be >= 0, got {power!r}")
+    nt = option(norm, _options.NORM, "norm")
+    mel_n = count(n_mels, "n_mels")
+    if mel_n >= n_fft // 2 + 1:
+        raise ValueError(f"n_mels ({mel_n}) must be smaller than n_fft // 2 + 1")
+    lo, hi, sr, mn, mf = _mel_options(f_min, f_max, sample_rate, mel_norm, mel_scale)
+    sample_n = count(a.shape[-1], "length of x")
+    frames = frame_count(sample_n, n_fft, hop, c)
+
+    def one(item):
+        out = np.zeros((mel_n, frames), dtype=np.float32)
+        if frames > 0:
+            call("vorelAudioGetMelSpectrogram", fptr(out), fptr(item), sample_n, sr, n_fft, hop,
+                 win_n, win, frames, c, p, nt, lo, hi, mel_n, mn, mf,
+                 shown=f"sample_rate={sr}, n_fft={n_fft}, hop_length={hop}, n_mels={mel_n}")
+        return out
+    return per_item(a, 1, one)
+
+
+def convert_to_mel(S, fb):
+    """Applies a filter bank (n_mels, freq) to real spectra (..., freq, frames)."""
+    a = real_array(S, "S", min_ndim=2)
+    bank = real_array(fb, "fb", min_ndim=2)
+    if bank.ndim != 2 or bank.shape[1] != a.shape[-2]:
+        raise ValueError(f"fb must have shape (n_mels, {a.shape[-2]}), got {bank.shape}")
+    freq_n = count(a.shape[-2], "number of bins")
+    frame_n = count(a.shape[-1], "number of frames")
+    mel_n = count(bank.shape[0], "n_mels")
+    if mel_n >= freq_n:
+        raise ValueError(f"n_mels ({mel_n}) must be smaller than the number of bins ({freq_n})")
+
+    def one(item):
+        out = np.empty((mel_n, frame_n), dtype=np.float32)
+        call("vorelAudioConvertToMel", fptr(out), fptr(item), fptr(bank), freq_n, frame_n, mel_n,
+             shown=f"freq={freq_n}, frames={frame_n}, n_mels={mel_n}")
+        return out
+    return per_item(a, 2, one)

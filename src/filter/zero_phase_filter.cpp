@@ -1,0 +1,142 @@
+// Forward-backward filtering of an extended signal, all in double until the final store.
+//
+// The extended signal is never built whole: its ends are filled a chunk at a time by the
+// frame fillers, and the middle is read straight from src. The state is double throughout,
+// so cutting a pass into pieces changes no bit. The backward pass stops at the first
+// original sample, since nothing to its left reaches dst.
+#include "filter/zero_phase_filter.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include "filter/filter_initial_state.h"
+#include "filter/linear_filter.h"
+#include "stft/framing.h"
+
+namespace vorel::audio {
+
+namespace {
+
+constexpr int chunk_n = 4096;
+
+using Filler = void (*)(std::vector<float>&, const float*, int, int, int);
+
+Filler filler_for(int pad_type) {
+    switch (pad_type) {
+        case 1: return extract_segment_sample_center_odd;
+        case 2: return extract_segment_sample_center_reflect;
+        case 3: return extract_segment_sample_center_constant;
+        default: fail("Invalid pad_type.");
+    }
+}
+
+struct Coefficients {
+    const float* n_coef;
+    const float* d_coef;
+    int n_coef_n;
+    int d_coef_n;
+};
+
+// Runs the forward pass over positions [first, first + count) of the extended signal, in
+// which src starts at position pad, carrying the double state z. Outputs go to out, or,
+// when out is null, to the scratch buffer and are dropped.
+class ForwardPass {
+public:
+    ForwardPass(const float* src, int src_n, int pad, Filler fill, const Coefficients& c,
+                double* z, int order)
+        : src_(src), src_n_(src_n), pad_(pad), fill_(fill), c_(c), z_(z), order_(order),
+          step_(std::min(pad, chunk_n)), chunk_(static_cast<std::size_t>(step_)),
+          scratch_(static_cast<std::size_t>(step_)) {}
+
+    // The first element of the extended signal: the scale of the forward start state.
+    float first_sample() {
+        if (pad_ < 1) return src_[0];
+        std::vector<float> one(1);
+        fill_(one, src_, src_n_, 0, pad_);
+        return one[0];
+    }
+
+    void run_extension(double* out, int first, int count) {
+        for (int done = 0; done < count; done += step_) {
+            const int n = std::min(count - done, step_);
+            chunk_.resize(static_cast<std::size_t>(n));
+            fill_(chunk_, src_, src_n_, first + done, pad_);
+            run(out ? out + done : scratch_.data(), chunk_.data(), n);
+        }
+    }
+
+    void run_signal(double* out) { run(out, src_, src_n_); }
+
+private:
+    void run(double* out, const float* in, int n) {
+        linerfilter<double, float, float, double>(out, in, c_.n_coef, c_.d_coef, z_, n, n,
+                                                  c_.n_coef_n, c_.d_coef_n, order_, false);
+    }
+
+    const float* src_;
+    int src_n_;
+    int pad_;
+    Filler fill_;
+    Coefficients c_;
+    double* z_;
+    int order_;
+    int step_;
+    std::vector<float> chunk_;
+    std::vector<double> scratch_;
+};
+
+void scale_state(std::vector<double>& state, const std::vector<double>& settled, double factor) {
+    for (std::size_t k = 0; k < settled.size(); ++k) state[k] = settled[k] * factor;
+}
+
+}  // namespace
+
+void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_coef, int dst_n,
+              int src_n, int n_coef_n, int d_coef_n, int pad_type, int pad_len) {
+    if (src_n < 1) return;  // nothing to read, and no edge sample to extend from
+    const int pad = (pad_len < 0 || pad_type == 0) ? 0 : pad_len;
+    if (static_cast<int64_t>(src_n) + 2 * static_cast<int64_t>(pad) > INT_MAX)
+        throw std::length_error("extended signal longer than INT_MAX");
+    const Filler fill = pad >= 1 ? filler_for(pad_type) : nullptr;
+    require_coefficient_counts(n_coef_n, d_coef_n);
+    const Coefficients c{n_coef, d_coef, n_coef_n, d_coef_n};
+
+    // Every working buffer exists before the first store to dst. y holds the forward output
+    // from the first original sample to the end of the right extension; it is left unfilled
+    // because the forward pass writes all of it.
+    const int kept_n = src_n + pad;
+    std::unique_ptr<double[]> y(new double[static_cast<std::size_t>(kept_n)]);
+    const int order = std::max(n_coef_n, d_coef_n) - 1;
+    std::vector<double> settled(static_cast<std::size_t>(order));
+    std::vector<double> state(static_cast<std::size_t>(order));
+    if (order >= 1)
+        create_zi_coef<double, float>(settled.data(), n_coef, d_coef, order, n_coef_n, d_coef_n);
+    double* z = order >= 1 ? state.data() : nullptr;
+    ForwardPass forward(src, src_n, pad, fill, c, z, order);
+
+    scale_state(state, settled, static_cast<double>(forward.first_sample()));
+    forward.run_extension(nullptr, 0, pad);
+    forward.run_signal(y.get());
+    forward.run_extension(y.get() + src_n, pad + src_n, pad);
+
+    // Backward: in place over the right extension and the original samples past dst, then
+    // straight into dst. Samples of the right extension follow the original ones in dst
+    // when dst is longer than src, up to the end of the extension.
+    scale_state(state, settled, y[kept_n - 1]);
+    const int direct_n = std::max(0, std::min(dst_n, src_n));
+    if (kept_n > direct_n)
+        linerfilter<double, double, float, double>(y.get() + direct_n, y.get() + direct_n, n_coef,
+                                                   d_coef, z, kept_n - direct_n,
+                                                   kept_n - direct_n, n_coef_n, d_coef_n, order,
+                                                   true);
+    linerfilter<float, double, float, double>(dst, y.get(), n_coef, d_coef, z, direct_n, direct_n,
+                                              n_coef_n, d_coef_n, order, true);
+    const int copy_end = std::min(dst_n, kept_n);
+    for (int i = direct_n; i < copy_end; ++i) dst[i] = static_cast<float>(y[i]);
+}
+
+}  // namespace vorel::audio
