@@ -4,7 +4,6 @@
 //
 // Exponents are kept reduced modulo the block length by adding and subtracting, which gives
 // the exact residue for every length, also where a 32-bit product would wrap.
-#include <algorithm>
 #include <array>
 #include <cstring>
 
