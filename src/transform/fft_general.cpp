@@ -2,26 +2,57 @@
 // the factors found on the way, direct DFTs on the leaf blocks, then one combine step per
 // factor from the last to the first. All lengths read the one table of length n.
 //
+// Blocks of equal size read the same twiddles, so once there are four or more of them they
+// run four at a time, one per vector lane, each lane doing the scalar operations.
+//
 // Exponents are kept reduced modulo the block length by adding and subtracting, which gives
 // the exact residue for every length, also where a 32-bit product would wrap.
 #include <array>
 #include <cstring>
 
+#include "common/float4.h"
 #include "transform/fft_kernels.h"
 
 namespace vorel::audio {
 
 namespace {
 
-// acc += x * w, the product rounded part by part before it is added.
-inline void multiply_add(float& acc_re, float& acc_im, const float* x, const float* w) {
-    const float re = x[0] * w[0] - x[1] * w[1];
-    const float im = x[0] * w[1] + x[1] * w[0];
+// acc += x * w, the product rounded part by part before it is added. V is float, or float4
+// for four independent sums.
+template <class V>
+inline void multiply_add(V& acc_re, V& acc_im, V x_re, V x_im, V w_re, V w_im) {
+    const V re = x_re * w_re - x_im * w_im;
+    const V im = x_re * w_im + x_im * w_re;
     acc_re = acc_re + re;
     acc_im = acc_im + im;
 }
 
 inline void copy_complex(float* to, const float* from) { std::memcpy(to, from, 2 * sizeof(float)); }
+
+// One block at a time.
+struct OneBlock {
+    using V = float;
+    static V splat(float w) { return w; }
+    static void load(const float* p, std::size_t, V& re, V& im) { re = p[0], im = p[1]; }
+    static void store(float* p, std::size_t, V re, V im) { p[0] = re, p[1] = im; }
+};
+
+// Four blocks `stride` complex elements apart, one per lane: they read the same twiddles.
+struct FourBlocks {
+    using V = float4;
+    static V splat(float w) { return V{w, w, w, w}; }
+    static void load(const float* p, std::size_t stride, V& re, V& im) {
+        const float* p1 = p + 2 * stride;
+        const float* p2 = p1 + 2 * stride;
+        const float* p3 = p2 + 2 * stride;
+        const float4 lo{p[0], p[1], p1[0], p1[1]}, hi{p2[0], p2[1], p3[0], p3[1]};
+        re = __builtin_shufflevector(lo, hi, 0, 2, 4, 6);
+        im = __builtin_shufflevector(lo, hi, 1, 3, 5, 7);
+    }
+    static void store(float* p, std::size_t stride, V re, V im) {
+        for (int l = 0; l < 4; ++l, p += 2 * stride) p[0] = re[l], p[1] = im[l];
+    }
+};
 
 // A divisor q of rem tried in the order 2 (even rem) or 3, 5, 7, ... (odd rem), or 0 when
 // none lies at or below the square root.
@@ -44,48 +75,45 @@ void decimate(float* data, float* tmp, std::size_t n, std::size_t rem, std::size
     std::memcpy(data, tmp, 2 * n * sizeof(float));
 }
 
+// Output x = r * len + s of a block of size = q * len elements is the sum over t, in order
+// and from 0, of input t * len + s times table entry c * (t * x mod size).
+template <class Lanes>
+void combine_blocks(const float* in, float* out, std::size_t q, std::size_t len, std::size_t c, const float* table) {
+    using V = typename Lanes::V;
+    const std::size_t size = q * len;
+    for (std::size_t r = 0; r < q; ++r) {
+        for (std::size_t s = 0; s < len; ++s) {
+            const std::size_t x = r * len + s;
+            V re{}, im{};
+            std::size_t e = 0;  // t * x mod size
+            for (std::size_t t = 0; t < q; ++t) {
+                V x_re, x_im;
+                Lanes::load(in + 2 * (t * len + s), size, x_re, x_im);
+                const float* w = table + 2 * c * e;
+                multiply_add(re, im, x_re, x_im, Lanes::splat(w[0]), Lanes::splat(w[1]));
+                e += x;
+                if (e >= size) e -= size;
+            }
+            Lanes::store(out + 2 * x, size, re, im);
+        }
+    }
+}
+
 // Blocks of q * len elements, each made of q transformed sub-blocks of len elements, become
-// transforms of q * len elements; c = n / (q * len) is the table stride of this size.
+// transforms of q * len elements; c = n / (q * len) is the table stride of this size. With
+// len = 1 this is the direct DFT of blocks of q elements.
 void combine(float* data, float* tmp, std::size_t n, std::size_t q, std::size_t len, const float* table) {
     const std::size_t size = q * len;
     const std::size_t c = n / size;
-    for (std::size_t base = 0; base < n; base += size) {
-        const float* in = data + 2 * base;
-        for (std::size_t r = 0; r < q; ++r) {
-            for (std::size_t s = 0; s < len; ++s) {
-                const std::size_t x = r * len + s;
-                float re = 0.0f, im = 0.0f;
-                std::size_t e = 0;  // t * x mod size
-                for (std::size_t t = 0; t < q; ++t) {
-                    multiply_add(re, im, in + 2 * (t * len + s), table + 2 * c * e);
-                    e += x;
-                    if (e >= size) e -= size;
-                }
-                tmp[2 * (base + x)] = re;
-                tmp[2 * (base + x) + 1] = im;
-            }
-        }
-    }
+    std::size_t b = 0;
+    for (; b + 4 <= c; b += 4)
+        combine_blocks<FourBlocks>(data + 2 * b * size, tmp + 2 * b * size, q, len, c, table);
+    for (; b < c; ++b) combine_blocks<OneBlock>(data + 2 * b * size, tmp + 2 * b * size, q, len, c, table);
     std::memcpy(data, tmp, 2 * n * sizeof(float));
 }
 
 void direct_blocks(float* data, float* scratch, std::size_t n, std::size_t block_n, const float* table) {
-    const std::size_t len = n / block_n;
-    for (std::size_t base = 0; base < n; base += len) {
-        const float* in = data + 2 * base;
-        for (std::size_t k = 0; k < len; ++k) {
-            float re = 0.0f, im = 0.0f;
-            std::size_t e = 0;  // m * k mod len
-            for (std::size_t m = 0; m < len; ++m) {
-                multiply_add(re, im, in + 2 * m, table + 2 * block_n * e);
-                e += k;
-                if (e >= len) e -= len;
-            }
-            scratch[2 * (base + k)] = re;
-            scratch[2 * (base + k) + 1] = im;
-        }
-    }
-    std::memcpy(data, scratch, 2 * n * sizeof(float));
+    combine(data, scratch, n, n / block_n, 1, table);
 }
 
 void ensure_size(std::vector<float>& buffer, std::size_t n) {
