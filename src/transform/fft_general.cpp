@@ -8,6 +8,7 @@
 // Exponents are kept reduced modulo the block length by adding and subtracting, which gives
 // the exact residue for every length, also where a 32-bit product would wrap.
 #include <array>
+#include <utility>
 #include <cstring>
 
 #include "common/float4.h"
@@ -66,13 +67,27 @@ std::size_t find_factor(std::size_t rem) {
     return q;
 }
 
-// Within each block of rem elements, element r + q * s moves to r * m + s (m = rem / q).
-void decimate(float* data, float* tmp, std::size_t n, std::size_t rem, std::size_t q) {
-    const std::size_t m = rem / q;
-    for (std::size_t base = 0; base < n; base += rem)
-        for (std::size_t r = 0; r < q; ++r)
-            for (std::size_t s = 0; s < m; ++s) copy_complex(tmp + 2 * (base + r * m + s), data + 2 * (base + r + q * s));
-    std::memcpy(data, tmp, 2 * n * sizeof(float));
+// The reordering of all decimation steps at once. With factors q1..qk (in the order found)
+// and leaf length L, element r1 + q1 (r2 + q2 (... + qk s)) moves to
+// r1 n/q1 + r2 n/(q1 q2) + ... + rk L + s: output block r1 (q2..qk) + ... + rk holds the
+// elements at input base r1 + q1 r2 + ... + (q1..q(k-1)) rk, a stride of q1..qk apart.
+void decimate(const float* in, float* out, std::size_t n, const std::size_t* factors, std::size_t factor_n,
+              std::size_t blocks) {
+    const std::size_t len = n / blocks;
+    std::array<std::size_t, 64> digit{}, weight{};
+    for (std::size_t j = 0, w = 1; j < factor_n; w *= factors[j], ++j) weight[j] = w;
+    std::size_t base = 0;
+    for (std::size_t block = 0; block < blocks; ++block) {
+        float* to = out + 2 * block * len;
+        for (std::size_t s = 0; s < len; ++s) copy_complex(to + 2 * s, in + 2 * (base + blocks * s));
+        // Next output block: rk counts fastest.
+        for (std::size_t j = factor_n; j-- > 0;) {
+            base += weight[j];
+            if (++digit[j] < factors[j]) break;
+            base -= factors[j] * weight[j];
+            digit[j] = 0;
+        }
+    }
 }
 
 // Output x = r * len + s of a block of size = q * len elements is the sum over t, in order
@@ -102,18 +117,12 @@ void combine_blocks(const float* in, float* out, std::size_t q, std::size_t len,
 // Blocks of q * len elements, each made of q transformed sub-blocks of len elements, become
 // transforms of q * len elements; c = n / (q * len) is the table stride of this size. With
 // len = 1 this is the direct DFT of blocks of q elements.
-void combine(float* data, float* tmp, std::size_t n, std::size_t q, std::size_t len, const float* table) {
+void combine(const float* in, float* out, std::size_t n, std::size_t q, std::size_t len, const float* table) {
     const std::size_t size = q * len;
     const std::size_t c = n / size;
     std::size_t b = 0;
-    for (; b + 4 <= c; b += 4)
-        combine_blocks<FourBlocks>(data + 2 * b * size, tmp + 2 * b * size, q, len, c, table);
-    for (; b < c; ++b) combine_blocks<OneBlock>(data + 2 * b * size, tmp + 2 * b * size, q, len, c, table);
-    std::memcpy(data, tmp, 2 * n * sizeof(float));
-}
-
-void direct_blocks(float* data, float* scratch, std::size_t n, std::size_t block_n, const float* table) {
-    combine(data, scratch, n, n / block_n, 1, table);
+    for (; b + 4 <= c; b += 4) combine_blocks<FourBlocks>(in + 2 * b * size, out + 2 * b * size, q, len, c, table);
+    for (; b < c; ++b) combine_blocks<OneBlock>(in + 2 * b * size, out + 2 * b * size, q, len, c, table);
 }
 
 void ensure_size(std::vector<float>& buffer, std::size_t n) {
@@ -134,17 +143,26 @@ void fft_general(std::vector<float>& data, int n, const std::vector<float>& tabl
     std::size_t factor_n = 0;
     std::size_t rem = len, blocks = 1;
     while (const std::size_t q = find_factor(rem)) {
-        decimate(data.data(), tmp.data(), len, rem, q);
         factors[factor_n++] = q;
         blocks *= q;
         rem = len / blocks;
     }
-    direct_blocks(data.data(), tmp.data(), len, blocks, table.data());
+    // Each step reads one buffer and writes the other: only moves and the stated sums.
+    float* cur = data.data();
+    float* spare = tmp.data();
+    if (factor_n > 0) {
+        decimate(cur, spare, len, factors.data(), factor_n, blocks);
+        std::swap(cur, spare);
+    }
+    combine(cur, spare, len, rem, 1, table.data());
+    std::swap(cur, spare);
     while (factor_n > 0) {
         const std::size_t q = factors[--factor_n];
-        combine(data.data(), tmp.data(), len, q, len / blocks, table.data());
+        combine(cur, spare, len, q, len / blocks, table.data());
+        std::swap(cur, spare);
         blocks /= q;
     }
+    if (cur != data.data()) std::memcpy(data.data(), cur, 2 * len * sizeof(float));
 }
 
 void dft_sub(std::vector<float>& data, int n, int block_n, const std::vector<float>& table) {
@@ -154,9 +172,10 @@ void dft_sub(std::vector<float>& data, int n, int block_n, const std::vector<flo
 
 void dft_sub(std::vector<float>& data, int n, int block_n, const std::vector<float>& table,
              std::vector<float>& scratch) {
-    ensure_size(scratch, static_cast<std::size_t>(n));
-    direct_blocks(data.data(), scratch.data(), static_cast<std::size_t>(n), static_cast<std::size_t>(block_n),
-                  table.data());
+    const std::size_t len = static_cast<std::size_t>(n);
+    ensure_size(scratch, len);
+    combine(data.data(), scratch.data(), len, len / static_cast<std::size_t>(block_n), 1, table.data());
+    std::memcpy(data.data(), scratch.data(), 2 * len * sizeof(float));
 }
 
 }  // namespace vorel::audio

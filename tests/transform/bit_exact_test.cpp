@@ -63,7 +63,7 @@ std::vector<float> by_columns(std::vector<float> data, int n, bool inverse) {
 }
 
 const int kPow2[] = {1, 2, 4, 8, 16, 32, 64, 128, 256, 1024, 4096};
-const int kGeneral[] = {3, 5, 6, 7, 9, 12, 15, 30, 45, 100, 243, 400, 1000, 1009};
+const int kGeneral[] = {3, 5, 6, 7, 9, 12, 15, 30, 45, 100, 210, 243, 400, 1000, 1009, 1155, 3988};
 
 }  // namespace
 
@@ -80,6 +80,16 @@ TEST(TransformBits, OtherLengthsFollowTheMixedRadixOrderToTheBit) {
         for (int n : kGeneral) {
             const std::vector<float> x = random_floats(2 * n, 600 + n);
             EXPECT_TRUE(same_bits(library(x, n, inv), reference_general(x, n, inv))) << "n = " << n << " inverse " << inv;
+        }
+}
+
+TEST(TransformBits, SignedZerosFollowTheStatedSums) {
+    // Sums start from +0: a sum started from its first product would keep some -0 here.
+    for (bool inv : {false, true})
+        for (int n : {4, 16, 64, 12, 400, 1009}) {
+            const std::vector<float> zeros(2 * n, -0.0f);
+            const std::vector<float> want = (n & (n - 1)) == 0 ? reference_pow2(zeros, n, inv) : reference_general(zeros, n, inv);
+            EXPECT_TRUE(same_bits(library(zeros, n, inv), want)) << "n = " << n << " inverse " << inv;
         }
 }
 
