@@ -1,6 +1,7 @@
 // The mixed-radix transform for lengths that are not powers of two: decimation in time by
-// the factors found on the way, direct DFTs on the leaf blocks, then one combine step per
-// factor from the last to the first. All lengths read the one table of length n.
+// the factors of n (smallest first, found by trial division), done as one reordering; direct
+// DFTs on the leaf blocks; then one combine step per factor from the last to the first.
+// All lengths read the one table of length n.
 //
 // Blocks of equal size read the same twiddles, so once there are four or more of them they
 // run four at a time, one per vector lane, each lane doing the scalar operations.
@@ -8,8 +9,8 @@
 // Exponents are kept reduced modulo the block length by adding and subtracting, which gives
 // the exact residue for every length, also where a 32-bit product would wrap.
 #include <array>
-#include <utility>
 #include <cstring>
+#include <utility>
 
 #include "common/float4.h"
 #include "transform/fft_kernels.h"
