@@ -84,7 +84,9 @@ VOREL_AUDIO_API int vorelAudioIFFT(float* dst, const float* src, int fft_n);
 
 /* ---- Windows and framing ------------------------------------------------------------- */
 
-/* Periodic Hann or Hamming window of window_n samples. dst: window_n floats. */
+/* Periodic Hann or Hamming window of window_n samples (the cosine's period is window_n, so
+ * dst[0] is the low end and dst[window_n / 2] of an even length the peak). dst: window_n
+ * floats. Windows are cached per length and type. */
 VOREL_AUDIO_API int vorelAudioGetWindow(float* dst, int window_n, int win_type);
 
 /* Number of frames of fft_n samples, hop_n apart, that sample_n samples give under the
@@ -96,17 +98,35 @@ VOREL_AUDIO_API int vorelAudioGetFrameLen(int* dst, int sample_n, int fft_n, int
 
 /* Short-time Fourier transform. dst: 2 * freq_n * max_frame_n floats, freq_n = fft_n/2 + 1
  * rows of max_frame_n cells of two floats; cell (k, t) at dst[(k * max_frame_n + t) * 2].
- * power 0 stores (re, im); power > 0 stores ((re^2 + im^2)^(power/2), 0). Only the first
- * min(frame count, max_frame_n) columns are written; the rest keep their contents. */
+ * power 0 stores (re, im); power > 0 stores ((re^2 + im^2)^(power/2), 0); a NaN power acts
+ * as 0. Only the first min(frame count, max_frame_n) columns are written; the rest keep their
+ * contents. Each frame is multiplied by the window centred in it, with zeros outside.
+ * Choices: win_n may exceed fft_n by one (the window's last sample is then unused); a longer
+ * window is refused with VOREL_STATUS_INVALID_ARGUMENT. When fft_n - win_n is odd, the frame
+ * sample just behind the window is multiplied by 0. hop_n = 0 gives no frame (nothing is
+ * written, status 0). A call without frames (also sample_n below fft_n) returns at once,
+ * without building the tables of fft_n. Without centring no frame reaches past the end of src, also where the
+ * single-precision frame count of a signal beyond 2^24 samples rounds up. */
 VOREL_AUDIO_API int vorelAudioGetSpectrogram(float* dst, const float* src, int sample_n, int fft_n,
                                              int hop_n, int win_n, int win_type, int max_frame_n,
                                              int center, float power, int norm_type);
 
-/* Number of samples that an inverse spectrogram of frame_n frames gives. dst: one int. */
+/* Number of samples that an inverse spectrogram of frame_n frames gives:
+ * (frame_n - 1) * hop_n, plus 2 * freq_n - 2 when center is 0. dst: one int. A count beyond
+ * the int range wraps as 32-bit two's complement arithmetic gives it. */
 VOREL_AUDIO_API int vorelAudioGetSampleLen(int* dst, int frame_n, int freq_n, int hop_n, int center);
 
-/* Signal from a complex spectrogram by windowed overlap-add. src: freq_n rows of frame_n
- * complex cells (row stride frame_n). dst: at most max_sample_n floats are written. */
+/* Signal from a complex spectrogram by windowed overlap-add, normalised by the summed window
+ * squares where they exceed 1e-10. src: freq_n rows of frame_n complex cells (row stride
+ * frame_n); the transform length is fft_n = 2 * freq_n - 2. norm_type 2 undoes the forward
+ * factor; norm_type 1 has no inverse, so its forward factor stays in the result.
+ * dst: at most max_sample_n floats are written. Choices: win_n above fft_n is refused with
+ * VOREL_STATUS_INVALID_ARGUMENT (so freq_n = 1 is always refused), keeping the window and its
+ * squares inside the frame; with fft_n - win_n odd the frame sample just behind the window is
+ * multiplied by 0. The copy stops at the end of the overlap-add result: with center != 0 and
+ * max_sample_n above the count of vorelAudioGetSampleLen, at most fft_n / 2 further samples
+ * (the reach of the last frame) are written and dst behind them is left as it is.
+ * hop_n = 0 stacks all frames on the same fft_n samples. */
 VOREL_AUDIO_API int vorelAudioGetInverseSpectrogram(float* dst, const float* src, int frame_n,
                                                     int freq_n, int hop_n, int win_n,
                                                     int win_type, int max_sample_n, int center,
@@ -196,12 +216,14 @@ VOREL_AUDIO_API int vorelAudioResample(float* dst, const float* src, int dst_sam
 
 /* ---- Complex spectra ----------------------------------------------------------------- */
 
-/* (re^2 + im^2)^(power/2) of src_n complex values. src: 2 * src_n floats, dst: src_n. */
+/* (re^2 + im^2)^(power/2) of src_n complex values, always through powf. src: 2 * src_n
+ * floats, dst: src_n. power must be above 0; a NaN power passes and gives NaN norms. */
 VOREL_AUDIO_API int vorelAudioComplexNorm(float* dst, const float* src, int src_n, float power);
 
 /* Magnitude (raised to power) and phase of a complex spectrogram of freq_n rows of frame_n
- * cells. dst_mag: freq_n * frame_n floats; dst_phase: freq_n * frame_n floats (angle) or
- * 2 * freq_n * frame_n floats (complex phasor). */
+ * cells. dst_mag: freq_n * frame_n floats; dst_phase: freq_n * frame_n floats (angle,
+ * atan2f(im, re)) or 2 * freq_n * frame_n floats (complex phasor: cos, sin of the angle).
+ * Unlike vorelAudioComplexNorm, power 0 is accepted and gives magnitudes of 1. */
 VOREL_AUDIO_API int vorelAudioMagPhase(float* dst_mag, float* dst_phase, const float* src,
                                        int freq_n, int frame_n, float power, int phase_form);
 

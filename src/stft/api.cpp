@@ -1,7 +1,12 @@
 // Exported entry points of the short-time analysis: frame counts, windows, spectrograms.
+#include <cstdint>
+
 #include "errors/call_frame.h"
 #include "errors/checks.h"
 #include "stft/framing.h"
+#include "stft/inverse_spectrogram.h"
+#include "stft/spectrogram.h"
+#include "stft/window_table.h"
 #include "vorel_audio.h"
 
 using namespace vorel::audio;
@@ -14,5 +19,67 @@ extern "C" int vorelAudioGetFrameLen(int* dst, int sample_n, int fft_n, int hop_
         require(hop_n >= 0, "Invalid hop_n value.");
         require_one_of(center, {0, 1, 2}, "Invalid center format.");
         *dst = get_frame_len(sample_n, fft_n, hop_n, center);
+    });
+}
+
+extern "C" int vorelAudioGetWindow(float* dst, int window_n, int win_type) {
+    if (dst == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
+    return call_frame([&] {
+        require(window_n >= 1, "Invalid window_n size.");
+        require_one_of(win_type, {1, 2}, "Invalid win_type format.");
+        copy_window(dst, window_n, win_type);
+    });
+}
+
+extern "C" int vorelAudioGetSpectrogram(float* dst, const float* src, int sample_n, int fft_n,
+                                        int hop_n, int win_n, int win_type, int max_frame_n,
+                                        int center, float power, int norm_type) {
+    if (dst == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
+    return call_frame([&] {
+        require(sample_n >= 1, "Invalid sample_n size.");
+        require(fft_n >= 1, "Invalid fft_n value.");
+        require(hop_n >= 0, "Invalid hop_n value.");
+        // A window may be one sample longer than the frame (its last sample is then unused);
+        // a longer one has no place in the frame.
+        require(win_n >= 1 && win_n <= static_cast<int64_t>(fft_n) + 1, "Invalid win_n value.");
+        require_one_of(win_type, {1, 2}, "Invalid win_type format.");
+        require(max_frame_n >= 1, "Invalid max_frame_n size.");
+        require_one_of(center, {0, 1, 2}, "Invalid center format.");
+        require(!(power < 0.0f), "Invalid power value.");
+        require_one_of(norm_type, {0, 1, 1, 2}, "Invalid norm_type format.");
+        spectrogram(dst, src, sample_n, fft_n, hop_n, win_n, win_type, max_frame_n, center, power,
+                    norm_type);
+    });
+}
+
+extern "C" int vorelAudioGetSampleLen(int* dst, int frame_n, int freq_n, int hop_n, int center) {
+    if (dst == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
+    return call_frame([&] {
+        require(frame_n >= 1, "Invalid frame_n value.");
+        require(freq_n >= 1, "Invalid freq_n value");
+        require(hop_n >= 0, "Invalid hop_n value.");
+        require_one_of(center, {0, 1, 2}, "Invalid center format.");
+        *dst = get_sample_len(frame_n, freq_n, hop_n, center != 0);
+    });
+}
+
+extern "C" int vorelAudioGetInverseSpectrogram(float* dst, const float* src, int frame_n,
+                                               int freq_n, int hop_n, int win_n, int win_type,
+                                               int max_sample_n, int center, int norm_type) {
+    if (dst == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
+    return call_frame([&] {
+        require(frame_n >= 1, "Invalid frame_n size.");
+        require(freq_n >= 1, "Invalid freq_n value.");
+        require(hop_n >= 0, "Invalid hop_n value.");
+        // The window must fit the frame of 2 * freq_n - 2 samples, or the summed squares would
+        // reach past the end of the frame.
+        require(win_n >= 1 && win_n <= 2 * static_cast<int64_t>(freq_n) - 2,
+                "Invalid win_n value.");
+        require_one_of(win_type, {1, 2}, "Invalid win_type format.");
+        require(max_sample_n >= 1, "Invalid max_sample_n size.");
+        require_one_of(center, {0, 1, 2}, "Invalid center format.");
+        require_one_of(norm_type, {0, 1, 1, 2}, "Invalid norm_type format.");
+        inverse_spectrogram(dst, src, frame_n, freq_n, hop_n, win_n, win_type, max_sample_n,
+                            center, norm_type);
     });
 }

@@ -1,0 +1,163 @@
+// Cooley-Tukey plans: factorisation into stage records, the digit-reversal permutation, the
+// inner batch plan, and the radix-2 and general combining stages.
+#include "planned_fft/cooley_tukey.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+#include "planned_fft/direct_dft.h"
+#include "planned_fft/hard_kernels.h"
+#include "planned_fft/stages.h"
+#include "planned_fft/twiddles.h"
+
+namespace vorel::audio::qentor {
+
+namespace {
+
+// Entry i is the smallest prime factor of i (i itself for 0, 1 and primes).
+std::vector<uint32_t> smallest_prime_factors(unsigned n) {
+    std::vector<uint32_t> table(static_cast<uint64_t>(n) + 1);
+    std::iota(table.begin(), table.end(), 0u);
+    if (n >= 4)
+        for (uint64_t p = 2; p * p <= n; ++p)
+            if (table[p] == p)
+                for (uint64_t j = 2 * p; j <= n; j += p)
+                    if (table[j] > p) table[j] = static_cast<uint32_t>(p);
+    return table;
+}
+
+// The prime factors of n in ascending order, with repetitions; none below 2.
+std::vector<uint32_t> prime_factors(unsigned n) {
+    const std::vector<uint32_t> table = smallest_prime_factors(n);
+    std::vector<uint32_t> primes;
+    for (uint32_t rest = n; rest >= 2; rest /= table[rest]) primes.push_back(table[rest]);
+    return primes;
+}
+
+// Stage records for every prime factor but the largest (the inner length), largest first,
+// each with its table; an inverse plan's last table carries 1/n.
+template <bool forward>
+std::vector<CooleyTukeyFactor> stage_records(unsigned n) {
+    std::vector<uint32_t> radices = prime_factors(n);
+    if (radices.empty()) return {};
+    const uint32_t inner_length = radices.back();
+    radices.pop_back();
+    std::reverse(radices.begin(), radices.end());
+
+    std::vector<CooleyTukeyFactor> records;
+    uint32_t m = n / inner_length;
+    for (uint32_t radix : radices) {
+        CooleyTukeyFactor f{};
+        f.inCount = m;
+        f.inLength = n / m;
+        f.radix = radix;
+        m /= radix;
+        f.outCount = m;
+        f.outLength = n / m;
+        f.W = radix == 2 ? calcW<forward, true, false, false>(f.outLength)
+                         : calcW<forward, false, false, false>(f.outLength);
+        records.push_back(std::move(f));
+    }
+    if (!forward && !records.empty())
+        scale_table(records.back().W, 1.0f / static_cast<float>(records.back().outLength));
+    return records;
+}
+
+uint32_t largest_radix(const std::vector<CooleyTukeyFactor>& factors) {
+    uint32_t r = 0;
+    for (const CooleyTukeyFactor& f : factors) r = std::max(r, f.radix);
+    return r;
+}
+
+}  // namespace
+
+std::vector<uint32_t> CooleyTukeyIndex(const std::vector<CooleyTukeyFactor>& factors, unsigned n) {
+    std::vector<uint32_t> order(n);
+    std::iota(order.begin(), order.end(), 0u);
+    std::vector<uint32_t> next(n);
+    for (auto f = factors.rbegin(); f != factors.rend(); ++f) {
+        for (uint64_t g = 0; g < f->outCount; ++g) {
+            const uint64_t b = g * f->outLength;
+            for (uint64_t r = 0; r < f->radix; ++r)
+                for (uint64_t s = 0; s < f->inLength; ++s)
+                    next[b + r * f->inLength + s] = order[b + r + f->radix * s];
+        }
+        order.swap(next);
+    }
+    return order;
+}
+
+namespace fft {
+
+CooleyTukeyFFTImpl::CooleyTukeyFFTImpl(unsigned n) : CooleyTukeyFFTImpl(n, true) {}
+
+CooleyTukeyIFFTImpl::CooleyTukeyIFFTImpl(unsigned n) : CooleyTukeyFFTImpl(n, false) {}
+
+CooleyTukeyFFTImpl::CooleyTukeyFFTImpl(unsigned n, bool forward)
+    : size(n), factors(forward ? stage_records<true>(n) : stage_records<false>(n)) {
+    index = CooleyTukeyIndex(factors, n);
+    // With no stage (n prime or below 2) the inner length reads as 0: nothing runs.
+    const unsigned inner_length = factors.empty() ? 0 : factors.front().inLength;
+    if (inner_length < 6) {
+        inner = forward ? std::make_shared<DFTHARDImpl>(inner_length, n)
+                        : std::make_shared<IDFTHARDImpl>(inner_length, n, false);
+    } else if (inner_length < 32) {
+        inner = forward ? std::make_shared<DFTImpl>(inner_length, n)
+                        : std::make_shared<IDFTImpl>(inner_length, n, false);
+    } else {
+        bluestein = forward ? std::make_shared<BluesteinFFTImpl>(inner_length)
+                            : std::make_shared<BluesteinIFFTImpl>(inner_length, false);
+    }
+    work.resize(largest_radix(factors));
+}
+
+template <class T>
+void CooleyTukeyFFTImpl::run(const T* input, Complex* output, std::vector<T>& scratch,
+                             bool scale_last) {
+    if (scratch.empty()) scratch.resize(size);
+    // Private copies: the plan's own index and scratch are never written by exec, and the
+    // inner plans stay alive for the call whatever happens to the plan's pointers.
+    const std::vector<uint32_t> order = index;
+    const std::shared_ptr<FFTImpl> inner_plan = inner;
+    const std::shared_ptr<BluesteinFFTImpl> chirp_plan = bluestein;
+    std::vector<T> permuted = scratch;
+
+    for (uint64_t i = 0; i < size; ++i) permuted[i] = input[order[i]];
+    if (chirp_plan) {
+        const uint64_t length = chirp_plan->size;
+        for (uint64_t i = 0; i + length <= size; i += length)
+            chirp_plan->exec(permuted.data() + i, output + i);
+    } else {
+        inner_plan->exec(permuted.data(), output);
+    }
+    for (size_t s = 0; s < factors.size(); ++s) {
+        const CooleyTukeyFactor& f = factors[s];
+        if (f.radix == 2)
+            radix2_stage(f, output, scale_last && s + 1 == factors.size());
+        else
+            general_stage(f, output, work.data());
+    }
+}
+
+void CooleyTukeyFFTImpl::exec(const int16_t* input, Complex* output) {
+    run(input, output, scratchInt16, false);
+}
+void CooleyTukeyFFTImpl::exec(const float* input, Complex* output) {
+    run(input, output, scratchFloat, false);
+}
+void CooleyTukeyFFTImpl::exec(const Complex* input, Complex* output) {
+    run(input, output, scratchComplex, false);
+}
+void CooleyTukeyIFFTImpl::exec(const int16_t* input, Complex* output) {
+    run(input, output, scratchInt16, true);
+}
+void CooleyTukeyIFFTImpl::exec(const float* input, Complex* output) {
+    run(input, output, scratchFloat, true);
+}
+void CooleyTukeyIFFTImpl::exec(const Complex* input, Complex* output) {
+    run(input, output, scratchComplex, true);
+}
+
+}  // namespace fft
+}  // namespace vorel::audio::qentor

@@ -1,0 +1,77 @@
+// Mixed-radix decimation-in-time plans for composite lengths.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "planned_fft/bluestein.h"
+#include "planned_fft/plan.h"
+
+namespace vorel::audio::qentor {
+
+// One combining stage: inCount transforms of inLength merge by radix into outCount transforms
+// of outLength. W is the table for outLength: half of it for radix 2, all of it otherwise.
+struct CooleyTukeyFactor {
+    uint32_t inCount;
+    uint32_t inLength;
+    uint32_t radix;
+    uint32_t outCount;
+    uint32_t outLength;
+    std::vector<Complex> W;
+};
+
+// The digit-reversed input order: each record, from the last to the first, splits every
+// block of outLength into radix sub-sequences of stride radix.
+std::vector<uint32_t> CooleyTukeyIndex(const std::vector<CooleyTukeyFactor>& factors, unsigned n);
+
+namespace fft {
+
+// The largest prime factor L of n is the inner length: all n / L innermost transforms run as
+// one batch (hard-coded kernels below 6, direct evaluation from 6 to 31, Bluestein from 32 on,
+// one call per transform). The other prime factors, largest first, each get a stage working in
+// place on the output; radix 2 has its own butterfly, any other radix is a plain r-point
+// transform whose table lookup carries the twiddles too.
+// All input is read before the output is first written, so complex input may be the output.
+// exec writes `work` and allocates scratch lazily: one plan must not run on two threads at
+// once. A prime n leaves no stage and an inner length of 0, so exec writes nothing; n below 2
+// plans nothing either.
+class CooleyTukeyFFTImpl : public FFTImpl {
+public:
+    explicit CooleyTukeyFFTImpl(unsigned n);
+    ~CooleyTukeyFFTImpl() override = default;
+    void exec(const int16_t* input, Complex* output) override;
+    void exec(const float* input, Complex* output) override;
+    void exec(const Complex* input, Complex* output) override;
+
+    uint64_t size;
+    std::vector<CooleyTukeyFactor> factors;
+    std::vector<uint32_t> index;
+    std::shared_ptr<FFTImpl> inner;
+    std::shared_ptr<BluesteinFFTImpl> bluestein;
+    std::vector<Complex> work;
+    std::vector<int16_t> scratchInt16;
+    std::vector<Complex> scratchComplex;
+    std::vector<float> scratchFloat;
+
+protected:
+    CooleyTukeyFFTImpl(unsigned n, bool forward);
+
+    // scale_last: the inverse's last stage, when of radix 2, scales its unweighted operand.
+    template <class T>
+    void run(const T* input, Complex* output, std::vector<T>& scratch, bool scale_last);
+};
+
+// Conjugate tables and unscaled inverse inner plans; the factor 1/n comes in the last stage,
+// whose table carries it.
+class CooleyTukeyIFFTImpl : public CooleyTukeyFFTImpl {
+public:
+    explicit CooleyTukeyIFFTImpl(unsigned n);
+    ~CooleyTukeyIFFTImpl() override = default;
+    void exec(const int16_t* input, Complex* output) override;
+    void exec(const float* input, Complex* output) override;
+    void exec(const Complex* input, Complex* output) override;
+};
+
+}  // namespace fft
+}  // namespace vorel::audio::qentor

@@ -1,0 +1,56 @@
+// Iterative decimation-in-time plans for lengths that are powers of two.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "planned_fft/plan.h"
+
+namespace vorel::audio::qentor::fft {
+
+// The input is scattered to bit-reversed positions of the output, then butterflies run in
+// place there, stage by stage, each stage with its own half table (table s for block length
+// 2^(s+1)). Input and output must be distinct. exec writes nothing but the output, so one
+// plan may run on several threads at once.
+// A length that is not a power of two gives meaningless numbers, but exec still touches no
+// element at or past n of either array.
+class FFT2Impl : public FFTImpl {
+public:
+    explicit FFT2Impl(unsigned n);
+    ~FFT2Impl() override = default;
+    void exec(const int16_t* input, Complex* output) override;
+    void exec(const float* input, Complex* output) override;
+    void exec(const Complex* input, Complex* output) override;
+
+    uint64_t size;
+    std::vector<std::vector<Complex>> w_tables;
+    uint32_t log2_size;
+
+protected:
+    FFT2Impl(unsigned n, std::vector<std::vector<Complex>>&& tables);
+
+    // Scatter and every stage but the last, which each direction runs on its own.
+    template <class T>
+    void scatter_and_inner_stages(const T* input, Complex* output) const;
+
+private:
+    template <class T>
+    void run(const T* input, Complex* output) const;
+};
+
+// The inverse: conjugate tables, and the factor 1/n paid once, inside the last stage (its
+// table carries it, and the other butterfly operand is scaled there), with no extra pass.
+class IFFT2Impl : public FFT2Impl {
+public:
+    explicit IFFT2Impl(unsigned n);
+    ~IFFT2Impl() override = default;
+    void exec(const int16_t* input, Complex* output) override;
+    void exec(const float* input, Complex* output) override;
+    void exec(const Complex* input, Complex* output) override;
+
+private:
+    template <class T>
+    void run(const T* input, Complex* output) const;
+};
+
+}  // namespace vorel::audio::qentor::fft

@@ -1,0 +1,33 @@
+// Short-time Fourier transform: windowing, transform and scaling of one frame, and the
+// frame loop that stores the lower half of each spectrum as one column of the output.
+#pragma once
+
+#include <vector>
+
+namespace vorel::audio {
+
+// Frames a spectrogram computes: min(get_frame_len(...), max_frame_n), and without centring
+// never more than the frames that lie wholly inside the signal (the single-precision count can
+// round up past them for signals beyond 2^24 samples).
+int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame_n);
+
+// Fills the first stft_frame_len(...) columns of dst (freq_n = fft_n/2 + 1 rows of
+// max_frame_n cells of two floats). Expects win_n <= fft_n + 1, which the caller checks.
+void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n,
+                 int win_type, int max_frame_n, int center, float power, int norm_type);
+
+// seg (fft_n real samples) -> comp (fft_n complex bins), windowed, transformed and scaled by
+// norm_type (1: 1/sqrt(sum of window squares), 2: 2/fft_n, otherwise none). seg is windowed
+// in place.
+void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n,
+               const std::vector<float>& fft_table, const std::vector<float>& window, int norm_type);
+
+// Multiplies seg by the window centred in it; samples outside the window's span become 0.
+// With an odd length difference the span is one sample longer than the window and its last
+// sample meets a window value of 0. A window longer than seg gives its first seg.size() samples.
+void apply_window(std::vector<float>& seg, const std::vector<float>& window);
+
+void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window);
+void scale_stft_scipy(std::vector<float>& comp, int fft_n);
+
+}  // namespace vorel::audio

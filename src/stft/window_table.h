@@ -1,0 +1,29 @@
+// Process-wide cache of periodic analysis windows, one entry per length and type.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <vector>
+
+namespace vorel::audio {
+
+// Periodic Hann (type 1) and Hamming (type 2): the cosine's period is the window length.
+// The type is not validated here: 2 selects Hamming and every other value Hann.
+class WindowTable {
+public:
+    static WindowTable& instance();
+    const std::vector<float>& ref_table(int n, int win_type);
+
+private:
+    WindowTable() = default;
+    void init_window(int n, int win_type);
+
+    std::map<int, std::vector<float>> hann;
+    std::map<int, std::vector<float>> hamming;
+    std::mutex lock;
+};
+
+// Copies the n samples of the cached window to dst.
+void copy_window(float* dst, int n, int win_type);
+
+}  // namespace vorel::audio

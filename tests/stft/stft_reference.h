@@ -1,0 +1,93 @@
+// Double-precision references for the short-time transform tests: periodic windows placed in a
+// frame, framing with reflection or zeros, and direct DFTs.
+#pragma once
+
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <vector>
+
+namespace stft_ref {
+
+using cd = std::complex<double>;
+
+inline std::vector<double> window(int n, int type) {
+    std::vector<double> w(n);
+    for (int k = 0; k < n; ++k) {
+        const double c = std::cos(2.0 * M_PI * k / n);
+        w[k] = type == 2 ? 0.54 - 0.46 * c : 0.5 - 0.5 * c;
+    }
+    return w;
+}
+
+// The window centred in a frame of fft_n samples: (fft_n - win_n)/2 zeros in front, the rest
+// behind; a window one longer than the frame loses its last sample.
+inline std::vector<double> placed_window(int fft_n, int win_n, int type) {
+    const std::vector<double> w = window(win_n, type);
+    const int front = fft_n > win_n ? (fft_n - win_n) / 2 : 0;
+    std::vector<double> out(fft_n, 0.0);
+    for (int j = 0; j < fft_n; ++j)
+        if (j - front >= 0 && j - front < win_n) out[j] = w[j - front];
+    return out;
+}
+
+// Sample at signal position q: mirrored without repeating the ends (mode 1), zero (mode 2).
+inline double sample_at(const std::vector<float>& x, int64_t q, int center) {
+    const int64_t n = static_cast<int64_t>(x.size());
+    if (q >= 0 && q < n) return x[q];
+    if (center == 2) return 0.0;
+    if (n == 1) return x[0];
+    while (q < 0 || q >= n) q = q < 0 ? -q : 2 * n - 2 - q;
+    return x[q];
+}
+
+inline int frame_count(int sample_n, int fft_n, int hop_n, int center) {
+    if (sample_n < fft_n || hop_n == 0) return 0;
+    if (center == 0) return (sample_n - fft_n) / hop_n + 1;
+    if (center == 1) return sample_n / hop_n + 1;
+    return (sample_n + hop_n - 1) / hop_n + 1;
+}
+
+inline std::vector<cd> dft(const std::vector<cd>& x, int sign) {
+    const int n = static_cast<int>(x.size());
+    std::vector<cd> out(n);
+    for (int k = 0; k < n; ++k) {
+        cd acc = 0;
+        for (int j = 0; j < n; ++j)
+            acc += x[j] * std::polar(1.0, sign * 2.0 * M_PI * ((int64_t(j) * k) % n) / n);
+        out[k] = acc;
+    }
+    return out;
+}
+
+// Scaled spectrum of frame t (before any power is taken).
+inline std::vector<cd> frame_spectrum(const std::vector<float>& x, int fft_n, int hop_n, int win_n,
+                                      int type, int center, int norm_type, int t) {
+    const std::vector<double> w = placed_window(fft_n, win_n, type);
+    const int64_t start = int64_t(t) * hop_n - (center == 0 ? 0 : fft_n / 2);
+    std::vector<cd> seg(fft_n);
+    for (int j = 0; j < fft_n; ++j) seg[j] = sample_at(x, start + j, center) * w[j];
+    std::vector<cd> spectrum = dft(seg, -1);
+    double scale = 1.0;
+    if (norm_type == 2) scale = 2.0 / fft_n;
+    if (norm_type == 1) {
+        double sum = 0;
+        for (double v : window(win_n, type)) sum += v * v;
+        scale = 1.0 / std::sqrt(sum);
+    }
+    for (cd& v : spectrum) v *= scale;
+    return spectrum;
+}
+
+inline std::vector<float> test_signal(int n, unsigned seed) {
+    std::vector<float> x(n);
+    uint32_t s = seed * 2654435761u + 1;
+    for (int i = 0; i < n; ++i) {
+        s = s * 1664525u + 1013904223u;
+        const double noise = static_cast<double>(s >> 8) / (1 << 24) - 0.5;
+        x[i] = static_cast<float>(0.6 * std::sin(0.37 * i) + 0.3 * std::cos(0.051 * i * i / n) + noise);
+    }
+    return x;
+}
+
+}  // namespace stft_ref
