@@ -70,11 +70,16 @@ extern "C" {
 /* ---- Transforms ---------------------------------------------------------------------- */
 
 /* Forward DFT of fft_n real samples. src: fft_n floats. dst: 2 * fft_n floats, all fft_n
- * bins interleaved, unscaled. src may alias dst (then a buffer of 2 * fft_n floats). */
+ * bins interleaved, unscaled. src may alias dst (then a buffer of 2 * fft_n floats).
+ * Any fft_n >= 1 works; lengths other than powers of two take a slower mixed-radix path
+ * (a prime length costs fft_n^2 products). A length whose working buffers exceed the
+ * machine's RAM plus swap returns VOREL_STATUS_OUT_OF_MEMORY before src is read or dst
+ * is written. */
 VOREL_AUDIO_API int vorelAudioFFT(float* dst, const float* src, int fft_n);
 
-/* Inverse DFT, complex to complex, scaled by 1 / fft_n. src and dst: 2 * fft_n floats
- * each, interleaved; the imaginary parts are kept. src may alias dst. */
+/* Inverse DFT, complex to complex, scaled by 1 / fft_n (a division by (float)fft_n). src
+ * and dst: 2 * fft_n floats each, interleaved; the imaginary parts are kept. src may alias
+ * dst. Lengths and memory refusal as for vorelAudioFFT. */
 VOREL_AUDIO_API int vorelAudioIFFT(float* dst, const float* src, int fft_n);
 
 /* ---- Windows and framing ------------------------------------------------------------- */

@@ -1,28 +1,60 @@
 // The mixed-radix transform for lengths that are not powers of two: decimation in time by
-// the factors found on the way, direct DFTs on the leaf blocks, then one combine step per
-// factor from the last to the first. All lengths read the one table of length n.
+// the factors of n (smallest first, found by trial division), done as one reordering; direct
+// DFTs on the leaf blocks; then one combine step per factor from the last to the first.
+// All lengths read the one table of length n.
+//
+// Blocks of equal size read the same twiddles, so once there are four or more of them they
+// run four at a time, one per vector lane, each lane doing the scalar operations.
 //
 // Exponents are kept reduced modulo the block length by adding and subtracting, which gives
 // the exact residue for every length, also where a 32-bit product would wrap.
-#include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
+#include "common/float4.h"
 #include "transform/fft_kernels.h"
 
 namespace vorel::audio {
 
 namespace {
 
-// acc += x * w, the product rounded part by part before it is added.
-inline void multiply_add(float& acc_re, float& acc_im, const float* x, const float* w) {
-    const float re = x[0] * w[0] - x[1] * w[1];
-    const float im = x[0] * w[1] + x[1] * w[0];
+// acc += x * w, the product rounded part by part before it is added. V is float, or float4
+// for four independent sums.
+template <class V>
+inline void multiply_add(V& acc_re, V& acc_im, V x_re, V x_im, V w_re, V w_im) {
+    const V re = x_re * w_re - x_im * w_im;
+    const V im = x_re * w_im + x_im * w_re;
     acc_re = acc_re + re;
     acc_im = acc_im + im;
 }
 
 inline void copy_complex(float* to, const float* from) { std::memcpy(to, from, 2 * sizeof(float)); }
+
+// One block at a time.
+struct OneBlock {
+    using V = float;
+    static V splat(float w) { return w; }
+    static void load(const float* p, std::size_t, V& re, V& im) { re = p[0], im = p[1]; }
+    static void store(float* p, std::size_t, V re, V im) { p[0] = re, p[1] = im; }
+};
+
+// Four blocks `stride` complex elements apart, one per lane: they read the same twiddles.
+struct FourBlocks {
+    using V = float4;
+    static V splat(float w) { return V{w, w, w, w}; }
+    static void load(const float* p, std::size_t stride, V& re, V& im) {
+        const float* p1 = p + 2 * stride;
+        const float* p2 = p1 + 2 * stride;
+        const float* p3 = p2 + 2 * stride;
+        const float4 lo{p[0], p[1], p1[0], p1[1]}, hi{p2[0], p2[1], p3[0], p3[1]};
+        re = __builtin_shufflevector(lo, hi, 0, 2, 4, 6);
+        im = __builtin_shufflevector(lo, hi, 1, 3, 5, 7);
+    }
+    static void store(float* p, std::size_t stride, V re, V im) {
+        for (int l = 0; l < 4; ++l, p += 2 * stride) p[0] = re[l], p[1] = im[l];
+    }
+};
 
 // A divisor q of rem tried in the order 2 (even rem) or 3, 5, 7, ... (odd rem), or 0 when
 // none lies at or below the square root.
@@ -36,57 +68,62 @@ std::size_t find_factor(std::size_t rem) {
     return q;
 }
 
-// Within each block of rem elements, element r + q * s moves to r * m + s (m = rem / q).
-void decimate(float* data, float* tmp, std::size_t n, std::size_t rem, std::size_t q) {
-    const std::size_t m = rem / q;
-    for (std::size_t base = 0; base < n; base += rem)
-        for (std::size_t r = 0; r < q; ++r)
-            for (std::size_t s = 0; s < m; ++s) copy_complex(tmp + 2 * (base + r * m + s), data + 2 * (base + r + q * s));
-    std::memcpy(data, tmp, 2 * n * sizeof(float));
+// The reordering of all decimation steps at once. With factors q1..qk (in the order found)
+// and leaf length L, element r1 + q1 (r2 + q2 (... + qk s)) moves to
+// r1 n/q1 + r2 n/(q1 q2) + ... + rk L + s: output block r1 (q2..qk) + ... + rk holds the
+// elements at input base r1 + q1 r2 + ... + (q1..q(k-1)) rk, a stride of q1..qk apart.
+void decimate(const float* in, float* out, std::size_t n, const std::size_t* factors, std::size_t factor_n,
+              std::size_t blocks) {
+    const std::size_t len = n / blocks;
+    std::array<std::size_t, 64> digit{}, weight{};
+    for (std::size_t j = 0, w = 1; j < factor_n; w *= factors[j], ++j) weight[j] = w;
+    std::size_t base = 0;
+    for (std::size_t block = 0; block < blocks; ++block) {
+        float* to = out + 2 * block * len;
+        for (std::size_t s = 0; s < len; ++s) copy_complex(to + 2 * s, in + 2 * (base + blocks * s));
+        // Next output block: rk counts fastest.
+        for (std::size_t j = factor_n; j-- > 0;) {
+            base += weight[j];
+            if (++digit[j] < factors[j]) break;
+            base -= factors[j] * weight[j];
+            digit[j] = 0;
+        }
+    }
+}
+
+// Output x = r * len + s of a block of size = q * len elements is the sum over t, in order
+// and from 0, of input t * len + s times table entry c * (t * x mod size).
+template <class Lanes>
+void combine_blocks(const float* in, float* out, std::size_t q, std::size_t len, std::size_t c, const float* table) {
+    using V = typename Lanes::V;
+    const std::size_t size = q * len;
+    for (std::size_t r = 0; r < q; ++r) {
+        for (std::size_t s = 0; s < len; ++s) {
+            const std::size_t x = r * len + s;
+            V re{}, im{};
+            std::size_t e = 0;  // t * x mod size
+            for (std::size_t t = 0; t < q; ++t) {
+                V x_re, x_im;
+                Lanes::load(in + 2 * (t * len + s), size, x_re, x_im);
+                const float* w = table + 2 * c * e;
+                multiply_add(re, im, x_re, x_im, Lanes::splat(w[0]), Lanes::splat(w[1]));
+                e += x;
+                if (e >= size) e -= size;
+            }
+            Lanes::store(out + 2 * x, size, re, im);
+        }
+    }
 }
 
 // Blocks of q * len elements, each made of q transformed sub-blocks of len elements, become
-// transforms of q * len elements; c = n / (q * len) is the table stride of this size.
-void combine(float* data, float* tmp, std::size_t n, std::size_t q, std::size_t len, const float* table) {
+// transforms of q * len elements; c = n / (q * len) is the table stride of this size. With
+// len = 1 this is the direct DFT of blocks of q elements.
+void combine(const float* in, float* out, std::size_t n, std::size_t q, std::size_t len, const float* table) {
     const std::size_t size = q * len;
     const std::size_t c = n / size;
-    for (std::size_t base = 0; base < n; base += size) {
-        const float* in = data + 2 * base;
-        for (std::size_t r = 0; r < q; ++r) {
-            for (std::size_t s = 0; s < len; ++s) {
-                const std::size_t x = r * len + s;
-                float re = 0.0f, im = 0.0f;
-                std::size_t e = 0;  // t * x mod size
-                for (std::size_t t = 0; t < q; ++t) {
-                    multiply_add(re, im, in + 2 * (t * len + s), table + 2 * c * e);
-                    e += x;
-                    if (e >= size) e -= size;
-                }
-                tmp[2 * (base + x)] = re;
-                tmp[2 * (base + x) + 1] = im;
-            }
-        }
-    }
-    std::memcpy(data, tmp, 2 * n * sizeof(float));
-}
-
-void direct_blocks(float* data, float* scratch, std::size_t n, std::size_t block_n, const float* table) {
-    const std::size_t len = n / block_n;
-    for (std::size_t base = 0; base < n; base += len) {
-        const float* in = data + 2 * base;
-        for (std::size_t k = 0; k < len; ++k) {
-            float re = 0.0f, im = 0.0f;
-            std::size_t e = 0;  // m * k mod len
-            for (std::size_t m = 0; m < len; ++m) {
-                multiply_add(re, im, in + 2 * m, table + 2 * block_n * e);
-                e += k;
-                if (e >= len) e -= len;
-            }
-            scratch[2 * (base + k)] = re;
-            scratch[2 * (base + k) + 1] = im;
-        }
-    }
-    std::memcpy(data, scratch, 2 * n * sizeof(float));
+    std::size_t b = 0;
+    for (; b + 4 <= c; b += 4) combine_blocks<FourBlocks>(in + 2 * b * size, out + 2 * b * size, q, len, c, table);
+    for (; b < c; ++b) combine_blocks<OneBlock>(in + 2 * b * size, out + 2 * b * size, q, len, c, table);
 }
 
 void ensure_size(std::vector<float>& buffer, std::size_t n) {
@@ -107,17 +144,26 @@ void fft_general(std::vector<float>& data, int n, const std::vector<float>& tabl
     std::size_t factor_n = 0;
     std::size_t rem = len, blocks = 1;
     while (const std::size_t q = find_factor(rem)) {
-        decimate(data.data(), tmp.data(), len, rem, q);
         factors[factor_n++] = q;
         blocks *= q;
         rem = len / blocks;
     }
-    direct_blocks(data.data(), tmp.data(), len, blocks, table.data());
+    // Each step reads one buffer and writes the other: only moves and the stated sums.
+    float* cur = data.data();
+    float* spare = tmp.data();
+    if (factor_n > 0) {
+        decimate(cur, spare, len, factors.data(), factor_n, blocks);
+        std::swap(cur, spare);
+    }
+    combine(cur, spare, len, rem, 1, table.data());
+    std::swap(cur, spare);
     while (factor_n > 0) {
         const std::size_t q = factors[--factor_n];
-        combine(data.data(), tmp.data(), len, q, len / blocks, table.data());
+        combine(cur, spare, len, q, len / blocks, table.data());
+        std::swap(cur, spare);
         blocks /= q;
     }
+    if (cur != data.data()) std::memcpy(data.data(), cur, 2 * len * sizeof(float));
 }
 
 void dft_sub(std::vector<float>& data, int n, int block_n, const std::vector<float>& table) {
@@ -127,9 +173,10 @@ void dft_sub(std::vector<float>& data, int n, int block_n, const std::vector<flo
 
 void dft_sub(std::vector<float>& data, int n, int block_n, const std::vector<float>& table,
              std::vector<float>& scratch) {
-    ensure_size(scratch, static_cast<std::size_t>(n));
-    direct_blocks(data.data(), scratch.data(), static_cast<std::size_t>(n), static_cast<std::size_t>(block_n),
-                  table.data());
+    const std::size_t len = static_cast<std::size_t>(n);
+    ensure_size(scratch, len);
+    combine(data.data(), scratch.data(), len, len / static_cast<std::size_t>(block_n), 1, table.data());
+    std::memcpy(data.data(), scratch.data(), 2 * len * sizeof(float));
 }
 
 }  // namespace vorel::audio

@@ -24,6 +24,9 @@ void fft_pow2_merge(std::vector<float>& data, int n);
 
 // Swaps complex elements i and bit-reversed i, for a power of two n.
 void bit_reverse(float* data, std::size_t n);
+// The same permutation for n >= 16 held in groups of four complex elements (four real
+// parts, then four imaginary parts), writing the interleaved layout.
+void bit_reverse_split(float* data, std::size_t n);
 
 // Every float divided by float(n): the scaling of the inverse transforms.
 void divide_by_length(float* data, std::size_t n);

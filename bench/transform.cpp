@@ -1,0 +1,37 @@
+// Time per call of the exported forward and inverse FFT, for powers of two and for lengths
+// that take the mixed-radix path (400, 1000).
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <vector>
+
+#include "vorel_audio.h"
+
+namespace {
+
+std::vector<float> test_signal(std::size_t count) {
+    std::vector<float> x(count);
+    for (std::size_t i = 0; i < count; ++i) x[i] = static_cast<float>(std::sin(0.37 * i) + 0.25 * std::cos(1.3 * i));
+    return x;
+}
+
+template <int (*Transform)(float*, const float*, int)>
+void run(benchmark::State& state, std::size_t src_floats_per_bin) {
+    const int n = static_cast<int>(state.range(0));
+    const std::vector<float> src = test_signal(src_floats_per_bin * n);
+    std::vector<float> dst(2 * static_cast<std::size_t>(n));
+    for (auto _ : state) {
+        if (Transform(dst.data(), src.data(), n) != VOREL_STATUS_SUCCESS) state.SkipWithError("transform failed");
+        benchmark::DoNotOptimize(dst.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+void BM_vorelAudioFFT(benchmark::State& state) { run<vorelAudioFFT>(state, 1); }
+void BM_vorelAudioIFFT(benchmark::State& state) { run<vorelAudioIFFT>(state, 2); }
+
+}  // namespace
+
+BENCHMARK(BM_vorelAudioFFT)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(4096)->Arg(1000);
+BENCHMARK(BM_vorelAudioIFFT)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(4096)->Arg(1000);

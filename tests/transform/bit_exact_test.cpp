@@ -1,0 +1,171 @@
+// Results to the bit: the library against plain restatements of the stated operation order
+// (a fused or reordered sum, a wrong twiddle position or a skipped product shows up here),
+// and the vectorised stages against the scalar column function.
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <numeric>
+#include <vector>
+
+#include "reference.h"
+#include "transform/fft.h"
+#include "transform/fft_kernels.h"
+#include "transform/fft_table.h"
+
+using namespace transform_test;
+using vorel::audio::FftTable;
+
+namespace {
+
+bool same_bits(const std::vector<float>& a, const std::vector<float>& b) {
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+}
+
+// Same bits, except that any NaN matches any NaN (payloads are not part of the result).
+bool same_values(const std::vector<float>& a, const std::vector<float>& b) {
+    if (a.size() != b.size()) return false;
+    for (std::size_t k = 0; k < a.size(); ++k) {
+        if (std::isnan(a[k]) && std::isnan(b[k])) continue;
+        if (std::memcmp(&a[k], &b[k], sizeof(float)) != 0) return false;
+    }
+    return true;
+}
+
+std::vector<float> library(std::vector<float> data, int n, bool inverse) {
+    if (inverse)
+        vorel::audio::ifft(data, n, FftTable::instance().ref_inv_table(n));
+    else
+        vorel::audio::fft(data, n, FftTable::instance().ref_table(n));
+    return data;
+}
+
+// The radix-4 stages driven column by column through the scalar column function.
+std::vector<float> by_columns(std::vector<float> data, int n, bool inverse) {
+    const std::vector<float>& table = inverse ? FftTable::instance().ref_inv_table(n) : FftTable::instance().ref_table(n);
+    int size = n;
+    std::size_t step = 12;
+    while (n >= 4) {
+        const int quarter = size / 4;
+        for (int start = 0; start < quarter; ++start) {
+            if (inverse)
+                vorel::audio::ifft_pow2_core(data, n, start, size, quarter, table, start * step);
+            else
+                vorel::audio::fft_pow2_core(data, n, start, size, quarter, table, start * step);
+        }
+        step *= 4;
+        if (size < 16) break;
+        size /= 4;
+    }
+    return data;
+}
+
+const int kPow2[] = {1, 2, 4, 8, 16, 32, 64, 128, 256, 1024, 4096};
+const int kGeneral[] = {3, 5, 6, 7, 9, 12, 15, 30, 45, 100, 210, 243, 400, 1000, 1009, 1155, 3988};
+
+}  // namespace
+
+TEST(TransformBits, PowersOfTwoFollowTheButterflyOrderToTheBit) {
+    for (bool inv : {false, true})
+        for (int n : kPow2) {
+            const std::vector<float> x = random_floats(2 * n, 500 + n);
+            EXPECT_TRUE(same_bits(library(x, n, inv), reference_pow2(x, n, inv))) << "n = " << n << " inverse " << inv;
+        }
+}
+
+TEST(TransformBits, OtherLengthsFollowTheMixedRadixOrderToTheBit) {
+    for (bool inv : {false, true})
+        for (int n : kGeneral) {
+            const std::vector<float> x = random_floats(2 * n, 600 + n);
+            EXPECT_TRUE(same_bits(library(x, n, inv), reference_general(x, n, inv))) << "n = " << n << " inverse " << inv;
+        }
+}
+
+TEST(TransformBits, SignedZerosFollowTheStatedSums) {
+    // Sums start from +0: a sum started from its first product would keep some -0 here.
+    for (bool inv : {false, true})
+        for (int n : {4, 16, 64, 12, 400, 1009}) {
+            const std::vector<float> zeros(2 * n, -0.0f);
+            const std::vector<float> want = (n & (n - 1)) == 0 ? reference_pow2(zeros, n, inv) : reference_general(zeros, n, inv);
+            EXPECT_TRUE(same_bits(library(zeros, n, inv), want)) << "n = " << n << " inverse " << inv;
+        }
+}
+
+TEST(TransformBits, VectorisedStagesMatchTheScalarColumnsForEveryStageShape) {
+    // 16: quarters 4 and 1; 32: 8 and 2; 64 to 4096: first, middle and last stages.
+    for (bool inv : {false, true})
+        for (int n : {4, 8, 16, 32, 64, 128, 256, 512, 1024, 2048, 4096}) {
+            const std::vector<float> x = random_floats(2 * n, 700 + n);
+            std::vector<float> fast = x;
+            const std::vector<float>& table = inv ? FftTable::instance().ref_inv_table(n) : FftTable::instance().ref_table(n);
+            std::vector<float> plain = by_columns(x, n, inv);
+            if (std::countr_zero(static_cast<unsigned>(n)) % 2 == 1) vorel::audio::fft_pow2_merge(plain, n);
+            vorel::audio::bit_reverse(plain.data(), n);
+            if (inv) {
+                vorel::audio::ifft_pow2(fast, n, table);
+                vorel::audio::divide_by_length(plain.data(), n);
+            } else {
+                vorel::audio::fft_pow2(fast, n, table);
+            }
+            EXPECT_TRUE(same_bits(fast, plain)) << "n = " << n << " inverse " << inv;
+        }
+}
+
+TEST(TransformBits, BitReversalIsTheSwapLoopPermutation) {
+    for (int n = 1; n <= 65536; n *= 2) {
+        std::vector<float> ids(2 * n);
+        std::iota(ids.begin(), ids.end(), 0.0f);
+        std::vector<Cf> want(n);
+        for (int k = 0; k < n; ++k) want[k] = Cf{ids[2 * k], ids[2 * k + 1]};
+        if (n >= 3) reference_bit_reversal(want, n);
+        if (n >= 3) vorel::audio::bit_reverse(ids.data(), n);
+        bool same = true;
+        for (int k = 0; k < n; ++k) same = same && ids[2 * k] == want[k].re && ids[2 * k + 1] == want[k].im;
+        EXPECT_TRUE(same) << "n = " << n;
+    }
+}
+
+TEST(TransformBits, InfinitiesAndNansFlowThroughEveryProduct) {
+    // A product skipped because its twiddle is 0 or 1 would turn inf * 0 into 0 here.
+    const float inf = std::numeric_limits<float>::infinity();
+    for (int n : {4, 16, 64, 256, 12, 400}) {
+        for (bool inv : {false, true}) {
+            std::vector<float> x = random_floats(2 * n, 800 + n);
+            x[3] = inf;
+            x[2 * (n / 2)] = -inf;
+            const std::vector<float> want = (n & (n - 1)) == 0 ? reference_pow2(x, n, inv) : reference_general(x, n, inv);
+            EXPECT_TRUE(same_values(library(x, n, inv), want)) << "n = " << n << " inverse " << inv;
+        }
+    }
+}
+
+TEST(TransformBits, CallerScratchGivesTheSameBitsAndIsReusedAcrossLengths) {
+    std::vector<float> scratch;
+    for (int n : {1000, 12, 400, 1009, 64}) {
+        const std::vector<float>& table = FftTable::instance().ref_table(n);
+        const std::vector<float> x = random_floats(2 * n, 900 + n);
+        std::vector<float> with = x;
+        vorel::audio::fft(with, n, table, scratch);
+        EXPECT_TRUE(same_bits(with, library(x, n, false))) << n;
+    }
+}
+
+TEST(TransformBits, DirectBlocksAreDirectDfts) {
+    // Four blocks of 25: each is the DFT of 25 points read at table stride 4.
+    const int n = 100, blocks = 4, len = 25;
+    const std::vector<float>& table = FftTable::instance().ref_table(n);
+    const std::vector<float> x = random_floats(2 * n, 42);
+    std::vector<float> got = x;
+    vorel::audio::dft_sub(got, n, blocks, table);
+    for (int b = 0; b < blocks; ++b) {
+        std::vector<cdouble> block(len);
+        for (int m = 0; m < len; ++m) block[m] = cdouble(x[2 * (b * len + m)], x[2 * (b * len + m) + 1]);
+        for (int k = 0; k < len; ++k) {
+            const cdouble want = dft_bin(block, k, -1);
+            EXPECT_NEAR(got[2 * (b * len + k)], want.real(), 2e-5);
+            EXPECT_NEAR(got[2 * (b * len + k) + 1], want.imag(), 2e-5);
+        }
+    }
+}
