@@ -3,7 +3,7 @@ import numpy as np
 
 from . import _options
 from ._call import call, count, fptr, option, per_item, real_array, real_number
-from .spectral import _hop, frame_count
+from .spectral import frame_count, framing, power_value
 
 
 def _mel_options(f_min, f_max, sample_rate, norm, mel_scale):
@@ -35,17 +35,8 @@ def mel_spectrogram(x, sample_rate=16000, n_fft=400, hop_length=None, win_length
                     n_mels=80, mel_norm="slaney", mel_scale="slaney"):
     """Mel spectrogram of real signals along the last axis: shape (..., n_mels, frames)."""
     a = real_array(x)
-    n_fft = count(n_fft, "n_fft")
-    hop = _hop(hop_length, n_fft)
-    win_n = n_fft if win_length is None else count(win_length, "win_length")
-    if win_n > n_fft:
-        raise ValueError(f"win_length ({win_n}) must not exceed n_fft ({n_fft})")
-    win = option(window, _options.WINDOW, "window")
-    c = _options.center_value(center)
-    p = real_number(power, "power")
-    if not p >= 0.0:
-        raise ValueError(f"power must be >= 0, got {power!r}")
-    nt = option(norm, _options.NORM, "norm")
+    n_fft, hop, win_n, win, c, nt = framing(n_fft, hop_length, win_length, window, center, norm)
+    p = power_value(power, allow_none=False)
     mel_n = count(n_mels, "n_mels")
     if mel_n >= n_fft // 2 + 1:
         raise ValueError(f"n_mels ({mel_n}) must be smaller than n_fft // 2 + 1")

@@ -8,28 +8,27 @@ from ._call import (as_complex, call, complex_array, count, fptr, option, per_it
                     real_number)
 
 
-def fft(x):
-    """Complex spectrum (all n bins, unscaled) of real signals along the last axis."""
-    a = real_array(x)
-    n = count(a.shape[-1], "length of x")
+def _complex_transform(name, a):
+    """Runs one of the two transforms over the last axis of an interleaved (..., n, 2) array."""
+    n = count(a.shape[-2], "transform length")
 
     def one(item):
         out = np.empty((n, 2), dtype=np.float32)
-        call("vorelAudioFFT", fptr(out), fptr(item), n, shown=f"n={n}")
+        call(name, fptr(out), fptr(item), n, shown=f"n={n}")
         return as_complex(out)
-    return per_item(a, 1, one)
+    return per_item(a, 2, one)
+
+
+def fft(x):
+    """Complex spectrum (all n bins, unscaled) of real signals along the last axis."""
+    a = real_array(x)
+    # Each real row goes in as an (n, 1) column, so both transforms share the per-item loop.
+    return _complex_transform("vorelAudioFFT", a[..., np.newaxis])
 
 
 def ifft(X):
     """Inverse transform of complex spectra along the last axis, scaled by 1/n; complex out."""
-    a = complex_array(X)
-    n = count(a.shape[-2], "length of X")
-
-    def one(item):
-        out = np.empty((n, 2), dtype=np.float32)
-        call("vorelAudioIFFT", fptr(out), fptr(item), n, shown=f"n={n}")
-        return as_complex(out)
-    return per_item(a, 2, one)
+    return _complex_transform("vorelAudioIFFT", complex_array(X))
 
 
 def window(n, kind="hann"):
@@ -63,6 +62,24 @@ def _hop(hop_length, n_fft):
     return n_fft // 4 if hop_length is None else count(hop_length, "hop_length", 0)
 
 
+def framing(n_fft, hop_length, win_length, window, center, norm):
+    """Validated framing options: (n_fft, hop, win_n, win_type, center, norm_type)."""
+    n_fft = count(n_fft, "n_fft")
+    hop = _hop(hop_length, n_fft)
+    win_n = n_fft if win_length is None else count(win_length, "win_length")
+    if win_n > n_fft:
+        raise ValueError(f"win_length ({win_n}) must not exceed n_fft ({n_fft})")
+    return (n_fft, hop, win_n, option(window, _options.WINDOW, "window"),
+            _options.center_value(center), option(norm, _options.NORM, "norm"))
+
+
+def power_value(power, allow_none):
+    p = 0.0 if (power is None and allow_none) else real_number(power, "power")
+    if not p >= 0.0:
+        raise ValueError(f"power must be >= 0{' or None' if allow_none else ''}, got {power!r}")
+    return p
+
+
 def spectrogram(x, n_fft=400, hop_length=None, win_length=None, window="hann", center="reflect",
                 power=2.0, norm=None):
     """Short-time spectrum of real signals along the last axis: shape (..., n_fft//2+1, frames).
@@ -72,17 +89,8 @@ def spectrogram(x, n_fft=400, hop_length=None, win_length=None, window="hann", c
     (2/n_fft).
     """
     a = real_array(x)
-    n_fft = count(n_fft, "n_fft")
-    hop = _hop(hop_length, n_fft)
-    win_n = n_fft if win_length is None else count(win_length, "win_length")
-    if win_n > n_fft:
-        raise ValueError(f"win_length ({win_n}) must not exceed n_fft ({n_fft})")
-    win = option(window, _options.WINDOW, "window")
-    c = _options.center_value(center)
-    p = 0.0 if power is None else real_number(power, "power")
-    if not p >= 0.0:
-        raise ValueError(f"power must be >= 0 or None, got {power!r}")
-    nt = option(norm, _options.NORM, "norm")
+    n_fft, hop, win_n, win, c, nt = framing(n_fft, hop_length, win_length, window, center, norm)
+    p = power_value(power, allow_none=True)
     sample_n = count(a.shape[-1], "length of x")
     frames = frame_count(sample_n, n_fft, hop, c)
     freq_n = n_fft // 2 + 1
@@ -106,14 +114,8 @@ def inverse_spectrogram(S, hop_length=None, win_length=None, window="hann", cent
     frame_n = count(a.shape[-2], "number of frames")
     if freq_n < 2:
         raise ValueError("S needs at least 2 frequency bins")
-    n_fft = 2 * freq_n - 2
-    hop = _hop(hop_length, n_fft)
-    win_n = n_fft if win_length is None else count(win_length, "win_length")
-    if win_n > n_fft:
-        raise ValueError(f"win_length ({win_n}) must not exceed n_fft ({n_fft})")
-    win = option(window, _options.WINDOW, "window")
-    c = _options.center_value(center)
-    nt = option(norm, _options.NORM, "norm")
+    n_fft, hop, win_n, win, c, nt = framing(2 * freq_n - 2, hop_length, win_length, window,
+                                            center, norm)
     n = sample_count(frame_n, freq_n, hop, c)
     out_n = n if length is None else count(length, "length")
 
@@ -149,9 +151,7 @@ def magphase(S, power=1.0, phase="angle"):
     a = complex_array(S, "S", min_ndim=2)
     freq_n = count(a.shape[-3], "number of bins")
     frame_n = count(a.shape[-2], "number of frames")
-    p = real_number(power, "power")
-    if not p >= 0.0:
-        raise ValueError(f"power must be >= 0, got {power!r}")
+    p = power_value(power, allow_none=False)
     form = option(phase, _options.PHASE, "phase")
 
     def one(item):
