@@ -43,20 +43,6 @@ TEST(Radix2, SmallestLengthsAndExactImpulses) {
     }
 }
 
-template <class T>
-class Radix2Typed : public ::testing::Test {};
-TYPED_TEST_SUITE(Radix2Typed, InputTypes);
-
-TYPED_TEST(Radix2Typed, AgreesWithDoubleTransformUpTo65536) {
-    for (unsigned n = 2; n <= 65536; n *= 2) {
-        const auto x = random_input<TypeParam>(n, n + 1);
-        fft::FFT2Impl fwd(n);
-        fft::IFFT2Impl inv(n);
-        EXPECT_LT(relative_error(run_plan(fwd, x, n), reference_dft(x, true)), 1e-5) << n;
-        EXPECT_LT(relative_error(run_plan(inv, x, n), reference_dft(x, false)), 1e-5) << n;
-    }
-}
-
 TEST(Radix2, LengthsThatAreNoPowerOfTwoStayInsideTheBuffers) {
     // Meaningless numbers, but nothing at or past n is touched (the sanitizer build checks).
     for (unsigned n : {3u, 6u, 12u, 100u}) {
