@@ -49,7 +49,8 @@ TEST(NonSilent, WorkedRanges) {
     for (int n = 1; n <= 9; ++n) {  // frames reaching past both ends, by more than n too
         const std::vector<float> s(tone.begin() + 4000, tone.begin() + 4000 + n);
         for (int win = 1; win <= n; ++win)
-            for (int hop = 1; hop <= n + 1; ++hop) EXPECT_GE(nonsilent(s, win, hop, 60.0f).second, 0);
+            for (int hop = 1; hop <= n + 1; ++hop)
+                EXPECT_GE(nonsilent(s, win, hop, 60.0f).second, 0);
     }
 }
 

@@ -19,8 +19,8 @@ namespace {
 
 // The extended signal built whole, both passes over all of it, then the copy from the first
 // original sample on.
-std::vector<float> reference_filtfilt(const std::vector<float>& s, const Coefs& c, int type, int pad,
-                                      std::size_t dst_n) {
+std::vector<float> reference_filtfilt(const std::vector<float>& s, const Coefs& c, int type,
+                                      int pad, std::size_t dst_n) {
     const long n = long(s.size());
     pad = type == 0 ? 0 : pad;
     std::vector<float> e;
@@ -28,12 +28,16 @@ std::vector<float> reference_filtfilt(const std::vector<float>& s, const Coefs& 
         long q = j;  // mirrored into the signal as often as it takes
         while (n > 1 && (q < 0 || q >= n)) q = q < 0 ? -q : 2 * (n - 1) - q;
         const float edge = j < 0 ? s[0] : s[n - 1];
-        e.push_back(j >= 0 && j < n ? s[j] : type == 3 ? edge : type == 2 ? s[n > 1 ? q : 0]
-                                                                         : (edge + edge) - s[n > 1 ? q : 0]);
+        e.push_back(j >= 0 && j < n ? s[j]
+                    : type == 3     ? edge
+                    : type == 2     ? s[n > 1 ? q : 0]
+                                    : (edge + edge) - s[n > 1 ? q : 0]);
     }
     const int r = c.order();
     std::vector<double> settled(r), z(r), y(e.size());
-    if (r > 0) create_zi_coef<double, float>(settled.data(), c.n.data(), c.d.data(), r, int(c.n.size()), int(c.d.size()));
+    if (r > 0)
+        create_zi_coef<double, float>(settled.data(), c.n.data(), c.d.data(), r, int(c.n.size()),
+                                      int(c.d.size()));
     for (int k = 0; k < r; ++k) z[k] = settled[k] * double(e[0]);
     reference_filter(y.data(), e.data(), e.size(), c, z.data(), false);
     for (int k = 0; k < r; ++k) z[k] = settled[k] * y.back();
@@ -63,14 +67,17 @@ TEST(ZeroPhase, MatchesTheWholeExtensionReferenceBitForBit) {
                     std::vector<float> got(dst_n, -2.0f);
                     ASSERT_EQ(run(got, x, c, type, pad), 0);
                     ASSERT_EQ(got, reference_filtfilt(x, c, type, pad, dst_n))
-                        << "order " << r << " type " << type << " pad " << pad << " dst_n " << dst_n;
+                        << "order " << r << " type " << type << " pad " << pad << " dst_n "
+                        << dst_n;
                 }
     }
-    for (const std::vector<float>& s : {std::vector<float>{0.5f}, {1.0f, -2.0f}, {3.0f, 1.0f, 4.0f}})
+    for (const std::vector<float>& s :
+         {std::vector<float>{0.5f}, {1.0f, -2.0f}, {3.0f, 1.0f, 4.0f}})
         for (int type : {1, 2, 3}) {
             std::vector<float> got(s.size() + 20);
             ASSERT_EQ(run(got, s, butter2, type, 20), 0);
-            EXPECT_EQ(got, reference_filtfilt(s, butter2, type, 20, got.size())) << s.size() << type;
+            EXPECT_EQ(got, reference_filtfilt(s, butter2, type, 20, got.size()))
+                << s.size() << type;
         }
 }
 
@@ -114,7 +121,8 @@ TEST(ZeroPhaseChecks, PointersThenValuesInOrder) {
     EXPECT_EQ(vorelAudioFilterFilter(d, s, b, a, 6, 6, 3, 3, 0, -1), -1);
     EXPECT_EQ(y, std::vector<float>(6, 7.0f));
     // Internal calls: an unknown type throws only when extending; no room writes nothing.
-    EXPECT_THROW(filtfilt(d, s, b, a, 6, 6, 3, 3, 7, 2), vorel::Util::Exceptions::VorelInvalidArgment);
+    EXPECT_THROW(filtfilt(d, s, b, a, 6, 6, 3, 3, 7, 2),
+                 vorel::Util::Exceptions::VorelInvalidArgment);
     filtfilt(d, s, b, a, 6, 6, 3, 3, 7, 0);
     filtfilt(d, s, b, a, 6, 6, 3, 3, 1, -4);
     std::fill(y.begin(), y.end(), 5.0f);

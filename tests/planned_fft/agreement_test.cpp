@@ -35,15 +35,26 @@ TYPED_TEST(PlansTyped, AgreeWithDoubleTransformBothWays) {
     std::vector<unsigned> pow2;
     for (unsigned n = 2; n <= 65536; n *= 2) pow2.push_back(n);
     const Family families[] = {
-        {[](unsigned n, bool f) { return f ? PlanPtr(new fft::DFTImpl(n, n)) : PlanPtr(new fft::IDFTImpl(n, n, true)); },
-         {1, 2, 6, 7, 13, 31, 64, 97, 100}, 2e-6},
-        {[](unsigned n, bool f) { return f ? PlanPtr(new fft::FFT2Impl(n)) : PlanPtr(new fft::IFFT2Impl(n)); },
+        {[](unsigned n, bool f) {
+             return f ? PlanPtr(new fft::DFTImpl(n, n)) : PlanPtr(new fft::IDFTImpl(n, n, true));
+         },
+         {1, 2, 6, 7, 13, 31, 64, 97, 100},
+         2e-6},
+        {[](unsigned n, bool f) {
+             return f ? PlanPtr(new fft::FFT2Impl(n)) : PlanPtr(new fft::IFFT2Impl(n));
+         },
          pow2, 1e-5},
-        {[](unsigned n, bool f) { return f ? PlanPtr(new fft::CooleyTukeyFFTImpl(n)) : PlanPtr(new fft::CooleyTukeyIFFTImpl(n)); },
-         {6, 9, 10, 12, 15, 18, 21, 22, 25, 30, 35, 45, 49, 60, 100, 360, 1000, 3072, 4725}, 1e-5},
+        {[](unsigned n, bool f) {
+             return f ? PlanPtr(new fft::CooleyTukeyFFTImpl(n))
+                      : PlanPtr(new fft::CooleyTukeyIFFTImpl(n));
+         },
+         {6, 9, 10, 12, 15, 18, 21, 22, 25, 30, 35, 45, 49, 60, 100, 360, 1000, 3072, 4725},
+         1e-5},
         // The choosing facade: hard-coded kernels below 6, the chirp for 7 and 11 (good to
         // about 1e-6 and 5e-6), the others above.
-        {[](unsigned n, bool f) { return FFT(n, f).plan(); }, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, 1e-5},
+        {[](unsigned n, bool f) { return FFT(n, f).plan(); },
+         {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12},
+         1e-5},
     };
     for (const Family& family : families)
         for (unsigned n : family.lengths) {
@@ -51,7 +62,8 @@ TYPED_TEST(PlansTyped, AgreeWithDoubleTransformBothWays) {
             const PlanPtr fwd = family.build(n, true), inv = family.build(n, false);
             const double tol = n == 11 ? 5e-5 : family.tol;
             // The forward 16-bit pair kernel wraps its sums.
-            if (!(std::is_same_v<TypeParam, int16_t> && n == 2 && dynamic_cast<fft::DFTHARDImpl*>(fwd.get())))
+            if (!(std::is_same_v<TypeParam, int16_t> && n == 2 &&
+                  dynamic_cast<fft::DFTHARDImpl*>(fwd.get())))
                 EXPECT_LT(relative_error(run_plan(*fwd, x, n), reference_dft(x, true)), tol) << n;
             EXPECT_LT(relative_error(run_plan(*inv, x, n), reference_dft(x, false)), tol) << n;
         }

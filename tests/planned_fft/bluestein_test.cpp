@@ -18,14 +18,15 @@ double chirp_error(unsigned n) {
     const fft::BluesteinFFTImpl plan(n);
     double err = 0;
     for (size_t k = 0; k < n; ++k)
-        err = std::max(err, std::abs(as_double(plan.chirp[k]) - std::polar(1.0, -M_PI * double(k * k) / n)));
+        err = std::max(
+            err, std::abs(as_double(plan.chirp[k]) - std::polar(1.0, -M_PI * double(k * k) / n)));
     return err;
 }
 
 }  // namespace
 
 TEST(Bluestein, InnerLengthAndChirpEntries) {
-    const unsigned lengths[][2] = {{0, 0}, {1, 1}, {2, 4}, {3, 8}, {4, 8}, {5, 16},
+    const unsigned lengths[][2] = {{0, 0},  {1, 1},   {2, 4},   {3, 8},   {4, 8},   {5, 16},
                                    {7, 16}, {11, 32}, {16, 32}, {17, 64}, {37, 128}};
     for (const auto& [n, m] : lengths) EXPECT_EQ(fft::bluestein_pad_size(n), m) << n;
     fft::BluesteinFFTImpl p2(2), p6(6), p8(8);
@@ -86,7 +87,8 @@ TEST(Bluestein, InputMayBeTheOutputAndRunsRepeat) {
     const auto x = random_input<Complex>(11, 4);
     fft::BluesteinIFFTImpl inv(11, true);
     fft::BluesteinFFTImpl fwd(11), zero(0);
-    for (fft::FFTImpl* plan : {static_cast<fft::FFTImpl*>(&inv), static_cast<fft::FFTImpl*>(&fwd)}) {
+    for (fft::FFTImpl* plan :
+         {static_cast<fft::FFTImpl*>(&inv), static_cast<fft::FFTImpl*>(&fwd)}) {
         const auto want = run_plan(*plan, x, 11);
         auto buffer = x;
         plan->exec(buffer.data(), buffer.data());

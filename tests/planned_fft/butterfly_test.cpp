@@ -38,14 +38,16 @@ TEST(Butterfly, PairedFormsMatchThePlainForm) {
     for (bool specials : {false, true})
         for (uint64_t count : {0u, 1u, 2u, 3u, 8u, 33u, 512u})
             for (bool scaled : {false, true}) {
-                auto lo = mixed_values(count, 1 + count, specials), hi = mixed_values(count, 2 + count, specials);
+                auto lo = mixed_values(count, 1 + count, specials),
+                     hi = mixed_values(count, 2 + count, specials);
                 auto w = mixed_values(count, 3 + count, specials);
                 auto lo_plain = lo, hi_plain = hi;
                 if (scaled)
                     radix2_butterflies_scaled(lo.data(), hi.data(), w.data(), count, factor);
                 else
                     radix2_butterflies(lo.data(), hi.data(), w.data(), count);
-                radix2_butterflies_plain(lo_plain.data(), hi_plain.data(), w.data(), count, scaled ? &factor : nullptr);
+                radix2_butterflies_plain(lo_plain.data(), hi_plain.data(), w.data(), count,
+                                         scaled ? &factor : nullptr);
                 expect_same_bits(lo, lo_plain);
                 expect_same_bits(hi, hi_plain);
             }

@@ -24,8 +24,10 @@ TEST(DirectDft, BatchRunsWholeIndependentTransformsOnly) {
     const auto x = random_input<Complex>(15, 9);
     fft::DFTImpl batch(7, 15), single(7, 7), empty(6, 0);
     const auto both = run_plan(batch, x, 15);
-    expect_same_bits({both.begin(), both.begin() + 7}, run_plan(single, std::vector<Complex>(x.begin(), x.begin() + 7), 7));
-    expect_same_bits({both.begin() + 7, both.begin() + 14}, run_plan(single, std::vector<Complex>(x.begin() + 7, x.begin() + 14), 7));
+    expect_same_bits({both.begin(), both.begin() + 7},
+                     run_plan(single, std::vector<Complex>(x.begin(), x.begin() + 7), 7));
+    expect_same_bits({both.begin() + 7, both.begin() + 14},
+                     run_plan(single, std::vector<Complex>(x.begin() + 7, x.begin() + 14), 7));
     EXPECT_EQ(both[14].re, -7.0f);  // no partial transform past the last whole one
     for (const Complex& y : run_plan(empty, x, 6)) EXPECT_EQ(y.re, -7.0f);
 }
@@ -35,6 +37,7 @@ TEST(DirectDft, NaNInOneInputReachesEveryOutput) {
         std::vector<float> x(n, 1.0f);
         x[n / 2] = NAN;
         fft::DFTImpl plan(n, n);
-        for (const Complex& y : run_plan(plan, x, n)) EXPECT_TRUE(std::isnan(y.re) && std::isnan(y.im)) << n;
+        for (const Complex& y : run_plan(plan, x, n))
+            EXPECT_TRUE(std::isnan(y.re) && std::isnan(y.im)) << n;
     }
 }

@@ -25,14 +25,16 @@ std::vector<Complex> kernel_column(unsigned n) {
 }
 
 void expect_value_bits(float got, float want, const char* what, unsigned n, unsigned k) {
-    EXPECT_TRUE(want == 0.0f ? got == 0.0f : bits_of(got) == bits_of(want)) << what << " n=" << n << " k=" << k;
+    EXPECT_TRUE(want == 0.0f ? got == 0.0f : bits_of(got) == bits_of(want))
+        << what << " n=" << n << " k=" << k;
 }
 
 }  // namespace
 
 TEST(HardKernels, ConstantsAreTheTableEntriesAndScaledOnesDivisionsByN) {
     for (unsigned n : {3u, 4u, 5u}) {
-        const auto fw = calcW<true, false, false, false>(n), iw = calcW<false, false, false, false>(n);
+        const auto fw = calcW<true, false, false, false>(n),
+                   iw = calcW<false, false, false, false>(n);
         const auto f = kernel_column<true, true>(n), u = kernel_column<false, false>(n);
         const auto s = kernel_column<false, true>(n);
         for (unsigned k = 0; k < n; ++k) {
@@ -44,7 +46,8 @@ TEST(HardKernels, ConstantsAreTheTableEntriesAndScaledOnesDivisionsByN) {
             expect_value_bits(s[k].im, iw[k].im / float(n), "scaled im", n, k);
         }
     }
-    EXPECT_EQ(bits_of(kernel_column<false, true>(5)[1].re), 0x3d7d258eu);  // not 0.2 times the entry
+    EXPECT_EQ(bits_of(kernel_column<false, true>(5)[1].re),
+              0x3d7d258eu);  // not 0.2 times the entry
     EXPECT_EQ(bits_of(kernel_column<false, true>(3)[2].im), 0xbe93cd3bu);
 }
 

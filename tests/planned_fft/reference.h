@@ -30,7 +30,9 @@ inline std::vector<Cd> transform(const std::vector<Cd>& x, double sign) {
     const size_t n = x.size();
     size_t p = 2;
     while (p * p <= n && n % p != 0) ++p;
-    auto root = [n, sign](size_t e) { return std::polar(1.0, sign * 2.0 * M_PI * double(e % n) / n); };
+    auto root = [n, sign](size_t e) {
+        return std::polar(1.0, sign * 2.0 * M_PI * double(e % n) / n);
+    };
     std::vector<Cd> out(n);
     if (n < 2 || p * p > n) {
         for (size_t k = 0; k < n; ++k)
@@ -75,9 +77,12 @@ std::vector<T> random_input(size_t n, unsigned seed) {
     std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
     std::vector<T> x(n);
     for (T& v : x) {
-        if constexpr (std::is_same_v<T, Complex>) v = {dist(gen), dist(gen)};
-        else if constexpr (std::is_same_v<T, float>) v = dist(gen);
-        else v = static_cast<int16_t>(std::uniform_int_distribution<int>(-32768, 32767)(gen));
+        if constexpr (std::is_same_v<T, Complex>)
+            v = {dist(gen), dist(gen)};
+        else if constexpr (std::is_same_v<T, float>)
+            v = dist(gen);
+        else
+            v = static_cast<int16_t>(std::uniform_int_distribution<int>(-32768, 32767)(gen));
     }
     return x;
 }
@@ -92,7 +97,9 @@ std::vector<Complex> run_plan(Plan& plan, const std::vector<T>& x, size_t out_n)
 
 // Equal bits, or NaN on both sides (the sign and payload of a NaN carry nothing).
 inline bool same_value(float a, float b) { return bits_of(a) == bits_of(b) || (a != a && b != b); }
-inline bool same_bits(Complex a, Complex b) { return same_value(a.re, b.re) && same_value(a.im, b.im); }
+inline bool same_bits(Complex a, Complex b) {
+    return same_value(a.re, b.re) && same_value(a.im, b.im);
+}
 
 inline void expect_same_bits(const std::vector<Complex>& a, const std::vector<Complex>& b) {
     ASSERT_EQ(a.size(), b.size());
