@@ -29,11 +29,8 @@ TEST(Bluestein, InnerLengthAndChirpEntries) {
     const unsigned lengths[][2] = {{0, 0},  {1, 1},   {2, 4},   {3, 8},   {4, 8},   {5, 16},
                                    {7, 16}, {11, 32}, {16, 32}, {17, 64}, {37, 128}};
     for (const auto& [n, m] : lengths) EXPECT_EQ(fft::bluestein_pad_size(n), m) << n;
-    fft::BluesteinFFTImpl p2(2), p6(6), p8(8);
-    EXPECT_EQ(p2.fft.size, 4u);
-    expect_entry(p2.chirp[1], 0, 0xbf800000, "n=2 k=1");
-    expect_entry(p2.conj_chirp[0], 0x3f800000, 0x80000000, "conjugate k=0");
-    expect_entry(p6.chirp[3], 0, 0x3f800000, "n=6 k=3");
+    fft::BluesteinFFTImpl p8(8);
+    EXPECT_EQ(p8.fft.size, 16u);
     // k = 4 at n = 8: k^2 = 2n is no exact case; the float 2 pi lies a little above 2 pi.
     EXPECT_NE(p8.chirp[4].im, 0.0f);
     for (size_t k = 0; k < 8; ++k)

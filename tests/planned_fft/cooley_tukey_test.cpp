@@ -54,9 +54,6 @@ TEST(CooleyTukey, DigitReversedOrder) {
     EXPECT_EQ(fft::CooleyTukeyFFTImpl(12).index,
               (std::vector<uint32_t>{0, 4, 8, 2, 6, 10, 1, 5, 9, 3, 7, 11}));
     EXPECT_EQ(fft::CooleyTukeyFFTImpl(9).index, (std::vector<uint32_t>{0, 3, 6, 1, 4, 7, 2, 5, 8}));
-    const auto idx16 = fft::CooleyTukeyFFTImpl(16).index;  // powers of two: the bit reversal
-    for (uint32_t i = 0; i < 16; ++i)
-        EXPECT_EQ(idx16[i], ((i & 1) << 3) | ((i & 2) << 1) | ((i & 4) >> 1) | ((i & 8) >> 3)) << i;
 }
 
 TEST(CooleyTukey, ChirpInnerLengthIsAsPoorAsItsChirp) {
@@ -67,8 +64,9 @@ TEST(CooleyTukey, ChirpInnerLengthIsAsPoorAsItsChirp) {
     EXPECT_GT(relative_error(run_plan(fwd, x, 74), reference_dft(x, true)), 1e-2);
 }
 
-TEST(CooleyTukey, SixteenBitPairsWrapInsideForwardKernels) {
-    // The length-2 kernels run innermost for 16; samples 0 and 8 meet there.
+TEST(CooleyTukey, SixteenBitPairsWrapInForwardKernelsOnly) {
+    // The length-2 kernels run innermost for 16; samples 0 and 8 meet there. The forward
+    // kernel adds in 16 bits, the inverse ones in 32.
     std::vector<int16_t> xi(16, 0);
     xi[0] = xi[8] = 30000;
     fft::CooleyTukeyFFTImpl fwd(16);

@@ -1,4 +1,4 @@
-// Hard-coded kernels of length 1 to 5: constants, the 16-bit wrap, NaN and infinity. Their
+// Hard-coded kernels of length 1 to 5: constants, NaN and infinity. Their
 // accuracy is checked with the plans that run them (agreement and Cooley-Tukey tests).
 #include <gtest/gtest.h>
 
@@ -49,21 +49,6 @@ TEST(HardKernels, ConstantsAreTheTableEntriesAndScaledOnesDivisionsByN) {
     EXPECT_EQ(bits_of(kernel_column<false, true>(5)[1].re),
               0x3d7d258eu);  // not 0.2 times the entry
     EXPECT_EQ(bits_of(kernel_column<false, true>(3)[2].im), 0xbe93cd3bu);
-}
-
-TEST(HardKernels, SixteenBitPairsWrapOnlyForward) {
-    const std::vector<int16_t> x = {32767, 1, 30000, 30000};
-    std::vector<Complex> out(4);
-    DFT_HARD_2<true, true, int16_t>(x.data(), out.data(), 4);
-    EXPECT_EQ(out[0].re, -32768.0f);
-    EXPECT_EQ(out[1].re, 32766.0f);
-    EXPECT_EQ(out[2].re, -5536.0f);
-    DFT_HARD_2<false, false, int16_t>(x.data(), out.data(), 4);
-    EXPECT_EQ(out[0].re, 32768.0f);
-    EXPECT_EQ(out[2].re, 60000.0f);
-    DFT_HARD_2<false, true, int16_t>(x.data(), out.data(), 4);
-    EXPECT_EQ(out[0].re, 16384.0f);
-    EXPECT_EQ(out[1].re, 16383.0f);
 }
 
 TEST(HardKernels, LengthOutsideTheKernelsWritesNothing) {
