@@ -1,10 +1,6 @@
 """Agreement of the filters with scipy.signal (float64) on Butterworth, Chebyshev and FIR designs
-of orders 1 to 8, over 4000 samples of unit-variance noise.
-
-The zero-phase filter and the settled state agree to about 1e-7 of the signal's scale (float
-output rounding), held to 1e-6. The linear filter keeps its state in float; rounding a register
-adds noise of variance ulp^2 / 12 that reaches the output through 1 / A(z), from about 1e-7 for
-FIR designs up to about 3e-5 for an 8th-order Butterworth; it is held to ten times that.
+of orders 1 to 8. The linear filter keeps its state in float: rounding a register adds noise of
+variance ulp^2 / 12 that reaches the output through 1 / A(z); it is held to ten times that.
 """
 import ctypes
 
