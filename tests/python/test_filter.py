@@ -22,7 +22,8 @@ def _designs():
         yield f"fir{order}", (ss.firwin(order + 1, 0.3), np.array([1.0]))
 
 
-DESIGNS = {name: (np.asarray(b, np.float32), np.asarray(a, np.float32)) for name, (b, a) in _designs()}
+DESIGNS = {name: (np.asarray(b, np.float32), np.asarray(a, np.float32))
+           for name, (b, a) in _designs()}
 
 
 @pytest.mark.parametrize("name", list(DESIGNS))
@@ -34,8 +35,9 @@ def test_lfilter_agrees_with_scipy(lib, name, with_zi):
     zi = (ss.lfilter_zi(b64, a64) * x64[0] if with_zi else np.zeros(order)).astype(np.float32)
     want, zf = ss.lfilter(b64, a64, x64, zi=zi.astype(np.float64))
     out = np.zeros_like(SIGNAL)
-    assert lib.vorelAudioLinerFilter(fptr(out), fptr(SIGNAL), fptr(b), fptr(a), fptr(zi) if with_zi else None,
-                                     N, N, len(b), len(a), order if with_zi else 0) == 0
+    assert lib.vorelAudioLinerFilter(fptr(out), fptr(SIGNAL), fptr(b), fptr(a),
+                                     fptr(zi) if with_zi else None, N, N, len(b), len(a),
+                                     order if with_zi else 0) == 0
     # Register noise: ulp of the largest register (bounded by that of the output's scale
     # times the largest coefficient) through the all-pole part.
     gain = np.sqrt(np.sum(ss.lfilter([1.0], a64 / a64[0], np.eye(1, N)[0]) ** 2))
@@ -52,7 +54,8 @@ def test_lfilter_zi_agrees_with_scipy(lib, name):
     b, a = DESIGNS[name]
     want = ss.lfilter_zi(b.astype(np.float64), a.astype(np.float64))
     got = np.full(len(want) + 2, 9.0, np.float32)
-    assert lib.vorelAudioGetLinerFilterZiCoef(fptr(got), fptr(b), fptr(a), len(got), len(b), len(a)) == 0
+    assert lib.vorelAudioGetLinerFilterZiCoef(fptr(got), fptr(b), fptr(a), len(got), len(b),
+                                              len(a)) == 0
     assert np.max(np.abs(got[:-2] - want)) <= 1e-6 * max(1.0, np.max(np.abs(want)))
     assert np.all(got[-2:] == 0.0)
 
@@ -70,6 +73,6 @@ def test_filtfilt_agrees_with_scipy(lib, name, padtype, padlen):
     want = ss.filtfilt(b.astype(np.float64), a.astype(np.float64), SIGNAL.astype(np.float64),
                        padtype=padtype, padlen=padlen if padtype else None)
     out = np.zeros_like(SIGNAL)
-    assert lib.vorelAudioFilterFilter(fptr(out), fptr(SIGNAL), fptr(b), fptr(a), N, N, len(b), len(a),
-                                      PAD_TYPES[padtype], padlen) == 0
+    assert lib.vorelAudioFilterFilter(fptr(out), fptr(SIGNAL), fptr(b), fptr(a), N, N, len(b),
+                                      len(a), PAD_TYPES[padtype], padlen) == 0
     assert np.max(np.abs(out - want)) <= 1e-6 * np.max(np.abs(want))
