@@ -1,4 +1,4 @@
-"""Level conversions and silence detection against torchaudio and straightforward numpy."""
+"""Level conversions against torchaudio, torch and numpy."""
 import ctypes
 
 import numpy as np
@@ -9,120 +9,104 @@ import torchaudio.functional as AF
 from conftest import fptr
 
 
-def power_to_db(lib, x, top_db):
+def run(fn, x, *extra):
     x = np.ascontiguousarray(x, dtype=np.float32)
     out = np.empty_like(x)
-    status = lib.vorelAudioConvertPowerToDB(fptr(out), fptr(x), ctypes.c_int(x.size),
-                                            ctypes.c_float(top_db))
-    assert status == 0
+    assert fn(fptr(out), fptr(x), ctypes.c_int(x.size), *extra) == 0
     return out
 
 
-def numpy_power_to_db(x, top_db):
-    """The usual definition: levels against the peak, floored top_db below it."""
-    x = x.astype(np.float64)
-    ref = max(x.max(), 1e-10)
-    db = 10 * np.log10(np.maximum(x, 1e-10)) - 10 * np.log10(ref)
-    if top_db is not None:
-        db = np.maximum(db, db.max() - top_db)
-    return db
-
-
-def spectrogram_powers(seed, shape=(201, 300)):
-    rng = np.random.default_rng(seed)
-    t = np.arange(shape[1] * 160) / 16000.0
-    sig = np.sin(2 * np.pi * 440 * t) * np.exp(-t) + 0.01 * rng.standard_normal(t.size)
-    spec = torch.stft(torch.tensor(sig, dtype=torch.float32), n_fft=400, hop_length=160,
-                      window=torch.hann_window(400), return_complex=True)
-    return (spec.abs() ** 2).numpy().astype(np.float32)
-
-
-@pytest.mark.parametrize("top_db", [80.0, 40.0, None])
-def test_power_to_db_matches_torchaudio(lib, top_db):
-    power = spectrogram_powers(1)
-    ours = power_to_db(lib, power, -1.0 if top_db is None else top_db)
-    ref = float(power.max())
-    theirs = AF.amplitude_to_DB(torch.tensor(power), multiplier=10.0, amin=1e-10,
-                                db_multiplier=np.log10(max(ref, 1e-10)), top_db=top_db).numpy()
-    np.testing.assert_allclose(ours, theirs, rtol=1e-5, atol=2e-4)
-    np.testing.assert_allclose(ours, numpy_power_to_db(power, top_db), rtol=1e-5, atol=2e-4)
-    assert ours.max() == 0.0
-
-
-@pytest.mark.parametrize("seed", range(5))
-def test_power_to_db_random_dynamic_range(lib, seed):
+def wide_powers(seed):
     rng = np.random.default_rng(seed)
     x = (10.0 ** rng.uniform(-15, 4, size=10001)).astype(np.float32)
     x[rng.integers(0, x.size, 20)] = 0.0
-    for top_db in (80.0, 120.0, None):
-        ours = power_to_db(lib, x, -1.0 if top_db is None else top_db)
-        np.testing.assert_allclose(ours, numpy_power_to_db(x, top_db), rtol=1e-5, atol=2e-4)
+    return x
 
 
-def test_standardize_matches_numpy(lib):
-    rng = np.random.default_rng(3)
-    x = rng.normal(5.0, 3.0, size=20000).astype(np.float32)
-    out = np.empty_like(x)
-    assert lib.vorelAudioStandardize(fptr(out), fptr(x), ctypes.c_int(x.size)) == 0
+@pytest.mark.parametrize("seed", [0, 1])
+@pytest.mark.parametrize("top_db", [80.0, 40.0, 120.0, None])
+def test_power_to_db_matches_torchaudio(lib, seed, top_db):
+    power = wide_powers(seed)
+    ours = run(lib.vorelAudioConvertPowerToDB, power, ctypes.c_float(top_db or -1.0))
+    theirs = AF.amplitude_to_DB(torch.tensor(power.reshape(1, 1, -1), dtype=torch.float64),
+                                multiplier=10.0, amin=1e-10, top_db=top_db,
+                                db_multiplier=np.log10(max(float(power.max()), 1e-10)))
+    np.testing.assert_allclose(ours, theirs.numpy().reshape(power.shape), rtol=1e-5, atol=2e-4)
+    assert ours.max() == 0.0
+
+
+def test_standardize_and_log1p_match_numpy_and_torch(lib):
+    x = np.random.default_rng(3).normal(5.0, 3.0, size=20000).astype(np.float32)
     x64 = x.astype(np.float64)
-    np.testing.assert_allclose(out, (x64 - x64.mean()) / x64.std(), atol=2e-3)
+    np.testing.assert_allclose(run(lib.vorelAudioStandardize, x), (x64 - x64.mean()) / x64.std(),
+                               atol=2e-3)
+    y = np.random.default_rng(4).uniform(-0.99, 1e4, size=5000)
+    y = np.concatenate([y, [0.0, 1e-8, -1.0, -2.0, np.inf, np.nan]]).astype(np.float32)
+    np.testing.assert_allclose(run(lib.vorelAudioLog1p, y), torch.log1p(torch.tensor(y)).numpy(),
+                               rtol=2e-7, atol=1e-7)
 
 
-def test_log1p_matches_torch(lib):
-    rng = np.random.default_rng(4)
-    x = rng.uniform(-0.99, 1e4, size=5000).astype(np.float32)
-    out = np.empty_like(x)
-    assert lib.vorelAudioLog1p(fptr(out), fptr(x), ctypes.c_int(x.size)) == 0
-    np.testing.assert_allclose(out, torch.log1p(torch.tensor(x)).numpy(), rtol=2e-7, atol=1e-7)
-
-
-def nonsilent(lib, sig, win_n, hop_n, thr_db):
-    sig = np.ascontiguousarray(sig, dtype=np.float32)
-    start, length = ctypes.c_int(-9), ctypes.c_int(-9)
-    status = lib.vorelAudioGetNonSilentPos(ctypes.byref(start), ctypes.byref(length), fptr(sig),
-                                           ctypes.c_int(sig.size), ctypes.c_int(win_n),
-                                           ctypes.c_int(hop_n), ctypes.c_float(thr_db))
-    assert status == 0
-    return start.value, length.value
+@pytest.mark.parametrize("power", [0.5, 1.0, 2.0, 3.0])
+def test_complex_norm_and_magphase_match_numpy(lib, power):
+    rng = np.random.default_rng(5)
+    z = (rng.standard_normal((3, 11)) * 3 + 1j * rng.standard_normal((3, 11))).astype(np.complex64)
+    src = fptr(z.view(np.float32))
+    want = np.abs(z.astype(np.complex128)) ** power
+    angle = np.angle(z.astype(np.complex128))
+    norm, mag = np.empty(z.size, np.float32), np.empty(z.shape, np.float32)
+    assert lib.vorelAudioComplexNorm(fptr(norm), src, z.size, ctypes.c_float(power)) == 0
+    np.testing.assert_allclose(norm, want.ravel(), rtol=4e-6)
+    for form, phase_want in ((0, angle), (1, np.stack([np.cos(angle), np.sin(angle)], -1))):
+        phase = np.empty(phase_want.shape, np.float32)
+        status = lib.vorelAudioMagPhase(fptr(mag), fptr(phase), src, 3, 11,
+                                        ctypes.c_float(power), form)
+        assert status == 0
+        np.testing.assert_allclose(mag, want, rtol=4e-6)
+        np.testing.assert_allclose(phase, phase_want, atol=4e-6)
 
 
 def numpy_nonsilent(sig, win_n, hop_n, thr_db):
-    """Frame RMS in dB against the loudest frame, frames centred with reflect padding."""
-    padded = np.pad(sig.astype(np.float64), win_n // 2, mode="reflect")
-    frame_n = sig.size // hop_n + 1
-    idx = np.arange(frame_n)[:, None] * hop_n + np.arange(win_n)[None, :]
-    power = np.maximum((padded[idx] ** 2).mean(axis=1), 1e-10)
-    rms_db = 20 * np.log10(np.sqrt(power))
-    loud = np.nonzero(rms_db - rms_db.max() > -thr_db)[0]
+    """Frame mean squares in dB against the loudest frame, frames centred with reflect padding."""
+    padded = np.pad(sig.astype(np.float64), (win_n // 2, win_n // 2 + hop_n), mode="reflect")
+    idx = np.arange(sig.size // hop_n + 1)[:, None] * hop_n + np.arange(win_n)[None, :]
+    db = 10 * np.log10(np.maximum((padded[idx] ** 2).mean(axis=1), 1e-10))
+    loud = np.nonzero(db - db.max() > -thr_db)[0]
     if loud.size == 0:
         return -1, 0
-    start = loud[0] * hop_n
     end = min((loud[-1] + 1) * hop_n, sig.size)
-    return int(start), int(end - start)
+    return int(loud[0] * hop_n), int(end - loud[0] * hop_n)
 
 
-def speech_like(seed, lead, body, tail, sr=16000):
-    """Voiced bursts with pauses between them, framed by leading and trailing silence."""
+def bursts(seed, lead, body, tail):
+    """Noise bursts with pauses between them, framed by leading and trailing near-silence."""
     rng = np.random.default_rng(seed)
-    t = np.arange(body) / sr
-    f0 = 120 + 30 * np.sin(2 * np.pi * 3 * t)
-    voiced = sum(np.sin(2 * np.pi * k * np.cumsum(f0) / sr) / k for k in range(1, 6))
-    syllables = np.clip(np.sin(2 * np.pi * 4 * t), 0, None) ** 0.5
-    speech = 0.3 * voiced * syllables + 0.02 * rng.standard_normal(body)
-    floor = 1e-4 * rng.standard_normal(lead + body + tail)
-    floor[lead:lead + body] += speech
-    return floor.astype(np.float32)
+    sig = 1e-4 * rng.standard_normal(lead + body + tail)
+    sig[lead:lead + body] += 0.3 * rng.standard_normal(body) * (np.arange(body) % 4000 < 2500)
+    return sig.astype(np.float32)
 
 
-@pytest.mark.parametrize("seed,lead,tail", [(0, 8000, 4000), (1, 3000, 12000), (2, 1, 1),
-                                            (3, 16000, 0)])
-@pytest.mark.parametrize("win_n,hop_n", [(2048, 512), (400, 160), (512, 128)])
-@pytest.mark.parametrize("thr_db", [30.0, 60.0])
-def test_nonsilent_range_matches_frame_rms(lib, seed, lead, tail, win_n, hop_n, thr_db):
-    sig = speech_like(seed, lead, 20000, tail)
-    ours = nonsilent(lib, sig, win_n, hop_n, thr_db)
-    assert ours == numpy_nonsilent(sig, win_n, hop_n, thr_db)
-    if lead > win_n and thr_db == 30.0:
-        # Trimming removes most of the leading silence and keeps all of the speech.
-        assert lead - win_n <= ours[0] <= lead
-        assert ours[0] + ours[1] >= lead + 20000 - hop_n
+def nonsilent(lib, sig, win_n, hop_n, thr_db):
+    start, length = ctypes.c_int(-9), ctypes.c_int(-9)
+    assert lib.vorelAudioGetNonSilentPos(ctypes.byref(start), ctypes.byref(length), fptr(sig),
+                                         sig.size, win_n, hop_n, ctypes.c_float(thr_db)) == 0
+    return start.value, length.value
+
+
+@pytest.mark.parametrize("seed,lead,tail",
+                         [(0, 8000, 4000), (1, 3000, 12000), (2, 1, 1), (3, 16000, 0)])
+@pytest.mark.parametrize("win_n,hop_n", [(2048, 512), (400, 160), (1, 100), (64, 20000)])
+@pytest.mark.parametrize("thr_db", [10.0, 30.0, 80.0])
+def test_nonsilent_range_matches_frame_levels(lib, seed, lead, tail, win_n, hop_n, thr_db):
+    sig = bursts(seed, lead, 20000, tail)
+    assert nonsilent(lib, sig, win_n, hop_n, thr_db) == numpy_nonsilent(sig, win_n, hop_n, thr_db)
+
+
+def test_nonsilent_short_signals_match_frame_levels(lib):
+    rng = np.random.default_rng(4)
+    for n in range(1, 10):
+        sig = rng.uniform(-1, 1, n).astype(np.float32)
+        for win_n in range(1, n + 1):
+            for hop_n in range(1, n + 2):
+                for thr_db in (3.0, 60.0):
+                    ours = nonsilent(lib, sig, win_n, hop_n, thr_db)
+                    assert ours == numpy_nonsilent(sig, win_n, hop_n, thr_db)
