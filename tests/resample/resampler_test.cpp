@@ -191,7 +191,7 @@ TEST(ResampleLanes, MatchThePlainWalkBitForBit) {
             if (dst_n < 1) continue;
             std::vector<float> fast(dst_n, -1.0f), plain(dst_n, -2.0f);
             resample(fast.data(), x.data(), c.dst_rate, dst_n, c.src_rate, c.src_n);
-            resample_plain(plain.data(), x.data(), c.dst_rate, dst_n, c.src_rate, c.src_n);
+            resample_by(ResamplePath::plain, plain.data(), x.data(), c.dst_rate, dst_n, c.src_rate, c.src_n);
             EXPECT_TRUE(same_bits(fast, plain))
                 << c.dst_rate << " from " << c.src_rate << ", dst_n " << dst_n;
         }

@@ -1,0 +1,149 @@
+// The lane kernels, written once over GCC vector types of W doubles and built twice: W = 2
+// for SSE2 (every x86-64 CPU) and W = 4 in a function compiled for AVX2, picked at run time.
+// Only separate multiplies and adds appear (no fused multiply-add: the AVX2 build does not
+// enable FMA and contraction is off), so each lane rounds exactly like the plain sum.
+#include "resample/resample_lanes.h"
+
+#include <cstring>
+
+namespace vorel::audio {
+
+namespace {
+
+using Row = ResampleFilterTable::Row;
+constexpr int lane_n = resample_lane_n;
+
+template <int W>
+struct Vec {
+    typedef double d __attribute__((vector_size(W * sizeof(double))));
+    typedef float f __attribute__((vector_size(W * sizeof(float))));
+    static constexpr int per_lanes = lane_n / W;  // vectors across the sixteen lanes
+    // Outputs summed side by side: eight independent sums hide the latency of the adds.
+    static constexpr int out_n = per_lanes >= 8 ? 1 : 8 / per_lanes;
+};
+
+// Columns of a W x W block of doubles from its rows.
+template <int W>
+[[gnu::always_inline]] inline void transpose(const typename Vec<W>::d (&r)[W],
+                                             typename Vec<W>::d (&c)[W]) {
+    if constexpr (W == 2) {
+        c[0] = __builtin_shufflevector(r[0], r[1], 0, 2);
+        c[1] = __builtin_shufflevector(r[0], r[1], 1, 3);
+    } else {
+        static_assert(W == 4);
+        const auto t0 = __builtin_shufflevector(r[0], r[1], 0, 4, 2, 6);
+        const auto t1 = __builtin_shufflevector(r[0], r[1], 1, 5, 3, 7);
+        const auto t2 = __builtin_shufflevector(r[2], r[3], 0, 4, 2, 6);
+        const auto t3 = __builtin_shufflevector(r[2], r[3], 1, 5, 3, 7);
+        c[0] = __builtin_shufflevector(t0, t2, 0, 1, 4, 5);
+        c[1] = __builtin_shufflevector(t1, t3, 0, 1, 4, 5);
+        c[2] = __builtin_shufflevector(t0, t2, 2, 3, 6, 7);
+        c[3] = __builtin_shufflevector(t1, t3, 2, 3, 6, 7);
+    }
+}
+
+// Widens the lanes' inputs into the chunk, lanes side by side: element k of lane l goes to
+// chunk[k * 16 + l], so one tap meets the sixteen lanes in 16 / W consecutive vectors.
+template <int W>
+[[gnu::always_inline]] inline void widen(const ResampleLaneBlock& b) {
+    using V = Vec<W>;
+    const std::int64_t whole = b.extent - b.extent % W;
+    for (int l0 = 0; l0 < lane_n; l0 += W) {
+        for (std::int64_t k = 0; k < whole; k += W) {
+            typename V::d r[W], c[W];
+            for (int i = 0; i < W; ++i) {
+                typename V::f v;
+                std::memcpy(&v, b.lane_src[l0 + i] + k, sizeof v);
+                r[i] = __builtin_convertvector(v, typename V::d);
+            }
+            transpose<W>(r, c);
+            for (int i = 0; i < W; ++i)
+                std::memcpy(b.chunk + (k + i) * lane_n + l0, &c[i], sizeof c[i]);
+        }
+    }
+    for (std::int64_t k = whole; k < b.extent; ++k)
+        for (int l = 0; l < lane_n; ++l) b.chunk[k * lane_n + l] = b.lane_src[l][k];
+}
+
+// P outputs of all lanes: output p uses rows[p] on the chunk from x[p], and lane l of it goes
+// to dst[l * stride + p]. Each lane's sum starts at 0.0 and adds tap 64 - j times element j.
+template <int W, int P>
+[[gnu::always_inline]] inline void dot_taps_lanes(const Row* const (&rows)[P],
+                                                  const double* const (&x)[P], float* dst,
+                                                  std::int64_t stride) {
+    using V = Vec<W>;
+    constexpr int q_n = V::per_lanes;
+    typename V::d acc[P][q_n] = {};
+#pragma GCC unroll 5
+    for (int j = 0; j < resample_tap_n; ++j) {
+#pragma GCC unroll 4
+        for (int p = 0; p < P; ++p) {
+            const double t = (*rows[p])[resample_tap_n - 1 - j];
+            const double* xj = x[p] + j * lane_n;
+#pragma GCC unroll 8
+            for (int q = 0; q < q_n; ++q) {
+                typename V::d v;
+                std::memcpy(&v, xj + q * W, sizeof v);
+                acc[p][q] = acc[p][q] + t * v;
+            }
+        }
+    }
+    // Narrowed W at a time: the vector conversion rounds each lane as the scalar one does.
+#pragma GCC unroll 4
+    for (int p = 0; p < P; ++p)
+#pragma GCC unroll 8
+        for (int q = 0; q < q_n; ++q) {
+            const typename V::f y = __builtin_convertvector(acc[p][q], typename V::f);
+#pragma GCC unroll 4
+            for (int i = 0; i < W; ++i) dst[(q * W + i) * stride + p] = y[i];
+        }
+}
+
+template <int W>
+[[gnu::always_inline]] inline void run_block(const ResampleLaneBlock& b) {
+    widen<W>(b);
+    std::int64_t off = 0;
+    std::int64_t i = 0;
+    // Takes the row and input of the next step and moves on.
+    auto step = [&](const Row*& row, const double*& x) {
+        row = &b.coef[b.kiro[i]];
+        x = b.chunk + off * lane_n;
+        off += b.diff[i];
+        if (++i == b.up) i = 0;
+    };
+    constexpr int P = Vec<W>::out_n;
+    std::int64_t s = 0;
+    for (; s + P <= b.span; s += P) {
+        const Row* rows[P];
+        const double* x[P];
+        for (int p = 0; p < P; ++p) step(rows[p], x[p]);
+        dot_taps_lanes<W, P>(rows, x, b.dst + s, b.lane_stride);
+    }
+    for (; s < b.span; ++s) {
+        const Row* rows[1];
+        const double* x[1];
+        step(rows[0], x[0]);
+        dot_taps_lanes<W, 1>(rows, x, b.dst + s, b.lane_stride);
+    }
+}
+
+}  // namespace
+
+void resample_lanes_sse2(const ResampleLaneBlock& block) { run_block<2>(block); }
+
+__attribute__((target("avx2"))) void resample_lanes_avx2(const ResampleLaneBlock& block) {
+    run_block<4>(block);
+}
+
+bool avx2_supported() {
+    __builtin_cpu_init();  // also safe when asked before the constructors of libgcc ran
+    return __builtin_cpu_supports("avx2");
+}
+
+ResampleLaneKernel best_resample_lane_kernel() {
+    static const ResampleLaneKernel kernel =
+        avx2_supported() ? resample_lanes_avx2 : resample_lanes_sse2;
+    return kernel;
+}
+
+}  // namespace vorel::audio

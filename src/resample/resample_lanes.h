@@ -1,0 +1,40 @@
+// The lane kernels of the converter: one block of sixteen lanes at a time, each lane summing
+// its outputs in the plain order, in an SSE2 and an AVX2 build of the same code.
+#pragma once
+
+#include <cstdint>
+
+#include "resample/resample_filter_table.h"
+
+namespace vorel::audio {
+
+inline constexpr int resample_lane_n = 16;
+
+// Lane l computes dst[l * lane_stride + s] for s in [0, span), span being whole cycles of the
+// step sequences, so that every lane uses the same row at the same s. Lane l reads `extent`
+// consecutive elements of the padded input from lane_src[l]; chunk holds extent x 16 doubles
+// of scratch for them.
+struct ResampleLaneBlock {
+    const float* lane_src[resample_lane_n];
+    std::int64_t extent;
+    double* chunk;
+    const ResampleFilterTable::Row* coef;
+    const int* kiro;
+    const int* diff;
+    std::int64_t up;
+    std::int64_t span;
+    float* dst;
+    std::int64_t lane_stride;
+};
+
+using ResampleLaneKernel = void (*)(const ResampleLaneBlock&);
+
+void resample_lanes_sse2(const ResampleLaneBlock& block);
+void resample_lanes_avx2(const ResampleLaneBlock& block);  // only where avx2_supported()
+
+bool avx2_supported();
+
+// The fastest kernel this CPU runs, chosen once.
+ResampleLaneKernel best_resample_lane_kernel();
+
+}  // namespace vorel::audio
