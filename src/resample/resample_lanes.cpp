@@ -4,6 +4,7 @@
 // enable FMA and contraction is off), so each lane rounds exactly like the plain sum.
 #include "resample/resample_lanes.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace vorel::audio {
@@ -42,26 +43,34 @@ template <int W>
     }
 }
 
-// Widens the lanes' inputs into the chunk, lanes side by side: element k of lane l goes to
-// chunk[k * 16 + l], so one tap meets the sixteen lanes in 16 / W consecutive vectors.
+// Widens elements [k0, k1) of the lanes' inputs into the chunk, lanes side by side: element k
+// of lane l goes to chunk[k * 16 + l], so one tap meets the sixteen lanes in 16 / W
+// consecutive vectors. k0 is a multiple of W.
 template <int W>
-[[gnu::always_inline]] inline void widen(const ResampleLaneBlock& b) {
+[[gnu::always_inline]] inline void widen(const ResampleLaneBlock& b, std::int64_t k0,
+                                         std::int64_t k1) {
     using V = Vec<W>;
-    const std::int64_t whole = b.extent - b.extent % W;
+    const std::int64_t whole = k1 - (k1 - k0) % W;
+    // The inputs stream from memory: ask for the next stretch of each lane now.
+    for (int l = 0; l < lane_n; ++l)
+        for (std::int64_t k = k1; k < std::min(b.extent, 2 * k1 - k0); k += 16)
+            __builtin_prefetch(b.lane_src[l] + k);
     for (int l0 = 0; l0 < lane_n; l0 += W) {
-        for (std::int64_t k = 0; k < whole; k += W) {
+        for (std::int64_t k = k0; k < whole; k += W) {
             typename V::d r[W], c[W];
+#pragma GCC unroll 8
             for (int i = 0; i < W; ++i) {
                 typename V::f v;
                 std::memcpy(&v, b.lane_src[l0 + i] + k, sizeof v);
                 r[i] = __builtin_convertvector(v, typename V::d);
             }
             transpose<W>(r, c);
+#pragma GCC unroll 8
             for (int i = 0; i < W; ++i)
                 std::memcpy(b.chunk + (k + i) * lane_n + l0, &c[i], sizeof c[i]);
         }
     }
-    for (std::int64_t k = whole; k < b.extent; ++k)
+    for (std::int64_t k = whole; k < k1; ++k)
         for (int l = 0; l < lane_n; ++l) b.chunk[k * lane_n + l] = b.lane_src[l][k];
 }
 
@@ -99,13 +108,22 @@ template <int W, int P>
         }
 }
 
-template <int W>
+// The chunk is widened a little ahead of the outputs that read it, so that it is still in
+// the first-level cache when they do. WW is the width of the widening, W of the sums.
+template <int WW, int W>
 [[gnu::always_inline]] inline void run_block(const ResampleLaneBlock& b) {
-    widen<W>(b);
+    constexpr std::int64_t ahead = 64;  // rows widened at a time beyond the current need
+    std::int64_t widened = 0;
     std::int64_t off = 0;
     std::int64_t i = 0;
     // Takes the row and input of the next step and moves on.
     auto step = [&](const Row*& row, const double*& x) {
+        const std::int64_t need = off + resample_tap_n;
+        if (need > widened) {
+            const std::int64_t to = std::min(b.extent, need + ahead);
+            widen<WW>(b, widened, to);
+            widened = to;
+        }
         row = &b.coef[b.kiro[i]];
         x = b.chunk + off * lane_n;
         off += b.diff[i];
@@ -129,10 +147,14 @@ template <int W>
 
 }  // namespace
 
-void resample_lanes_sse2(const ResampleLaneBlock& block) { run_block<2>(block); }
+void resample_lanes_sse2(const ResampleLaneBlock& block) { run_block<2, 2>(block); }
 
 __attribute__((target("avx2"))) void resample_lanes_avx2(const ResampleLaneBlock& block) {
-    run_block<4>(block);
+    run_block<4, 4>(block);
+}
+
+__attribute__((target("avx512f"))) void resample_lanes_avx512(const ResampleLaneBlock& block) {
+    run_block<4, 8>(block);
 }
 
 bool avx2_supported() {
@@ -142,7 +164,7 @@ bool avx2_supported() {
 
 ResampleLaneKernel best_resample_lane_kernel() {
     static const ResampleLaneKernel kernel =
-        avx2_supported() ? resample_lanes_avx2 : resample_lanes_sse2;
+        __builtin_cpu_supports("avx512f") ? resample_lanes_avx512 : avx2_supported() ? resample_lanes_avx2 : resample_lanes_sse2;
     return kernel;
 }
 

@@ -31,6 +31,7 @@ using ResampleLaneKernel = void (*)(const ResampleLaneBlock&);
 
 void resample_lanes_sse2(const ResampleLaneBlock& block);
 void resample_lanes_avx2(const ResampleLaneBlock& block);  // only where avx2_supported()
+void resample_lanes_avx512(const ResampleLaneBlock& block);
 
 bool avx2_supported();
 

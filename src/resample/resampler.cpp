@@ -204,7 +204,8 @@ void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int 
 
 void resample_by(ResamplePath path, float* dst, const float* src, int dst_sample_rate, int dst_n,
                  int src_sample_rate, int src_n) {
-    const ResampleLaneKernel kernel = path == ResamplePath::avx2   ? resample_lanes_avx2
+    const ResampleLaneKernel kernel = path == ResamplePath::avx512 ? resample_lanes_avx512
+                                      : path == ResamplePath::avx2 ? resample_lanes_avx2
                                       : path == ResamplePath::sse2 ? resample_lanes_sse2
                                                                    : nullptr;
     resample_with(kernel, dst, src, dst_sample_rate, dst_n, src_sample_rate, src_n);

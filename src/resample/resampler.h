@@ -17,7 +17,7 @@ void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int 
 
 // The same conversion by one chosen path: `plain` one output at a time, the reference that
 // the lane paths match bit for bit; `avx2` only where avx2_supported().
-enum class ResamplePath { plain, sse2, avx2 };
+enum class ResamplePath { plain, sse2, avx2, avx512 };
 void resample_by(ResamplePath path, float* dst, const float* src, int dst_sample_rate, int dst_n,
                  int src_sample_rate, int src_n);
 
