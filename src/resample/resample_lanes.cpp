@@ -1,7 +1,7 @@
-// The lane kernels, written once over GCC vector types of W doubles and built twice: W = 2
-// for SSE2 (every x86-64 CPU) and W = 4 in a function compiled for AVX2, picked at run time.
-// Only separate multiplies and adds appear (no fused multiply-add: the AVX2 build does not
-// enable FMA and contraction is off), so each lane rounds exactly like the plain sum.
+// The lane kernels, written once over GCC vector types of W doubles and built three times:
+// W = 2 for SSE2 (every x86-64 CPU), W = 4 in a function compiled for AVX2 and W = 8 in one
+// compiled for AVX-512, picked at run time. Only separate multiplies and adds appear (no
+// fused multiply-add: contraction is off), so each lane rounds exactly like the plain sum.
 #include "resample/resample_lanes.h"
 
 #include <algorithm>
@@ -162,9 +162,15 @@ bool avx2_supported() {
     return __builtin_cpu_supports("avx2");
 }
 
+bool avx512_supported() {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx512f");
+}
+
 ResampleLaneKernel best_resample_lane_kernel() {
-    static const ResampleLaneKernel kernel =
-        __builtin_cpu_supports("avx512f") ? resample_lanes_avx512 : avx2_supported() ? resample_lanes_avx2 : resample_lanes_sse2;
+    static const ResampleLaneKernel kernel = avx512_supported() ? resample_lanes_avx512
+                                             : avx2_supported() ? resample_lanes_avx2
+                                                                : resample_lanes_sse2;
     return kernel;
 }
 

@@ -1,5 +1,5 @@
 // The lane kernels of the converter: one block of sixteen lanes at a time, each lane summing
-// its outputs in the plain order, in an SSE2 and an AVX2 build of the same code.
+// its outputs in the plain order, in SSE2, AVX2 and AVX-512 builds of the same code.
 #pragma once
 
 #include <cstdint>
@@ -30,10 +30,11 @@ struct ResampleLaneBlock {
 using ResampleLaneKernel = void (*)(const ResampleLaneBlock&);
 
 void resample_lanes_sse2(const ResampleLaneBlock& block);
-void resample_lanes_avx2(const ResampleLaneBlock& block);  // only where avx2_supported()
-void resample_lanes_avx512(const ResampleLaneBlock& block);
+void resample_lanes_avx2(const ResampleLaneBlock& block);    // only where avx2_supported()
+void resample_lanes_avx512(const ResampleLaneBlock& block);  // only where avx512_supported()
 
 bool avx2_supported();
+bool avx512_supported();
 
 // The fastest kernel this CPU runs, chosen once.
 ResampleLaneKernel best_resample_lane_kernel();

@@ -16,7 +16,7 @@ void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int 
               int src_n);
 
 // The same conversion by one chosen path: `plain` one output at a time, the reference that
-// the lane paths match bit for bit; `avx2` only where avx2_supported().
+// the lane paths match bit for bit; `avx2` and `avx512` only where the CPU has them.
 enum class ResamplePath { plain, sse2, avx2, avx512 };
 void resample_by(ResamplePath path, float* dst, const float* src, int dst_sample_rate, int dst_n,
                  int src_sample_rate, int src_n);
