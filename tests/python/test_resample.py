@@ -44,13 +44,11 @@ def test_passband_is_flat_up_to_090_of_the_lower_nyquist(lib, src_rate, dst_rate
     freqs = np.linspace(100, 0.9 * nyquist, 30)
     g, gs = (np.array([amplitude(convert(tone(f, src_rate), src_rate, dst_rate), dst_rate, f)
                        for f in freqs]) for convert in (lambda *a: ours(lib, *a), scipy_poly))
-    half = freqs <= 0.5 * nyquist
     print(f"\n{src_rate}->{dst_rate} passband dB to 0.9 Nyquist: ours [{g.min():.4f}, "
           f"{g.max():.4f}], scipy [{gs.min():.4f}, {gs.max():.4f}]")
-    assert np.all(np.abs(g[half]) < 0.01)
-    assert g.max() < 0.05
-    assert -1.5 < g.min()  # the 65-tap window rolls off towards the cutoff
-    assert gs.min() - 1.0 < g.min()
+    assert np.all(np.abs(g[freqs <= 0.5 * nyquist]) < 0.01) and g.max() < 0.05
+    # The 65-tap window rolls off towards the cutoff, at most 1 dB beyond scipy's.
+    assert max(-1.5, gs.min() - 1.0) < g.min()
 
 
 # A tone above the output Nyquist frequency folds to an alias; a tone upsampled leaves an image
@@ -78,7 +76,6 @@ def test_band_limited_signal_agrees_with_scipy(lib, src_rate, dst_rate):
                 rng.uniform(0, 6, 12))).astype(np.float32)
     a, b = ours(lib, x, src_rate, dst_rate), scipy_poly(x, src_rate, dst_rate)
     assert len(a) == len(b)
-    d = (a - b)[500:-500]
-    rel = np.sqrt(np.mean(d ** 2) / np.mean(b[500:-500] ** 2))
+    rel = np.sqrt(np.mean((a - b)[500:-500] ** 2) / np.mean(b[500:-500] ** 2))
     print(f"\n{src_rate}->{dst_rate} band-limited: relative RMS difference to scipy {rel:.2e}")
     assert rel < 5e-3
