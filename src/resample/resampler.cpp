@@ -114,20 +114,26 @@ LanePlan plan_lanes(const Filter& f, std::int64_t src_n, std::int64_t limit) {
 }
 
 // Scratch of the lane blocks, allocated before anything is written: the widened chunk, and
-// room for the lanes whose inputs reach into the zero padding.
+// room for the lanes whose inputs reach into the zero padding. The chunk starts on a cache
+// line, so that no vector of a row straddles two.
 struct LaneScratch {
-    std::vector<double> chunk;
+    static constexpr std::size_t line = 64 / sizeof(double);
+    std::vector<double> store;
     std::vector<float> edges;
     explicit LaneScratch(const LanePlan& p)
-        : chunk(static_cast<std::size_t>(p.block_n > 0 ? p.extent * lane_n : 0)),
-          edges(chunk.size()) {}
+        : store(static_cast<std::size_t>(p.block_n > 0 ? p.extent * lane_n + line : 0)),
+          edges(store.size()) {}
+    double* chunk() {
+        const auto at = reinterpret_cast<std::uintptr_t>(store.data()) / sizeof(double);
+        return store.data() + (line - at % line) % line;
+    }
 };
 
 void run_lanes(ResampleLaneKernel kernel, float* dst, const Source& s, const LanePlan& p,
                LaneScratch& scratch, const Filter& f, Walk& w) {
     ResampleLaneBlock b{};
     b.extent = p.extent;
-    b.chunk = scratch.chunk.data();
+    b.chunk = scratch.chunk();
     b.coef = f.coef.data();
     b.kiro = f.kiro.data();
     b.diff = f.diff.data();
