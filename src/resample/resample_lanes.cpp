@@ -23,22 +23,22 @@ struct Vec {
     static constexpr int out_n = per_lanes >= 8 ? 1 : 8 / per_lanes;
 };
 
-// Columns of a W x W block of doubles from its rows.
+// Columns of a W x W block of floats from its rows.
 template <int W>
-[[gnu::always_inline]] inline void transpose(const typename Vec<W>::d (&r)[W],
-                                             typename Vec<W>::d (&c)[W]) {
+[[gnu::always_inline]] inline void transpose(const typename Vec<W>::f (&r)[W],
+                                             typename Vec<W>::f (&c)[W]) {
     if constexpr (W == 2) {
         c[0] = __builtin_shufflevector(r[0], r[1], 0, 2);
         c[1] = __builtin_shufflevector(r[0], r[1], 1, 3);
     } else {
         static_assert(W == 4);
-        const auto t0 = __builtin_shufflevector(r[0], r[1], 0, 4, 2, 6);
-        const auto t1 = __builtin_shufflevector(r[0], r[1], 1, 5, 3, 7);
-        const auto t2 = __builtin_shufflevector(r[2], r[3], 0, 4, 2, 6);
-        const auto t3 = __builtin_shufflevector(r[2], r[3], 1, 5, 3, 7);
+        const auto t0 = __builtin_shufflevector(r[0], r[1], 0, 4, 1, 5);
+        const auto t1 = __builtin_shufflevector(r[0], r[1], 2, 6, 3, 7);
+        const auto t2 = __builtin_shufflevector(r[2], r[3], 0, 4, 1, 5);
+        const auto t3 = __builtin_shufflevector(r[2], r[3], 2, 6, 3, 7);
         c[0] = __builtin_shufflevector(t0, t2, 0, 1, 4, 5);
-        c[1] = __builtin_shufflevector(t1, t3, 0, 1, 4, 5);
-        c[2] = __builtin_shufflevector(t0, t2, 2, 3, 6, 7);
+        c[1] = __builtin_shufflevector(t0, t2, 2, 3, 6, 7);
+        c[2] = __builtin_shufflevector(t1, t3, 0, 1, 4, 5);
         c[3] = __builtin_shufflevector(t1, t3, 2, 3, 6, 7);
     }
 }
@@ -55,23 +55,24 @@ template <int W>
     for (int l = 0; l < lane_n; ++l)
         for (std::int64_t k = k1; k < std::min(b.extent, 2 * k1 - k0); k += 16)
             __builtin_prefetch(b.lane_src[l] + k);
+    double* const chunk = b.chunk;  // kept apart from the block, which the stores cannot alias
     for (int l0 = 0; l0 < lane_n; l0 += W) {
+        const float* src[W];
+        for (int i = 0; i < W; ++i) src[i] = b.lane_src[l0 + i];
         for (std::int64_t k = k0; k < whole; k += W) {
-            typename V::d r[W], c[W];
+            typename V::f r[W], c[W];
 #pragma GCC unroll 8
-            for (int i = 0; i < W; ++i) {
-                typename V::f v;
-                std::memcpy(&v, b.lane_src[l0 + i] + k, sizeof v);
-                r[i] = __builtin_convertvector(v, typename V::d);
-            }
+            for (int i = 0; i < W; ++i) std::memcpy(&r[i], src[i] + k, sizeof r[i]);
             transpose<W>(r, c);
 #pragma GCC unroll 8
-            for (int i = 0; i < W; ++i)
-                std::memcpy(b.chunk + (k + i) * lane_n + l0, &c[i], sizeof c[i]);
+            for (int i = 0; i < W; ++i) {
+                const typename V::d v = __builtin_convertvector(c[i], typename V::d);
+                std::memcpy(chunk + (k + i) * lane_n + l0, &v, sizeof v);
+            }
         }
     }
     for (std::int64_t k = whole; k < k1; ++k)
-        for (int l = 0; l < lane_n; ++l) b.chunk[k * lane_n + l] = b.lane_src[l][k];
+        for (int l = 0; l < lane_n; ++l) chunk[k * lane_n + l] = b.lane_src[l][k];
 }
 
 // P outputs of all lanes: output p uses rows[p] on the chunk from x[p], and lane l of it goes
