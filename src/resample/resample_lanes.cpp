@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 namespace vorel::audio {
 
@@ -43,12 +44,12 @@ template <int W>
     }
 }
 
-// Widens elements [k0, k1) of the lanes' inputs into the chunk, lanes side by side: element k
-// of lane l goes to chunk[k * 16 + l], so one tap meets the sixteen lanes in 16 / W
-// consecutive vectors. k0 is a multiple of W.
+// Widens elements [k0, k1) of the lanes' inputs into the chunk, whose row 0 holds element
+// `base`, lanes side by side: element k of lane l goes to chunk[(k - base) * 16 + l], so one
+// tap meets the sixteen lanes in 16 / W consecutive vectors.
 template <int W>
-[[gnu::always_inline]] inline void widen(const ResampleLaneBlock& b, std::int64_t k0,
-                                         std::int64_t k1) {
+[[gnu::always_inline]] inline void widen(const ResampleLaneBlock& b, std::int64_t base,
+                                         std::int64_t k0, std::int64_t k1) {
     using V = Vec<W>;
     const std::int64_t whole = k1 - (k1 - k0) % W;
     // The inputs stream from memory: ask for the next stretch of each lane now.
@@ -67,12 +68,12 @@ template <int W>
 #pragma GCC unroll 8
             for (int i = 0; i < W; ++i) {
                 const typename V::d v = __builtin_convertvector(c[i], typename V::d);
-                std::memcpy(chunk + (k + i) * lane_n + l0, &v, sizeof v);
+                std::memcpy(chunk + (k - base + i) * lane_n + l0, &v, sizeof v);
             }
         }
     }
     for (std::int64_t k = whole; k < k1; ++k)
-        for (int l = 0; l < lane_n; ++l) chunk[k * lane_n + l] = b.lane_src[l][k];
+        for (int l = 0; l < lane_n; ++l) chunk[(k - base) * lane_n + l] = b.lane_src[l][k];
 }
 
 // P outputs of all lanes: output p uses rows[p] on the chunk from x[p], and lane l of it goes
@@ -109,41 +110,48 @@ template <int W, int P>
         }
 }
 
-// The chunk is widened a little ahead of the outputs that read it, so that it is still in
-// the first-level cache when they do. WW is the width of the widening, W of the sums.
+// The chunk is a window on the widened inputs, filled a little ahead of the outputs that read
+// it so that it is still in the first-level cache when they do; when the next rows would pass
+// its end, the rows still needed move to its start. WW is the width of the widening, W of
+// the sums.
 template <int WW, int W>
 [[gnu::always_inline]] inline void run_block(const ResampleLaneBlock& b) {
     constexpr std::int64_t ahead = 64;  // rows widened at a time beyond the current need
-    std::int64_t widened = 0;
+    constexpr int P = Vec<W>::out_n;
+    const std::int64_t rows = std::min(b.extent, resample_chunk_rows);
+    std::int64_t base = 0;     // element held in row 0 of the chunk
+    std::int64_t widened = 0;  // elements widened so far
     std::int64_t off = 0;
     std::int64_t i = 0;
-    // Takes the row and input of the next step and moves on.
-    auto step = [&](const Row*& row, const double*& x) {
-        const std::int64_t need = off + resample_tap_n;
+    // Computes the next n (at most P) outputs of every lane into dst.
+    auto outputs = [&](auto n_tag, float* dst) {
+        constexpr int n = decltype(n_tag)::value;
+        const Row* row[n];
+        std::int64_t at[n];
+        for (int p = 0; p < n; ++p) {
+            row[p] = &b.coef[b.kiro[i]];
+            at[p] = off;
+            off += b.diff[i];
+            if (++i == b.up) i = 0;
+        }
+        const std::int64_t need = at[n - 1] + resample_tap_n;
         if (need > widened) {
             const std::int64_t to = std::min(b.extent, need + ahead);
-            widen<WW>(b, widened, to);
+            if (to - base > rows) {
+                std::memmove(b.chunk, b.chunk + (at[0] - base) * lane_n,
+                             static_cast<std::size_t>((widened - at[0]) * lane_n) * sizeof(double));
+                base = at[0];
+            }
+            widen<WW>(b, base, widened, to);
             widened = to;
         }
-        row = &b.coef[b.kiro[i]];
-        x = b.chunk + off * lane_n;
-        off += b.diff[i];
-        if (++i == b.up) i = 0;
+        const double* x[n];
+        for (int p = 0; p < n; ++p) x[p] = b.chunk + (at[p] - base) * lane_n;
+        dot_taps_lanes<W, n>(row, x, dst, b.lane_stride);
     };
-    constexpr int P = Vec<W>::out_n;
     std::int64_t s = 0;
-    for (; s + P <= b.span; s += P) {
-        const Row* rows[P];
-        const double* x[P];
-        for (int p = 0; p < P; ++p) step(rows[p], x[p]);
-        dot_taps_lanes<W, P>(rows, x, b.dst + s, b.lane_stride);
-    }
-    for (; s < b.span; ++s) {
-        const Row* rows[1];
-        const double* x[1];
-        step(rows[0], x[0]);
-        dot_taps_lanes<W, 1>(rows, x, b.dst + s, b.lane_stride);
-    }
+    for (; s + P <= b.span; s += P) outputs(std::integral_constant<int, P>{}, b.dst + s);
+    for (; s < b.span; ++s) outputs(std::integral_constant<int, 1>{}, b.dst + s);
 }
 
 }  // namespace

@@ -113,19 +113,36 @@ LanePlan plan_lanes(const Filter& f, std::int64_t src_n, std::int64_t limit) {
     return p;
 }
 
-// Scratch of the lane blocks, allocated before anything is written: the widened chunk, and
-// room for the lanes whose inputs reach into the zero padding. The chunk starts on a cache
-// line, so that no vector of a row straddles two.
+// Scratch of the lane blocks, allocated before anything is written. The kernel's chunk has a
+// fixed number of rows, whatever the rates, and starts on a cache line so that no vector of
+// a row straddles two. Lanes whose inputs reach into the zero padding read them from padded
+// copies of the signal's ends, each one lane long.
 struct LaneScratch {
     static constexpr std::size_t line = 64 / sizeof(double);
     std::vector<double> store;
-    std::vector<float> edges;
-    explicit LaneScratch(const LanePlan& p)
-        : store(static_cast<std::size_t>(p.block_n > 0 ? p.extent * lane_n + line : 0)),
-          edges(store.size()) {}
+    std::int64_t tail_first = 0;  // element of the padded input where `tail` starts
+    std::vector<float> head, tail;
+
+    LaneScratch(const LanePlan& p, const Source& s) {
+        if (p.block_n == 0) return;
+        const std::int64_t rows = std::min(p.extent, resample_chunk_rows);
+        store.resize(static_cast<std::size_t>(rows * lane_n) + line);
+        const std::int64_t end_n = p.extent + resample_half_tap_n;
+        head.resize(static_cast<std::size_t>(end_n));
+        tail.resize(static_cast<std::size_t>(end_n));
+        copy_padded(s, 0, end_n, head.data());
+        tail_first = s.n + 2 * resample_half_tap_n - end_n;
+        copy_padded(s, tail_first, end_n, tail.data());
+    }
     double* chunk() {
         const auto at = reinterpret_cast<std::uintptr_t>(store.data()) / sizeof(double);
         return store.data() + (line - at % line) % line;
+    }
+    // Lane input from element `first` of the padded input on, `extent` elements long.
+    const float* lane_input(const Source& s, std::int64_t first, std::int64_t extent) const {
+        if (first < resample_half_tap_n) return head.data() + first;
+        if (first + extent > s.n + resample_half_tap_n) return tail.data() + (first - tail_first);
+        return s.x + (first - resample_half_tap_n);
     }
 };
 
@@ -141,17 +158,8 @@ void run_lanes(ResampleLaneKernel kernel, float* dst, const Source& s, const Lan
     b.span = p.span;
     b.lane_stride = p.block_n * p.span;
     for (std::int64_t block = 0; block < p.block_n; ++block) {
-        for (int l = 0; l < lane_n; ++l) {
-            const std::int64_t first = (l * p.block_n + block) * p.span_down;
-            const std::int64_t at = first - resample_half_tap_n;
-            if (at >= 0 && at + p.extent <= s.n) {
-                b.lane_src[l] = s.x + at;
-            } else {
-                float* edge = scratch.edges.data() + l * p.extent;
-                copy_padded(s, first, p.extent, edge);
-                b.lane_src[l] = edge;
-            }
-        }
+        for (int l = 0; l < lane_n; ++l)
+            b.lane_src[l] = scratch.lane_input(s, (l * p.block_n + block) * p.span_down, p.extent);
         b.dst = dst + block * p.span;
         kernel(b);
     }
@@ -176,13 +184,13 @@ void resample_with(ResampleLaneKernel kernel, float* dst, const float* src, int 
     const std::int64_t limit = len < dst_n ? static_cast<std::int64_t>(len) : dst_n;
 
     const LanePlan plan = kernel ? plan_lanes(f, src_n, limit) : LanePlan{};
-    LaneScratch scratch(plan);
     std::vector<float> own;
     Source s{src, src_n};
     if (plan.block_n > 0 && overlap(dst, dst_n, src, src_n)) {
         own.assign(src, src + src_n);
         s.x = own.data();
     }
+    LaneScratch scratch(plan, s);
     // The plain walk finishes from where the blocks stop, on its own padded window.
     const std::int64_t first = plan.block_n * lane_n * plan.span_down;
     std::vector<float> window(static_cast<std::size_t>(src_n + 2 * resample_half_tap_n - first));
