@@ -56,7 +56,7 @@ template <int W>
     for (int l = 0; l < lane_n; ++l)
         for (std::int64_t k = k1; k < std::min(b.extent, 2 * k1 - k0); k += 16)
             __builtin_prefetch(b.lane_src[l] + k);
-    double* const chunk = b.chunk;  // kept apart from the block, which the stores cannot alias
+    double* const chunk = b.chunk;  // a local, which the stores below cannot be taken to change
     for (int l0 = 0; l0 < lane_n; l0 += W) {
         const float* src[W];
         for (int i = 0; i < W; ++i) src[i] = b.lane_src[l0 + i];
