@@ -1,5 +1,6 @@
 // The converter: walks the step sequences of the pair's filter over the zero-padded input,
-// one 65-tap dot product in double per output sample.
+// one 65-tap dot product in double per output sample, sixteen lanes at a time where the
+// signal is long enough.
 #include "resample/resampler.h"
 
 #include <algorithm>
@@ -11,19 +12,19 @@
 
 #include "errors/checks.h"
 #include "resample/resample_filter_table.h"
+#include "resample/resample_lanes.h"
 
 namespace vorel::audio {
 
 namespace {
 
-using Coef = ResampleFilterTable::Coef;
-using Steps = ResampleFilterTable::Steps;
 using Row = ResampleFilterTable::Row;
+constexpr int lane_n = resample_lane_n;
 
 struct Filter {
-    const Coef& coef;
-    const Steps& diff;
-    const Steps& kiro;
+    const ResampleFilterTable::Coef& coef;
+    const ResampleFilterTable::Steps& diff;
+    const ResampleFilterTable::Steps& kiro;
 };
 
 // Where the walk stands: output index, element of the padded input, step in the sequences.
@@ -32,6 +33,20 @@ struct Walk {
     std::int64_t pos = 0;
     std::size_t i = 0;
 };
+
+// The signal as the walk sees it: element i of the padded input is x[i - 32] inside the
+// signal and zero outside, without a padded copy of the whole signal.
+struct Source {
+    const float* x;
+    std::int64_t n;
+};
+
+void copy_padded(const Source& s, std::int64_t first, std::int64_t count, float* out) {
+    for (std::int64_t k = 0; k < count; ++k) {
+        const std::int64_t i = first + k - resample_half_tap_n;
+        out[k] = i >= 0 && i < s.n ? s.x[i] : 0.0f;
+    }
+}
 
 double exact_len(int dst_sample_rate, int src_sample_n, int src_sample_rate) {
     return std::ceil(static_cast<double>(dst_sample_rate) / static_cast<double>(src_sample_rate) *
@@ -51,107 +66,139 @@ float dot_taps(const Row& row, const float* x) {
     return static_cast<float>(sum);
 }
 
-void run_plain(float* dst, const std::vector<float>& padded, std::int64_t src_n,
-               std::int64_t limit, const Filter& f, Walk& w) {
+// window holds the padded input from element `first` on.
+void run_plain(float* dst, const std::vector<float>& window, std::int64_t first,
+               std::int64_t src_n, std::int64_t limit, const Filter& f, Walk& w) {
     while (w.n < limit && !walk_ended(w.pos, src_n)) {
-        dst[w.n] = dot_taps(f.coef[f.kiro[w.i]], padded.data() + w.pos);
+        dst[w.n] = dot_taps(f.coef[f.kiro[w.i]], window.data() + (w.pos - first));
         ++w.n;
         w.pos += f.diff[w.i];
         if (++w.i == f.kiro.size()) w.i = 0;
     }
 }
 
-// Lanes: sixteen outputs at once, lane l taking output n0 + l * span + s. A span is a whole
-// number of cycles of the sequences, so all lanes use the same row at the same s, and their
-// inputs start span_down apart. Each lane keeps its own double sum in the plain order, so the
-// result is the plain one to the bit. The inputs of a block are widened once into a chunk with
-// the lanes side by side, so one tap meets sixteen samples in eight vector products; eight
-// independent sums also hide the latency of the additions, which bounds a single sum.
-typedef double v2d __attribute__((vector_size(16)));
-
-constexpr int lane_n = 16;
+// Lanes: the first 16 x block_n x span outputs are cut into sixteen runs of block_n spans, one
+// per lane, and block b computes span b of every run. A span is a whole number of cycles of
+// the sequences, so all lanes use the same row at the same s. Each lane reads its input as
+// one forward stream, widened a span at a time into the kernel's chunk.
 constexpr std::int64_t min_span = 128;  // outputs per lane, to spread the widening of a block
 constexpr std::int64_t max_input_per_output = 16;  // beyond this, widening costs more than it saves
 
-v2d load2(const double* p) {
-    v2d v;
-    __builtin_memcpy(&v, p, sizeof v);
-    return v;
-}
+struct LanePlan {
+    std::int64_t span = 0;
+    std::int64_t span_down = 0;
+    std::int64_t extent = 0;  // padded inputs one lane reads in a block
+    std::int64_t block_n = 0;
+};
 
-void dot_taps_lanes(const Row& row, const double* z, float* out) {
-    constexpr int pair_n = lane_n / 2;
-    v2d acc[pair_n];
-#pragma GCC unroll 8
-    for (int q = 0; q < pair_n; ++q) acc[q] = v2d{0.0, 0.0};
-    for (int j = 0; j < resample_tap_n; ++j) {
-        const double t = row[resample_tap_n - 1 - j];
-        const v2d c = {t, t};
-        const double* x = z + j * lane_n;
-#pragma GCC unroll 8
-        for (int q = 0; q < pair_n; ++q) acc[q] = acc[q] + c * load2(x + 2 * q);
-    }
-#pragma GCC unroll 16
-    for (int l = 0; l < lane_n; ++l) out[l] = static_cast<float>(acc[l / 2][l % 2]);
-}
-
-void run_lanes(float* dst, const std::vector<float>& padded, std::int64_t src_n,
-               std::int64_t limit, const Filter& f, Walk& w) {
+LanePlan plan_lanes(const Filter& f, std::int64_t src_n, std::int64_t limit) {
+    LanePlan p;
     const std::int64_t up = static_cast<std::int64_t>(f.kiro.size());
     std::int64_t down = 0;
     for (int d : f.diff) down += d;
-    if (down > max_input_per_output * up) return;
+    if (down > max_input_per_output * up) return p;
 
     const std::int64_t cycles = std::max<std::int64_t>(1, (min_span + up - 1) / up);
-    const std::int64_t span = cycles * up;
-    const std::int64_t span_down = cycles * down;
-    const std::int64_t last_off = span_down - f.diff[up - 1];  // input offset of a lane's last output
-    const std::int64_t extent = last_off + resample_tap_n;
-    auto block_fits = [&] {
-        return w.n + lane_n * span <= limit &&
-               !walk_ended(w.pos + (lane_n - 1) * span_down + last_off, src_n);
-    };
-    if (!block_fits()) return;
-
-    std::vector<double> chunk(static_cast<std::size_t>(extent * lane_n));
-    float out[lane_n];
-    do {
-        for (std::int64_t k = 0; k < extent; ++k)
-            for (int l = 0; l < lane_n; ++l)
-                chunk[k * lane_n + l] = padded[w.pos + l * span_down + k];
-        std::int64_t off = 0;
-        std::size_t i = 0;
-        for (std::int64_t s = 0; s < span; ++s) {
-            dot_taps_lanes(f.coef[f.kiro[i]], chunk.data() + off * lane_n, out);
-            for (int l = 0; l < lane_n; ++l) dst[w.n + l * span + s] = out[l];
-            off += f.diff[i];
-            if (++i == f.kiro.size()) i = 0;
-        }
-        w.n += lane_n * span;
-        w.pos += lane_n * span_down;
-    } while (block_fits());
+    p.span = cycles * up;
+    p.span_down = cycles * down;
+    const std::int64_t last_off = p.span_down - f.diff[up - 1];  // input of a lane's last output
+    p.extent = last_off + resample_tap_n;
+    std::int64_t n = 0, pos = 0;
+    while (n + lane_n * p.span <= limit &&
+           !walk_ended(pos + (lane_n - 1) * p.span_down + last_off, src_n)) {
+        ++p.block_n;
+        n += lane_n * p.span;
+        pos += lane_n * p.span_down;
+    }
+    return p;
 }
 
-void resample_with(bool lanes, float* dst, const float* src, int dst_sample_rate, int dst_n,
-                   int src_sample_rate, int src_n) {
+// Scratch of the lane blocks, allocated before anything is written. The kernel's chunk has a
+// fixed number of rows, whatever the rates, and starts on a cache line so that no vector of
+// a row straddles two. Lanes whose inputs reach into the zero padding read them from padded
+// copies of the signal's ends, each one lane long.
+struct LaneScratch {
+    static constexpr std::size_t line = 64 / sizeof(double);
+    std::vector<double> store;
+    std::int64_t tail_first = 0;  // element of the padded input where `tail` starts
+    std::vector<float> head, tail;
+
+    LaneScratch(const LanePlan& p, const Source& s) {
+        if (p.block_n == 0) return;
+        const std::int64_t rows = std::min(p.extent, resample_chunk_rows);
+        store.resize(static_cast<std::size_t>(rows * lane_n) + line);
+        const std::int64_t end_n = p.extent + resample_half_tap_n;
+        head.resize(static_cast<std::size_t>(end_n));
+        tail.resize(static_cast<std::size_t>(end_n));
+        copy_padded(s, 0, end_n, head.data());
+        tail_first = s.n + 2 * resample_half_tap_n - end_n;
+        copy_padded(s, tail_first, end_n, tail.data());
+    }
+    double* chunk() {
+        const auto at = reinterpret_cast<std::uintptr_t>(store.data()) / sizeof(double);
+        return store.data() + (line - at % line) % line;
+    }
+    // Lane input from element `first` of the padded input on, `extent` elements long.
+    const float* lane_input(const Source& s, std::int64_t first, std::int64_t extent) const {
+        if (first < resample_half_tap_n) return head.data() + first;
+        if (first + extent > s.n + resample_half_tap_n) return tail.data() + (first - tail_first);
+        return s.x + (first - resample_half_tap_n);
+    }
+};
+
+void run_lanes(ResampleLaneKernel kernel, float* dst, const Source& s, const LanePlan& p,
+               LaneScratch& scratch, const Filter& f, Walk& w) {
+    ResampleLaneBlock b{};
+    b.extent = p.extent;
+    b.chunk = scratch.chunk();
+    b.coef = f.coef.data();
+    b.kiro = f.kiro.data();
+    b.diff = f.diff.data();
+    b.up = static_cast<std::int64_t>(f.kiro.size());
+    b.span = p.span;
+    b.lane_stride = p.block_n * p.span;
+    for (std::int64_t block = 0; block < p.block_n; ++block) {
+        for (int l = 0; l < lane_n; ++l)
+            b.lane_src[l] = scratch.lane_input(s, (l * p.block_n + block) * p.span_down, p.extent);
+        b.dst = dst + block * p.span;
+        kernel(b);
+    }
+    w.n = lane_n * p.block_n * p.span;
+    w.pos = lane_n * p.block_n * p.span_down;
+}
+
+bool overlap(const float* a, std::int64_t a_n, const float* b, std::int64_t b_n) {
+    const auto a0 = reinterpret_cast<std::uintptr_t>(a);
+    const auto b0 = reinterpret_cast<std::uintptr_t>(b);
+    return a0 < b0 + b_n * sizeof(float) && b0 < a0 + a_n * sizeof(float);
+}
+
+// kernel null: the plain walk alone. Everything is allocated and the input copied where dst
+// overlaps it, before the first store.
+void resample_with(ResampleLaneKernel kernel, float* dst, const float* src, int dst_sample_rate,
+                   int dst_n, int src_sample_rate, int src_n) {
     const Filter f{ResampleFilterTable::instance().ref_coef(dst_sample_rate, src_sample_rate),
                    ResampleFilterTable::instance().ref_diff(dst_sample_rate, src_sample_rate),
                    ResampleFilterTable::instance().ref_kiro(dst_sample_rate, src_sample_rate)};
-
-    // Copied before any store, so dst may be src.
-    // Each element written once: the margins zeroed, the signal copied.
-    const std::size_t padded_n = static_cast<std::size_t>(src_n) + 2 * resample_half_tap_n;
-    std::vector<float> padded;
-    padded.reserve(padded_n);
-    padded.assign(resample_half_tap_n, 0.0f);
-    padded.insert(padded.end(), src, src + src_n);
-    padded.resize(padded_n, 0.0f);
-
     const double len = exact_len(dst_sample_rate, src_n, src_sample_rate);
     const std::int64_t limit = len < dst_n ? static_cast<std::int64_t>(len) : dst_n;
+
+    const LanePlan plan = kernel ? plan_lanes(f, src_n, limit) : LanePlan{};
+    std::vector<float> own;
+    Source s{src, src_n};
+    if (plan.block_n > 0 && overlap(dst, dst_n, src, src_n)) {
+        own.assign(src, src + src_n);
+        s.x = own.data();
+    }
+    LaneScratch scratch(plan, s);
+    // The plain walk finishes from where the blocks stop, on its own padded window.
+    const std::int64_t first = plan.block_n * lane_n * plan.span_down;
+    std::vector<float> window(static_cast<std::size_t>(src_n + 2 * resample_half_tap_n - first));
+    copy_padded(s, first, static_cast<std::int64_t>(window.size()), window.data());
+
     Walk w;
-    if (lanes) run_lanes(dst, padded, src_n, limit, f, w);
-    run_plain(dst, padded, src_n, limit, f, w);
+    run_lanes(kernel, dst, s, plan, scratch, f, w);
+    run_plain(dst, window, first, src_n, limit, f, w);
     std::fill(dst + w.n, dst + dst_n, 0.0f);
 }
 
@@ -165,12 +212,17 @@ int get_resample_len(int dst_sample_rate, int src_sample_n, int src_sample_rate)
 
 void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate,
               int src_n) {
-    resample_with(true, dst, src, dst_sample_rate, dst_n, src_sample_rate, src_n);
+    resample_with(best_resample_lane_kernel(), dst, src, dst_sample_rate, dst_n, src_sample_rate,
+                  src_n);
 }
 
-void resample_plain(float* dst, const float* src, int dst_sample_rate, int dst_n,
-                    int src_sample_rate, int src_n) {
-    resample_with(false, dst, src, dst_sample_rate, dst_n, src_sample_rate, src_n);
+void resample_by(ResamplePath path, float* dst, const float* src, int dst_sample_rate, int dst_n,
+                 int src_sample_rate, int src_n) {
+    const ResampleLaneKernel kernel = path == ResamplePath::avx512 ? resample_lanes_avx512
+                                      : path == ResamplePath::avx2 ? resample_lanes_avx2
+                                      : path == ResamplePath::sse2 ? resample_lanes_sse2
+                                                                   : nullptr;
+    resample_with(kernel, dst, src, dst_sample_rate, dst_n, src_sample_rate, src_n);
 }
 
 }  // namespace vorel::audio

@@ -15,9 +15,10 @@ int get_resample_len(int dst_sample_rate, int src_sample_n, int src_sample_rate)
 void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate,
               int src_n);
 
-// The same conversion one output at a time; the reference that the lane path of `resample`
-// must match bit for bit.
-void resample_plain(float* dst, const float* src, int dst_sample_rate, int dst_n,
-                    int src_sample_rate, int src_n);
+// The same conversion by one chosen path: `plain` one output at a time, the reference that
+// the lane paths match bit for bit; `avx2` and `avx512` only where the CPU has them.
+enum class ResamplePath { plain, sse2, avx2, avx512 };
+void resample_by(ResamplePath path, float* dst, const float* src, int dst_sample_rate, int dst_n,
+                 int src_sample_rate, int src_n);
 
 }  // namespace vorel::audio
