@@ -35,3 +35,52 @@ void BM_vorelAudioIFFT(benchmark::State& state) { run<vorelAudioIFFT>(state, 2);
 
 BENCHMARK(BM_vorelAudioFFT)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(4096)->Arg(1000);
 BENCHMARK(BM_vorelAudioIFFT)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(4096)->Arg(1000);
+
+#ifdef VOREL_BENCH_FFTW
+// The same lengths with FFTW (single precision, one thread, planned with FFTW_MEASURE), as a
+// peer: complex-to-complex like the exported transform, and real-to-half-complex.
+#include <fftw3.h>
+
+namespace {
+
+void BM_fftw_c2c(benchmark::State& state) {
+    const int n = static_cast<int>(state.range(0));
+    const std::vector<float> src = test_signal(2 * static_cast<std::size_t>(n));
+    auto* in = fftwf_alloc_complex(n);
+    auto* out = fftwf_alloc_complex(n);
+    fftwf_plan plan = fftwf_plan_dft_1d(n, in, out, FFTW_FORWARD, FFTW_MEASURE);
+    for (int i = 0; i < n; ++i) in[i][0] = src[2 * i], in[i][1] = src[2 * i + 1];
+    for (auto _ : state) {
+        fftwf_execute(plan);
+        benchmark::DoNotOptimize(out);
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations());
+    fftwf_destroy_plan(plan);
+    fftwf_free(in);
+    fftwf_free(out);
+}
+
+void BM_fftw_r2c(benchmark::State& state) {
+    const int n = static_cast<int>(state.range(0));
+    const std::vector<float> src = test_signal(n);
+    float* in = fftwf_alloc_real(n);
+    auto* out = fftwf_alloc_complex(n / 2 + 1);
+    fftwf_plan plan = fftwf_plan_dft_r2c_1d(n, in, out, FFTW_MEASURE);
+    for (int i = 0; i < n; ++i) in[i] = src[i];
+    for (auto _ : state) {
+        fftwf_execute(plan);
+        benchmark::DoNotOptimize(out);
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations());
+    fftwf_destroy_plan(plan);
+    fftwf_free(in);
+    fftwf_free(out);
+}
+
+}  // namespace
+
+BENCHMARK(BM_fftw_c2c)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(4096)->Arg(1000);
+BENCHMARK(BM_fftw_r2c)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(4096)->Arg(1000);
+#endif
