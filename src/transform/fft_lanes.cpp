@@ -40,11 +40,14 @@ VOREL_LANE_INLINE void store_lanes(float* p, V v) {
     std::memcpy(p, &v, sizeof v);
 }
 
+// Written as a shuffle of lane 0, which the compiler turns into one broadcast in a register.
 template <class V>
 VOREL_LANE_INLINE V splat(float w) {
-    V v;
-    for (std::size_t l = 0; l < kWidth<V>; ++l) v[l] = w;
-    return v;
+    const float4 one{w, w, w, w};
+    if constexpr (kWidth<V> == 4)
+        return one;
+    else
+        return __builtin_shufflevector(one, one, 0, 0, 0, 0, 0, 0, 0, 0);
 }
 
 // Element k of a lane buffer: its real lanes at p, its imaginary lanes kFrameLanes further.
@@ -54,30 +57,58 @@ VOREL_LANE_INLINE const float* element(const float* p, std::size_t k) { return p
 // The combine step of the mixed-radix transform (the leaf DFTs are the case len = 1): blocks
 // of q * len elements made of q transformed sub-blocks of len elements. Output x = r len + s
 // of a block is the sum over t, in order and from 0, of input t len + s times table entry
-// c (t x mod size), c = n / size.
-template <class V>
+// c (t x mod size), c = n / size. All blocks share the twiddles of an output, so the blocks
+// run innermost. Q > 0 fixes q at compile time, with the twiddles of an output held in
+// registers; Q = 0 reads them from the table for each block.
+template <class V, std::size_t Q>
 VOREL_LANE_INLINE void combine_lanes(const float* in, float* out, std::size_t n, std::size_t q, std::size_t len,
                                      const float* table) {
+    if constexpr (Q > 0) q = Q;
     const std::size_t size = q * len;
     const std::size_t c = n / size;
-    for (std::size_t b = 0; b < c; ++b) {
-        const float* from = element(in, b * size);
-        float* to = element(out, b * size);
-        for (std::size_t x = 0; x < size; ++x) {
-            const std::size_t s = x % len;
-            V re{}, im{};
-            std::size_t e = 0;  // t * x mod size
-            for (std::size_t t = 0; t < q; ++t) {
-                const float* p = element(from, t * len + s);
-                const float* w = table + 2 * c * e;
-                multiply_add(re, im, load_lanes<V>(p), load_lanes<V>(p + kFrameLanes), splat<V>(w[0]),
-                             splat<V>(w[1]));
-                e += x;
-                if (e >= size) e -= size;
+    // The table entry of term t of output x: c (t x mod size), the product kept reduced.
+    const auto next_exponent = [size](std::size_t e, std::size_t x) { return e + x >= size ? e + x - size : e + x; };
+    for (std::size_t r = 0, x = 0; r < q; ++r) {
+        for (std::size_t s = 0; s < len; ++s, ++x) {
+            const float* from = element(in, s);
+            float* to = element(out, x);
+            [[maybe_unused]] V w_re[Q > 0 ? Q : 1], w_im[Q > 0 ? Q : 1];
+            if constexpr (Q > 0) {
+                for (std::size_t t = 0, e = 0; t < Q; ++t, e = next_exponent(e, x)) {
+                    w_re[t] = splat<V>(table[2 * c * e]);
+                    w_im[t] = splat<V>(table[2 * c * e + 1]);
+                }
             }
-            store_lanes(element(to, x), re);
-            store_lanes(element(to, x) + kFrameLanes, im);
+            for (std::size_t b = 0; b < c; ++b) {
+                V re{}, im{};
+                for (std::size_t t = 0, e = 0; t < q; ++t) {
+                    const float* p = element(from, b * size + t * len);
+                    const V x_re = load_lanes<V>(p), x_im = load_lanes<V>(p + kFrameLanes);
+                    if constexpr (Q > 0) {
+                        multiply_add(re, im, x_re, x_im, w_re[t], w_im[t]);
+                    } else {
+                        multiply_add(re, im, x_re, x_im, splat<V>(table[2 * c * e]), splat<V>(table[2 * c * e + 1]));
+                        e = next_exponent(e, x);
+                    }
+                }
+                store_lanes(element(to, b * size), re);
+                store_lanes(element(to, b * size) + kFrameLanes, im);
+            }
         }
+    }
+}
+
+// The common radices with their twiddles in registers, any other at run time.
+template <class V>
+VOREL_LANE_INLINE void combine_any(const float* in, float* out, std::size_t n, std::size_t q, std::size_t len,
+                                   const float* table) {
+    switch (q) {
+        case 2: combine_lanes<V, 2>(in, out, n, q, len, table); break;
+        case 3: combine_lanes<V, 3>(in, out, n, q, len, table); break;
+        case 4: combine_lanes<V, 4>(in, out, n, q, len, table); break;
+        case 5: combine_lanes<V, 5>(in, out, n, q, len, table); break;
+        case 7: combine_lanes<V, 7>(in, out, n, q, len, table); break;
+        default: combine_lanes<V, 0>(in, out, n, q, len, table); break;
     }
 }
 
@@ -88,11 +119,11 @@ VOREL_LANE_INLINE float* general_lanes(float* cur, float* spare, std::size_t n, 
     std::size_t factor_n = mixed_radix_factors(n, factors);
     std::size_t blocks = 1;
     for (std::size_t j = 0; j < factor_n; ++j) blocks *= factors[j];
-    combine_lanes<V>(cur, spare, n, n / blocks, 1, table);
+    combine_any<V>(cur, spare, n, n / blocks, 1, table);
     std::swap(cur, spare);
     while (factor_n > 0) {
         const std::size_t q = factors[--factor_n];
-        combine_lanes<V>(cur, spare, n, q, n / blocks, table);
+        combine_any<V>(cur, spare, n, q, n / blocks, table);
         std::swap(cur, spare);
         blocks /= q;
     }
