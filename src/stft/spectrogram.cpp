@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/float4.h"
 #include "features/complex_norm.h"
 #include "stft/frame_ops.h"
 #include "stft/framing.h"
@@ -61,6 +62,15 @@ inline void store_cell(float* cell, float re, float im, float power) {
     cell[1] = power > 0.0f ? 0.0f : im;
 }
 
+// The bins of all lanes as (re, im) pairs: lane l to cell[2l], cell[2l + 1]. Only moves.
+inline void interleave_lanes(float* cell, const float* bin) {
+    for (std::size_t l = 0; l < kFrameLanes; l += 4) {
+        const float4 re = load4(bin + l), im = load4(bin + kFrameLanes + l);
+        store4(cell + 2 * l, __builtin_shufflevector(re, im, 0, 4, 1, 5));
+        store4(cell + 2 * l + 4, __builtin_shufflevector(re, im, 2, 6, 3, 7));
+    }
+}
+
 }  // namespace
 
 int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame_n) {
@@ -93,7 +103,10 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
             for (std::size_t k = 0; k < freq_n; ++k) {
                 const float* b = lanes.bin(k);
                 float* cell = dst + k * stride + 2 * t;
-                for (std::size_t l = 0; l < kFrameLanes; ++l) store_cell(cell + 2 * l, b[l], b[kFrameLanes + l], power);
+                if (power > 0.0f)
+                    for (std::size_t l = 0; l < kFrameLanes; ++l) store_cell(cell + 2 * l, b[l], b[kFrameLanes + l], power);
+                else
+                    interleave_lanes(cell, b);
             }
         }
     }

@@ -35,7 +35,12 @@ private:
     float factor_;
     LaneKernel kernel_;
     LanePlan plan_;
-    std::vector<float> seg_, data_, spare_;
+    // The window factor of lane element j's sample, and whether that sample is kept at all
+    // (outside the window's span it is replaced by 0, not multiplied).
+    std::vector<float> weight_;
+    std::vector<unsigned char> keep_;
+    std::vector<std::vector<float>> segs_;  // frames that need padding, one per lane
+    std::vector<float> data_, spare_;
     float* result_;
 };
 
