@@ -26,6 +26,25 @@ inline WindowSpan window_span(std::size_t frame_n, std::size_t win_n) {
     return {half, used, span > win_n};
 }
 
+// The factor of each frame sample under a centred window, as apply_window uses it: inside the
+// span the window value, on an odd difference's extra sample 0 (still multiplied); keep[i]
+// is 0 where the sample is replaced by 0 instead.
+struct WindowFactors {
+    std::vector<float> weight;
+    std::vector<unsigned char> keep;
+};
+
+inline WindowFactors window_factors(std::size_t frame_n, const std::vector<float>& window) {
+    WindowFactors f{std::vector<float>(frame_n, 0.0f), std::vector<unsigned char>(frame_n, 0)};
+    const WindowSpan span = window_span(frame_n, window.size());
+    for (std::size_t i = 0; i < span.used; ++i) {
+        f.weight[span.half + i] = window[i];
+        f.keep[span.half + i] = 1;
+    }
+    if (span.extra) f.keep[span.half + span.used] = 1;
+    return f;
+}
+
 // Every float times factor, each product rounded on its own (the loop vectorises).
 inline void scale_floats(std::vector<float>& data, float factor) {
     for (float& v : data) v = v * factor;

@@ -1,7 +1,6 @@
 // Frames into lanes, the lane transform, and the norm scaling of the kept bins.
 #include "stft/spectrum_lanes.h"
 
-#include "stft/frame_ops.h"
 #include "stft/framing.h"
 #include "stft/spectrogram.h"
 
@@ -11,29 +10,15 @@ SpectrumLanes::SpectrumLanes(int fft_n, const std::vector<float>& fft_table, con
                              int norm_type, LaneKernel kernel)
     : n_(static_cast<std::size_t>(fft_n)),
       fft_table_(fft_table),
-      window_(window),
       norm_type_(norm_type),
       factor_(norm_type == 2 ? scipy_norm_factor(fft_n) : norm_type == 1 ? torch_norm_factor(window) : 1.0f),
       kernel_(kernel),
       plan_(make_lane_plan(n_)),
-      weight_(n_, 0.0f),
-      keep_(n_, 0),
+      factors_(window_factors(n_, window)),
       segs_(kFrameLanes, std::vector<float>(n_, 0.0f)),
       data_(kLaneStride * n_, 0.0f),
       spare_(kLaneStride * n_, 0.0f),
-      result_(data_.data()) {
-    // The factors apply_window uses, per sample of the frame.
-    const WindowSpan span = window_span(n_, window.size());
-    for (std::size_t j = 0; j < n_; ++j) {
-        const std::size_t i = plan_.in_pos[j];
-        if (i >= span.half && i < span.half + span.used) {
-            weight_[j] = window[i - span.half];
-            keep_[j] = 1;
-        } else if (span.extra && i == span.half + span.used) {
-            keep_[j] = 1;  // times a window value of 0
-        }
-    }
-}
+      result_(data_.data()) {}
 
 std::size_t SpectrumLanes::work_bytes(int fft_n) {
     const std::size_t n = static_cast<std::size_t>(fft_n > 0 ? fft_n : 0);
@@ -54,8 +39,8 @@ void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int cen
     for (std::size_t j = 0; j < n_; ++j) {
         float* to = data_.data() + kLaneStride * j;
         const std::size_t i = plan_.in_pos[j];
-        const float w = weight_[j];
-        if (keep_[j]) {
+        const float w = factors_.weight[i];
+        if (factors_.keep[i]) {
             for (std::size_t l = 0; l < kFrameLanes; ++l) to[l] = frames[l][i] * w;
         } else {
             for (std::size_t l = 0; l < kFrameLanes; ++l) to[l] = 0.0f;

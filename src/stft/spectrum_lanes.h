@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "stft/frame_ops.h"
 #include "transform/fft_lanes.h"
 
 namespace vorel::audio {
@@ -30,15 +31,11 @@ public:
 private:
     std::size_t n_;
     const std::vector<float>& fft_table_;
-    const std::vector<float>& window_;
     int norm_type_;
     float factor_;
     LaneKernel kernel_;
     LanePlan plan_;
-    // The window factor of lane element j's sample, and whether that sample is kept at all
-    // (outside the window's span it is replaced by 0, not multiplied).
-    std::vector<float> weight_;
-    std::vector<unsigned char> keep_;
+    WindowFactors factors_;  // per frame sample
     std::vector<std::vector<float>> segs_;  // frames that need padding, one per lane
     std::vector<float> data_, spare_;
     float* result_;

@@ -10,6 +10,7 @@
 #include <random>
 #include <vector>
 
+#include "stft/inverse_spectrogram.h"
 #include "stft/spectrogram.h"
 #include "transform/fft.h"
 #include "transform/fft_lanes.h"
@@ -142,6 +143,36 @@ TEST(SpectrogramLanes, AvxKernelMatchesSse2) {
     const std::vector<float> x = noise(16000, 2);
     const Case c{16000, 400, 160, 400, 1, 0, 2.0f};
     expect_same_bits(spectrogram_of(x, c, LaneKernel::avx2), spectrogram_of(x, c, LaneKernel::sse2));
+}
+
+std::vector<float> inverse_of(const std::vector<float>& spec, int frame_n, int freq_n, int hop_n, int win_n,
+                              int center, int norm_type, LaneKernel kernel) {
+    const int sample_n = get_sample_len(frame_n, freq_n, hop_n, center != 0);
+    std::vector<float> dst(static_cast<std::size_t>(sample_n), -7.25f);
+    inverse_spectrogram(dst.data(), spec.data(), frame_n, freq_n, hop_n, win_n, 2, sample_n, center, norm_type,
+                        kernel);
+    return dst;
+}
+
+TEST(InverseSpectrogramLanes, MatchesThePerFramePath) {
+    std::vector<float> x = noise(3000, 23);
+    for (int fft_n : {400, 512, 402, 12})
+        for (int norm_type : {0, 1, 2})
+            for (int center : {0, 1}) {
+                const int freq_n = fft_n / 2 + 1, hop = fft_n / 4 + 1;
+                const int frames = stft_frame_len(3000, fft_n, hop, 1, 1 << 20);
+                std::vector<float> spec(2 * static_cast<std::size_t>(freq_n) * frames);
+                spectrogram(spec.data(), x.data(), 3000, fft_n, hop, fft_n, 1, frames, 1, 0.0f, norm_type);
+                if (fft_n == 512) spec[2 * (7 * frames + 9) + 1] = std::numeric_limits<float>::infinity();
+                const int win_n = fft_n - 9;
+                const std::vector<float> want = inverse_of(spec, frames, freq_n, hop, win_n, center, norm_type,
+                                                           LaneKernel::none);
+                for (LaneKernel kernel : kernels()) {
+                    SCOPED_TRACE(testing::Message() << "fft_n " << fft_n << " norm " << norm_type << " center "
+                                                    << center << " kernel " << static_cast<int>(kernel));
+                    expect_same_bits(inverse_of(spec, frames, freq_n, hop, win_n, center, norm_type, kernel), want);
+                }
+            }
 }
 
 }  // namespace
