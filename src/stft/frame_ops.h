@@ -2,6 +2,7 @@
 // where a window sits in a frame, and a scale factor applied to every float.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -26,22 +27,18 @@ inline WindowSpan window_span(std::size_t frame_n, std::size_t win_n) {
     return {half, used, span > win_n};
 }
 
-// The factor of each frame sample under a centred window, as apply_window uses it: inside the
-// span the window value, on an odd difference's extra sample 0 (still multiplied); keep[i]
-// is 0 where the sample is replaced by 0 instead.
+// The factor of each frame sample under a centred window, as apply_window uses it: the samples
+// [begin, end) are multiplied, by the window value inside its span and by 0 on an odd
+// difference's extra sample; every other sample is replaced by 0.
 struct WindowFactors {
     std::vector<float> weight;
-    std::vector<unsigned char> keep;
+    std::size_t begin, end;
 };
 
 inline WindowFactors window_factors(std::size_t frame_n, const std::vector<float>& window) {
-    WindowFactors f{std::vector<float>(frame_n, 0.0f), std::vector<unsigned char>(frame_n, 0)};
     const WindowSpan span = window_span(frame_n, window.size());
-    for (std::size_t i = 0; i < span.used; ++i) {
-        f.weight[span.half + i] = window[i];
-        f.keep[span.half + i] = 1;
-    }
-    if (span.extra) f.keep[span.half + span.used] = 1;
+    WindowFactors f{std::vector<float>(frame_n, 0.0f), span.half, span.half + span.used + (span.extra ? 1 : 0)};
+    std::copy_n(window.begin(), span.used, f.weight.begin() + static_cast<std::ptrdiff_t>(span.half));
     return f;
 }
 

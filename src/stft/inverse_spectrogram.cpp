@@ -116,7 +116,8 @@ public:
         for (std::size_t l = 0; l < kFrameLanes; ++l) {
             float* acc = y + 2 * (t0 + l) * hop;
             for (std::size_t i = 0; i < n_; ++i) {
-                float v = factors_.keep[i] ? out[kLaneStride * plan_.out_pos[i] + l] * factors_.weight[i] : 0.0f;
+                const bool kept = i >= factors_.begin && i < factors_.end;
+                float v = kept ? out[kLaneStride * plan_.out_pos[i] + l] * factors_.weight[i] : 0.0f;
                 if (norm_type_ == 2) v = v * factor_;
                 acc[2 * i] += v;
             }

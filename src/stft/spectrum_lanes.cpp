@@ -1,6 +1,9 @@
 // Frames into lanes, the lane transform, and the norm scaling of the kept bins.
 #include "stft/spectrum_lanes.h"
 
+#include <algorithm>
+
+#include "common/float4.h"
 #include "stft/framing.h"
 #include "stft/spectrogram.h"
 
@@ -15,10 +18,13 @@ SpectrumLanes::SpectrumLanes(int fft_n, const std::vector<float>& fft_table, con
       kernel_(kernel),
       plan_(make_lane_plan(n_)),
       factors_(window_factors(n_, window)),
+      element_(n_),
       segs_(kFrameLanes, std::vector<float>(n_, 0.0f)),
       data_(kLaneStride * n_, 0.0f),
       spare_(kLaneStride * n_, 0.0f),
-      result_(data_.data()) {}
+      result_(data_.data()) {
+    for (std::size_t j = 0; j < n_; ++j) element_[plan_.in_pos[j]] = static_cast<std::uint32_t>(j);
+}
 
 std::size_t SpectrumLanes::work_bytes(int fft_n) {
     const std::size_t n = static_cast<std::size_t>(fft_n > 0 ? fft_n : 0);
@@ -35,18 +41,30 @@ void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int cen
             frames[l] = segs_[l].data();
         }
     }
-    // The windowed real input of the transform, already in the order its first step wants.
-    for (std::size_t j = 0; j < n_; ++j) {
-        float* to = data_.data() + kLaneStride * j;
-        const std::size_t i = plan_.in_pos[j];
-        const float w = factors_.weight[i];
-        if (factors_.keep[i]) {
-            for (std::size_t l = 0; l < kFrameLanes; ++l) to[l] = frames[l][i] * w;
-        } else {
-            for (std::size_t l = 0; l < kFrameLanes; ++l) to[l] = 0.0f;
-        }
-        for (std::size_t l = 0; l < kFrameLanes; ++l) to[kFrameLanes + l] = 0.0f;
+    // The windowed real input of the transform, each sample stored to the lane element where
+    // the transform's first step wants it. Samples outside the window are 0, not multiplied.
+    const auto element = [&](std::size_t i) { return data_.data() + kLaneStride * element_[i]; };
+    for (std::size_t i = 0; i < n_; ++i) {
+        const bool kept = i >= factors_.begin && i < factors_.end;
+        std::fill_n(element(i) + (kept ? kFrameLanes : 0), kept ? kFrameLanes : kLaneStride, 0.0f);
     }
+    std::size_t i = factors_.begin;
+    // Four samples of eight frames at a time: two 4 x 4 transposes bring each sample's eight
+    // frames together.
+    for (; i + 4 <= factors_.end; i += 4) {
+        float4 v[kFrameLanes];
+        for (std::size_t l = 0; l < kFrameLanes; ++l) v[l] = load4(frames[l] + i);
+        transpose4(v[0], v[1], v[2], v[3]);
+        transpose4(v[4], v[5], v[6], v[7]);
+        for (std::size_t s = 0; s < 4; ++s) {
+            const float w = factors_.weight[i + s];
+            const float4 wv{w, w, w, w};
+            store4(element(i + s), v[s] * wv);
+            store4(element(i + s) + 4, v[4 + s] * wv);
+        }
+    }
+    for (; i < factors_.end; ++i)
+        for (std::size_t l = 0; l < kFrameLanes; ++l) element(i)[l] = frames[l][i] * factors_.weight[i];
     result_ = fft_lanes(data_.data(), spare_.data(), plan_, fft_table_, false, kernel_);
     if (norm_type_ != 1 && norm_type_ != 2) return;
     for (std::size_t k = 0; k <= n_ / 2; ++k) {

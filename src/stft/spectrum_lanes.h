@@ -35,7 +35,8 @@ private:
     float factor_;
     LaneKernel kernel_;
     LanePlan plan_;
-    WindowFactors factors_;  // per frame sample
+    WindowFactors factors_;               // per frame sample
+    std::vector<std::uint32_t> element_;  // the lane element that frame sample i starts in
     std::vector<std::vector<float>> segs_;  // frames that need padding, one per lane
     std::vector<float> data_, spare_;
     float* result_;
