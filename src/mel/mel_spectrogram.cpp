@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "common/float4.h"
 #include "common/memory_budget.h"
 #include "features/complex_norm.h"
 #include "stft/framing.h"
@@ -120,6 +121,8 @@ void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, i
 
 namespace {
 
+static_assert(kFrameLanes == 8, "the band sums hold the lanes as two groups of four");
+
 // The bands of kFrameLanes frames from their norms mag[k * kFrameLanes + l]: per lane the
 // sums of convert_freq_to_mel_1d, written to dst[m * stride + l].
 void bands_of_lanes(float* dst, std::size_t stride, const std::vector<float>& mag, const MelMatrix& fb,
@@ -131,12 +134,15 @@ void bands_of_lanes(float* dst, std::size_t stride, const std::vector<float>& ma
     for (std::size_t m = 0; m < fb.size(); ++m, dst += stride) {
         const float* row = fb[m].data();
         const BandSpan span = finite ? spans[m] : BandSpan{0, bins};
-        float acc[kFrameLanes] = {};
+        float4 lo{}, hi{};  // lanes 0-3 and 4-7
         for (std::size_t k = span.begin; k < span.end; ++k) {
             const float* x = mag.data() + k * kFrameLanes;
-            for (std::size_t l = 0; l < kFrameLanes; ++l) acc[l] = acc[l] + row[k] * x[l];
+            const float4 w{row[k], row[k], row[k], row[k]};
+            lo = lo + w * load4(x);
+            hi = hi + w * load4(x + 4);
         }
-        std::copy(acc, acc + kFrameLanes, dst);
+        store4(dst, lo);
+        store4(dst + 4, hi);
     }
 }
 
