@@ -9,14 +9,9 @@ namespace vorel::audio {
 
 namespace {
 
-inline float norm_of(float re, float im, float exponent) {
-    const float sq = re * re + im * im;
-    return powf(sq, exponent);
-}
-
 void norms(float* dst, const float* src, std::size_t n, float power) {
     const float exponent = power * 0.5f;
-    for (std::size_t i = 0; i < n; ++i) dst[i] = norm_of(src[2 * i], src[2 * i + 1], exponent);
+    for (std::size_t i = 0; i < n; ++i) dst[i] = complex_norm(src[2 * i], src[2 * i + 1], exponent);
 }
 
 }  // namespace
@@ -36,7 +31,7 @@ void complex_norm_1d(std::vector<float>& comp, float power) {
 void complex_norm_pairs(float* data, std::size_t pair_n, float power) {
     const float exponent = power * 0.5f;
     for (std::size_t i = 0; i < pair_n; ++i) {
-        data[2 * i] = norm_of(data[2 * i], data[2 * i + 1], exponent);
+        data[2 * i] = complex_norm(data[2 * i], data[2 * i + 1], exponent);
         data[2 * i + 1] = 0.0f;
     }
 }

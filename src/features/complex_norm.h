@@ -1,10 +1,17 @@
 // Norms of complex values raised to a power, and the magnitude/phase split of a spectrum row.
 #pragma once
 
+#include <cmath>
 #include <cstddef>
 #include <vector>
 
 namespace vorel::audio {
+
+// powf(re*re + im*im, exponent), exponent being power * 0.5f: the norm of one value.
+inline float complex_norm(float re, float im, float exponent) {
+    const float sq = re * re + im * im;
+    return powf(sq, exponent);
+}
 
 // dst[i] = powf(re*re + im*im, power * 0.5f) for the first n complex values of src (2n floats).
 // Always powf, also for power 1 or 2: a square root or a plain product could differ in the

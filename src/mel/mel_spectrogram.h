@@ -6,15 +6,17 @@
 #include <vector>
 
 #include "mel/mel_filter_bank.h"
+#include "transform/fft_lanes.h"
 
 namespace vorel::audio {
 
 // Band-major output packed with the computed frame count F = min(max_frame_n, frame count)
-// as row stride: dst[m * F + t]. A call that yields no frame leaves dst untouched.
+// as row stride: dst[m * F + t]. A call that yields no frame leaves dst untouched. Full
+// groups of frames run in lanes with `kernel` (none: every frame on its own).
 void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n,
                      int hop_n, int win_n, int win_type, int max_frame_n, int center,
                      float power, int fft_norm_type, float f_min, float f_max, int mel_n,
-                     int mel_norm, int mel_formula);
+                     int mel_norm, int mel_formula, LaneKernel kernel = best_lane_kernel());
 
 // band[m] = sum over j ascending of fb[m][j] * magnitude[j], left to right from +0.0.
 void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude,

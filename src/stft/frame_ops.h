@@ -2,6 +2,7 @@
 // where a window sits in a frame, and a scale factor applied to every float.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -24,6 +25,21 @@ inline WindowSpan window_span(std::size_t frame_n, std::size_t win_n) {
     const std::size_t span = frame_n - 2 * half;
     const std::size_t used = span < win_n ? span : win_n;
     return {half, used, span > win_n};
+}
+
+// The factor of each frame sample under a centred window, as apply_window uses it: the samples
+// [begin, end) are multiplied, by the window value inside its span and by 0 on an odd
+// difference's extra sample; every other sample is replaced by 0.
+struct WindowFactors {
+    std::vector<float> weight;
+    std::size_t begin, end;
+};
+
+inline WindowFactors window_factors(std::size_t frame_n, const std::vector<float>& window) {
+    const WindowSpan span = window_span(frame_n, window.size());
+    WindowFactors f{std::vector<float>(frame_n, 0.0f), span.half, span.half + span.used + (span.extra ? 1 : 0)};
+    std::copy_n(window.begin(), span.used, f.weight.begin() + static_cast<std::ptrdiff_t>(span.half));
+    return f;
 }
 
 // Every float times factor, each product rounded on its own (the loop vectorises).

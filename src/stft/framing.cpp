@@ -90,18 +90,22 @@ void extract_segment_sample_center_odd(std::vector<float>& dst, const float* src
     }
 }
 
+const float* frame_inside(const float* src, int sample_n, std::size_t size, int64_t pos, int center) {
+    const int64_t first = center == 1 || center == 2 ? pos - static_cast<int64_t>(size / 2) : pos;
+    if (first >= 0 && first + static_cast<int64_t>(size) <= sample_n) return src + first;
+    return nullptr;
+}
+
 void cut_frame(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center) {
+    if (const float* inside = frame_inside(src, sample_n, seg.size(), pos, center)) {
+        std::copy_n(inside, seg.size(), seg.begin());
+        return;
+    }
     if (center != 1 && center != 2) {
         const int64_t left = std::max<int64_t>(static_cast<int64_t>(sample_n) - pos, 0);
         const std::size_t inside = std::min<std::size_t>(seg.size(), static_cast<std::size_t>(left));
         std::copy_n(src + (inside > 0 ? pos : 0), inside, seg.begin());
         std::fill(seg.begin() + static_cast<std::ptrdiff_t>(inside), seg.end(), 0.0f);
-        return;
-    }
-    // A frame wholly inside the signal needs no padding, whichever kind.
-    const int64_t first = pos - static_cast<int64_t>(seg.size() / 2);
-    if (first >= 0 && first + static_cast<int64_t>(seg.size()) <= sample_n) {
-        std::copy_n(src + first, seg.size(), seg.begin());
         return;
     }
     // A centred position passes INT_MAX only for signals of about 2^31 samples; the fillers

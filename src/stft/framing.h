@@ -32,4 +32,8 @@ void extract_segment_sample_center_odd(std::vector<float>& dst, const float* src
 // is longer than 2^24 samples.
 void cut_frame(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center);
 
+// The frame cut_frame would give, as a pointer into src when it lies wholly inside the signal
+// (no padding or zeros needed), else null.
+const float* frame_inside(const float* src, int sample_n, std::size_t size, int64_t pos, int center);
+
 }  // namespace vorel::audio

@@ -4,6 +4,8 @@
 
 #include <vector>
 
+#include "transform/fft_lanes.h"
+
 namespace vorel::audio {
 
 // (frame_n - 1) * hop_n, plus 2 * freq_n - 2 without centring; 0 for frame_n below 1. Formed
@@ -12,14 +14,18 @@ int get_sample_len(int frame_n, int freq_n, int hop_n, bool center);
 
 // src: freq_n rows of frame_n complex cells (row stride frame_n). Writes at most max_sample_n
 // real samples to dst, and never more than the accumulator holds after the centring offset.
-// Expects win_n <= 2 * freq_n - 2, which the caller checks.
+// Expects win_n <= 2 * freq_n - 2, which the caller checks. Full groups of frames are
+// transformed in lanes with `kernel` (none: every frame on its own).
 void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n,
-                         int win_n, int win_type, int max_sample_n, int center, int norm_type);
+                         int win_n, int win_type, int max_sample_n, int center, int norm_type,
+                         LaneKernel kernel = best_lane_kernel());
 
 // comp (fft_n complex bins) -> frame (fft_n complex samples): inverse transform, window, and
 // the factor fft_n * 0.5f for norm_type 2. norm_type 1 has no inverse factor on purpose.
+// `scratch` serves the transform, so that a frame loop allocates once.
 void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n,
-                const std::vector<float>& fft_table, const std::vector<float>& window, int norm_type);
+                const std::vector<float>& fft_table, const std::vector<float>& window, int norm_type,
+                std::vector<float>& scratch);
 
 // frame = comp with both floats of each element multiplied by the window centred in it, zeros
 // outside its span (placement as in apply_window).

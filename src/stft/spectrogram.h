@@ -4,6 +4,8 @@
 
 #include <vector>
 
+#include "transform/fft_lanes.h"
+
 namespace vorel::audio {
 
 // Frames a spectrogram computes: min(get_frame_len(...), max_frame_n), and without centring
@@ -13,19 +15,26 @@ int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame
 
 // Fills the first stft_frame_len(...) columns of dst (freq_n = fft_n/2 + 1 rows of
 // max_frame_n cells of two floats). Expects win_n <= fft_n + 1, which the caller checks.
+// Full groups of frames run in lanes with `kernel` (none: every frame on its own).
 void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n,
-                 int win_type, int max_frame_n, int center, float power, int norm_type);
+                 int win_type, int max_frame_n, int center, float power, int norm_type,
+                 LaneKernel kernel = best_lane_kernel());
 
 // seg (fft_n real samples) -> comp (fft_n complex bins), windowed, transformed and scaled by
 // norm_type (1: 1/sqrt(sum of window squares), 2: 2/fft_n, otherwise none). seg is windowed
-// in place.
+// in place. `scratch` serves the transform, so that a frame loop allocates once.
 void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n,
-               const std::vector<float>& fft_table, const std::vector<float>& window, int norm_type);
+               const std::vector<float>& fft_table, const std::vector<float>& window, int norm_type,
+               std::vector<float>& scratch);
 
 // Multiplies seg by the window centred in it; samples outside the window's span become 0.
 // With an odd length difference the span is one sample longer than the window and its last
 // sample meets a window value of 0. A window longer than seg gives its first seg.size() samples.
 void apply_window(std::vector<float>& seg, const std::vector<float>& window);
+
+// The factors of norm_type 1 (1/sqrt of the sum of window squares, summed in order) and 2.
+float torch_norm_factor(const std::vector<float>& window);
+float scipy_norm_factor(int fft_n);
 
 void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window);
 void scale_stft_scipy(std::vector<float>& comp, int fft_n);

@@ -13,21 +13,13 @@
 #include <utility>
 
 #include "common/float4.h"
+#include "transform/complex_ops.h"
 #include "transform/fft_kernels.h"
+#include "transform/mixed_radix.h"
 
 namespace vorel::audio {
 
 namespace {
-
-// acc += x * w, the product rounded part by part before it is added. V is float, or float4
-// for four independent sums.
-template <class V>
-inline void multiply_add(V& acc_re, V& acc_im, V x_re, V x_im, V w_re, V w_im) {
-    const V re = x_re * w_re - x_im * w_im;
-    const V im = x_re * w_im + x_im * w_re;
-    acc_re = acc_re + re;
-    acc_im = acc_im + im;
-}
 
 inline void copy_complex(float* to, const float* from) { std::memcpy(to, from, 2 * sizeof(float)); }
 
@@ -66,29 +58,6 @@ std::size_t find_factor(std::size_t rem) {
         if (q * q > rem) return 0;
     }
     return q;
-}
-
-// The reordering of all decimation steps at once. With factors q1..qk (in the order found)
-// and leaf length L, element r1 + q1 (r2 + q2 (... + qk s)) moves to
-// r1 n/q1 + r2 n/(q1 q2) + ... + rk L + s: output block r1 (q2..qk) + ... + rk holds the
-// elements at input base r1 + q1 r2 + ... + (q1..q(k-1)) rk, a stride of q1..qk apart.
-void decimate(const float* in, float* out, std::size_t n, const std::size_t* factors, std::size_t factor_n,
-              std::size_t blocks) {
-    const std::size_t len = n / blocks;
-    std::array<std::size_t, 64> digit{}, weight{};
-    for (std::size_t j = 0, w = 1; j < factor_n; w *= factors[j], ++j) weight[j] = w;
-    std::size_t base = 0;
-    for (std::size_t block = 0; block < blocks; ++block) {
-        float* to = out + 2 * block * len;
-        for (std::size_t s = 0; s < len; ++s) copy_complex(to + 2 * s, in + 2 * (base + blocks * s));
-        // Next output block: rk counts fastest.
-        for (std::size_t j = factor_n; j-- > 0;) {
-            base += weight[j];
-            if (++digit[j] < factors[j]) break;
-            base -= factors[j] * weight[j];
-            digit[j] = 0;
-        }
-    }
 }
 
 // Output x = r * len + s of a block of size = q * len elements is the sum over t, in order
@@ -137,25 +106,32 @@ void fft_general(std::vector<float>& data, int n, const std::vector<float>& tabl
     fft_general(data, n, table, tmp);
 }
 
-void fft_general(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& tmp) {
-    const std::size_t len = static_cast<std::size_t>(n);
-    ensure_size(tmp, len);
-    std::array<std::size_t, 64> factors;  // at most log2(n) of them
-    std::size_t factor_n = 0;
-    std::size_t rem = len, blocks = 1;
+std::size_t mixed_radix_factors(std::size_t n, FactorList& factors) {
+    std::size_t factor_n = 0, rem = n, blocks = 1;
     while (const std::size_t q = find_factor(rem)) {
         factors[factor_n++] = q;
         blocks *= q;
-        rem = len / blocks;
+        rem = n / blocks;
     }
+    return factor_n;
+}
+
+void fft_general(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& tmp) {
+    const std::size_t len = static_cast<std::size_t>(n);
+    ensure_size(tmp, len);
+    FactorList factors;
+    std::size_t factor_n = mixed_radix_factors(len, factors);
+    std::size_t blocks = 1;
+    for (std::size_t j = 0; j < factor_n; ++j) blocks *= factors[j];
     // Each step reads one buffer and writes the other: only moves and the stated sums.
     float* cur = data.data();
     float* spare = tmp.data();
     if (factor_n > 0) {
-        decimate(cur, spare, len, factors.data(), factor_n, blocks);
+        for_each_decimated(len, factors, factor_n,
+                           [&](std::size_t to, std::size_t from) { copy_complex(spare + 2 * to, cur + 2 * from); });
         std::swap(cur, spare);
     }
-    combine(cur, spare, len, rem, 1, table.data());
+    combine(cur, spare, len, len / blocks, 1, table.data());
     std::swap(cur, spare);
     while (factor_n > 0) {
         const std::size_t q = factors[--factor_n];

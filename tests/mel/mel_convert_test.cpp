@@ -118,35 +118,25 @@ TEST(MelProduct, SpanSkippingEqualsFullSumsBitForBit) {
     }
 }
 
-TEST(MelProduct, OneFrameFormsAgreeBitForBit) {
+TEST(MelProduct, OneFrameFormsAgreeBitForBitAndZeroRowsGivePositiveZero) {
     const int freq_n = 257, mel_n = 64;
-    const MelMatrix& fb = MFBTable::instance().ref_table(freq_n, 30.0f, 8000.0f, mel_n, 16000, 1,
-                                                         false);
+    const MelMatrix& fb = MFBTable::instance().ref_table(freq_n, 30.0f, 8000.0f, mel_n, 16000, 1, false);
     const std::vector<BandSpan> spans = band_spans(fb);
     std::vector<float> mag = random_floats(freq_n, 11);
     std::vector<float> fast(mel_n, -1.0f), plain(mel_n, -2.0f);
-    for (int round = 0; round < 4; ++round) {
-        if (round == 1) mag[0] = kInf;          // below every span
-        if (round == 2) mag[200] = kNaN;        // inside some spans
-        if (round == 3) mag[256] = -kInf, mag[0] = 1.0f, mag[200] = 0.5f;
+    // Finite; infinite below every span; NaN inside some spans; infinite above them.
+    for (auto [bin, value] : {std::pair{1, 1.0f}, {0, kInf}, {200, kNaN}, {256, -kInf}}) {
+        mag[bin] = value;
         convert_freq_to_mel_1d(fast, mag, fb, spans, mel_n);
         convert_freq_to_mel_1d(plain, mag, fb, mel_n);
         expect_same_bits(fast, plain);
-        // Against the product over a one-frame spectrogram.
-        expect_same_bits(fast, convert(mag, flat(fb), freq_n, 1, mel_n));
+        expect_same_bits(fast, convert(mag, flat(fb), freq_n, 1, mel_n));  // a one-frame spectrogram
     }
     // A band that ends below an infinite bin still turns NaN through its zero weights.
     EXPECT_TRUE(std::isnan(fast[0]));
-}
-
-TEST(MelProduct, ZeroRowsGivePositiveZero) {
-    const int freq_n = 5, frame_n = 3, mel_n = 2;
-    const std::vector<float> fb(static_cast<std::size_t>(mel_n) * freq_n, -0.0f);
-    const std::vector<float> src(static_cast<std::size_t>(freq_n) * frame_n, -1.0f);
-    for (float v : convert(src, fb, freq_n, frame_n, mel_n)) {
-        EXPECT_EQ(v, 0.0f);
-        EXPECT_FALSE(std::signbit(v));
-    }
+    // Weights of -0.0 times negative values: every product is +0, and so is each sum.
+    for (float v : convert(std::vector<float>(15, -1.0f), std::vector<float>(10, -0.0f), 5, 3, 2))
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(v), 0u);
 }
 
 TEST(ConvertToMelCall, ChecksRefuseInOrderAndLeaveOutputAlone) {

@@ -79,11 +79,6 @@ def test_scipy_norm_matches_scipy_with_hann(lib, signal, center, boundary, fft_n
         assert np.isclose(2 / fft_n, 1 / scipy.signal.get_window("hann", fft_n).sum())
 
 
-def test_scipy_norm_is_not_scipy_with_hamming(lib):
-    w = scipy.signal.get_window("hamming", 400)
-    assert not np.isclose(2 / 400, 1 / w.sum(), rtol=1e-3)
-
-
 @pytest.mark.parametrize("win_n", [400, 300, 301])
 @pytest.mark.parametrize("win_type", [1, 2])
 def test_matches_torch_stft(lib, signal, win_n, win_type):
@@ -100,37 +95,21 @@ def test_matches_torch_stft(lib, signal, win_n, win_type):
     assert np.abs(scaled - ref * factor).max() < 2e-6 * np.abs(ref * factor).max() * np.sqrt(fft_n)
 
 
-@pytest.mark.parametrize("power", [1.0, 2.0, 0.5])
-def test_power_matches_magnitude(lib, signal, power):
-    cplx, _ = spectrogram(lib, signal, 512, 128, 512, 1, 1, 0.0, 0)
-    _, raw = spectrogram(lib, signal, 512, 128, 512, 1, 1, power, 0)
-    np.testing.assert_allclose(raw[..., 0], np.abs(cplx) ** power, rtol=2e-5,
-                               atol=1e-5 * (np.abs(cplx) ** power).max())
-    assert np.all(raw[..., 1] == 0)
-
-
 @pytest.mark.parametrize("fft_n", [400, 512])
-@pytest.mark.parametrize("norm_type", [0, 2])
+@pytest.mark.parametrize("norm_type", [0, 2, 1])
 def test_round_trip_and_torch_istft(lib, signal, fft_n, norm_type):
     hop_n = fft_n // 4
     spectrum, _ = spectrogram(lib, signal, fft_n, hop_n, fft_n, 1, 1, 0.0, norm_type)
     back = inverse(lib, spectrum, hop_n, fft_n, 1, 1, norm_type)
-    inner = slice(fft_n, len(back) - fft_n)
-    assert np.abs(back[inner] - signal[inner]).max() < 1e-5
-    win = torch.hann_window(fft_n, dtype=torch.float64)
-    raw, _ = spectrogram(lib, signal, fft_n, hop_n, fft_n, 1, 1, 0.0, 0)
-    ref = torch.istft(torch.from_numpy(raw), fft_n, hop_n, fft_n, win, center=True,
-                      length=len(back)).numpy()
-    assert np.abs(back[inner] - ref[inner]).max() < 1e-5
-
-
-def test_round_trip_torch_norm_keeps_forward_factor(lib, signal):
-    fft_n, hop_n = 512, 128
-    spectrum, _ = spectrogram(lib, signal, fft_n, hop_n, fft_n, 1, 1, 0.0, 1)
-    back = inverse(lib, spectrum, hop_n, fft_n, 1, 1, 1)
-    factor = 1 / np.sqrt((scipy.signal.get_window("hann", fft_n) ** 2).sum())
+    # norm_type 1 has no inverse factor: the forward one stays in the result.
+    factor = 1 / np.sqrt((scipy.signal.get_window("hann", fft_n) ** 2).sum()) if norm_type == 1 else 1.0
     inner = slice(fft_n, len(back) - fft_n)
     assert np.abs(back[inner] - signal[inner] * factor).max() < 1e-5 * factor
+    if norm_type == 0:
+        win = torch.hann_window(fft_n, dtype=torch.float64)
+        ref = torch.istft(torch.from_numpy(spectrum), fft_n, hop_n, fft_n, win, center=True,
+                          length=len(back)).numpy()
+        assert np.abs(back[inner] - ref[inner]).max() < 1e-5
 
 
 def test_complex_norm_and_magphase(lib):

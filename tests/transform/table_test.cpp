@@ -34,38 +34,26 @@ TEST(FftTable, EntriesAreSinCosOfTheFloatRoundedAngle) {
         }
 }
 
-TEST(FftTable, OtherLengthsHoldTheUnitRootsInOrder) {
-    const int n = 1000;
+TEST(FftTable, EntriesAreTheUnitRootsInTheirLayout) {
+    // Other lengths: entry k is angle k; powers of two: rows of the angles 2j, j and 3j.
     for (bool inv : {false, true}) {
-        const std::vector<float>& t = fetch(n, inv);
-        ASSERT_EQ(t.size(), 2u * n);
-        for (int k = 0; k < n; ++k) {
-            const double angle = (inv ? 2 : -2) * M_PI * k / n;
-            EXPECT_NEAR(t[2 * k], std::cos(angle), 4e-7) << k;
-            EXPECT_NEAR(t[2 * k + 1], std::sin(angle), 4e-7) << k;
+        const double w = (inv ? 2 : -2) * M_PI;
+        const std::vector<float>& t = fetch(1000, inv);
+        ASSERT_EQ(t.size(), 2000u);
+        for (int k = 0; k < 1000; ++k) {
+            EXPECT_NEAR(t[2 * k], std::cos(w * k / 1000), 4e-7) << k;
+            EXPECT_NEAR(t[2 * k + 1], std::sin(w * k / 1000), 4e-7) << k;
+        }
+        const std::vector<float>& r = fetch(256, inv);
+        ASSERT_EQ(r.size(), 768u);
+        for (int j = 0; j < 64; ++j) {
+            const double a1 = w * j / 256, a2 = 2 * a1, a3 = 3 * a1;
+            const double want[12] = {std::cos(a2), std::sin(a2), -std::sin(a2), std::cos(a2), std::cos(a1), std::sin(a1),
+                                     -std::sin(a1), std::cos(a1), -std::sin(a3), std::cos(a3), std::cos(a3), std::sin(a3)};
+            for (int p = 0; p < 12; ++p) EXPECT_NEAR(r[12 * j + p], want[p], 4e-7) << "row " << j << " position " << p;
         }
     }
-}
-
-TEST(FftTable, PowerOfTwoRowsHoldTheTwiddlesOfTwoJJAndThreeJ) {
-    const int n = 256;
-    const std::vector<float>& t = fetch(n, false);
-    ASSERT_EQ(t.size(), 3u * n);
-    for (int j = 0; j < n / 4; ++j) {
-        const double w = -2 * M_PI / n;
-        const float* row = &t[12 * j];
-        const double want[12] = {std::cos(2 * j * w),  std::sin(2 * j * w), -std::sin(2 * j * w), std::cos(2 * j * w),
-                                 std::cos(j * w),      std::sin(j * w),     -std::sin(j * w),     std::cos(j * w),
-                                 -std::sin(3 * j * w), std::cos(3 * j * w), std::cos(3 * j * w),  std::sin(3 * j * w)};
-        for (int p = 0; p < 12; ++p) EXPECT_NEAR(row[p], want[p], 4e-7) << "row " << j << " position " << p;
-    }
-    // The inverse rows hold the conjugates.
-    const std::vector<float>& inv = fetch(n, true);
-    for (int j = 0; j < n / 4; ++j)
-        for (int p : {1, 2, 5, 6, 8, 11}) EXPECT_EQ(inv[12 * j + p], -t[12 * j + p]) << j << " " << p;
-}
-
-TEST(FftTable, ShortPowersOfTwoAreZeroFilled) {
+    // Below 4 a power of two keeps its zeros.
     EXPECT_EQ(fetch(1, false), std::vector<float>(3, 0.0f));
     EXPECT_EQ(fetch(2, true), std::vector<float>(6, 0.0f));
 }
