@@ -65,11 +65,11 @@ BENCHMARK(BM_MelSpectrogram)
 // 201 bins by 3000 frames into 80 bands.
 void BM_ConvertToMel(benchmark::State& state) {
     const int freq_n = 201, frame_n = 3000, mel_n = 80;
-    std::vector<float> fb(mel_n * freq_n), spec(signal(freq_n * frame_n)), out(mel_n * frame_n);
+    std::vector<float> fb(mel_n * freq_n), spectrum(signal(freq_n * frame_n)), out(mel_n * frame_n);
     vorelAudioGetFBMatrix(fb.data(), freq_n, 0.0f, 8000.0f, mel_n, 16000, 1, 0);
-    for (float& v : spec) v = v * v;
+    for (float& v : spectrum) v = v * v;
     for (auto _ : state) {
-        vorelAudioConvertToMel(out.data(), spec.data(), fb.data(), freq_n, frame_n, mel_n);
+        vorelAudioConvertToMel(out.data(), spectrum.data(), fb.data(), freq_n, frame_n, mel_n);
         benchmark::DoNotOptimize(out.data());
     }
 }

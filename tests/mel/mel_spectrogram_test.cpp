@@ -92,12 +92,12 @@ TEST(MelSpectrogram, MatchesDoubleComposition) {
             const int frames = static_cast<int>(got.size()) / c.mel_n;
             ASSERT_EQ(frames, stft_ref::frame_count(4000, c.fft_n, c.hop_n, center));
             for (int t = 0; t < frames; ++t) {
-                const std::vector<stft_ref::cd> spec =
+                const std::vector<stft_ref::cd> spectrum =
                     stft_ref::frame_spectrum(x, c.fft_n, c.hop_n, c.win_n, c.win_type, center, c.norm_type, t);
                 double top = 0.0;
                 std::vector<double> want(c.mel_n, 0.0);
                 for (int m = 0; m < c.mel_n; ++m) {
-                    for (int k = 0; k < freq_n; ++k) want[m] += std::norm(spec[k]) * fb[m * freq_n + k];
+                    for (int k = 0; k < freq_n; ++k) want[m] += std::norm(spectrum[k]) * fb[m * freq_n + k];
                     top = std::max(top, want[m]);
                 }
                 for (int m = 0; m < c.mel_n; ++m)

@@ -117,10 +117,10 @@ def torch_mel(x, rate, fft_n, hop_n, mel_n, power, f_min, f_max, norm, formula, 
 
 
 def torch_power(x, fft_n, hop_n, power, center):
-    spec = torch.stft(torch.from_numpy(x).double(), fft_n, hop_n,
+    spectrum = torch.stft(torch.from_numpy(x).double(), fft_n, hop_n,
                       window=torch.hann_window(fft_n, dtype=torch.float64), center=center,
                       pad_mode="reflect", return_complex=True)
-    return (spec.abs() ** power).numpy()
+    return (spectrum.abs() ** power).numpy()
 
 
 def assert_mel_close(mel, got, want, x, rate, fft_n, hop_n, mel_n, power, f_min, f_max, norm,
@@ -128,13 +128,13 @@ def assert_mel_close(mel, got, want, x, rate, fft_n, hop_n, mel_n, power, f_min,
     """Our mel equals our bank applied to an exact power spectrogram, to float rounding; the
     rest of the distance to torchaudio is the difference of the two banks' weights."""
     assert got.shape == want.shape
-    spec = torch_power(x, fft_n, hop_n, power, center == 1)
+    spectrum = torch_power(x, fft_n, hop_n, power, center == 1)
     freq_n = fft_n // 2 + 1
     ours = fb_matrix(mel, freq_n, f_min, f_max, mel_n, rate, norm, formula).astype(np.float64)
     theirs = torch_fb(freq_n, f_min, f_max, mel_n, rate, norm, formula).astype(np.float64)
-    scale = (ours @ spec).max(axis=0, keepdims=True)
-    assert np.all(np.abs(got - ours @ spec) <= 5e-6 * scale)
-    assert np.all(np.abs(got - want) <= np.abs(ours - theirs) @ spec + 1e-5 * scale)
+    scale = (ours @ spectrum).max(axis=0, keepdims=True)
+    assert np.all(np.abs(got - ours @ spectrum) <= 5e-6 * scale)
+    assert np.all(np.abs(got - want) <= np.abs(ours - theirs) @ spectrum + 1e-5 * scale)
 
 
 @pytest.mark.parametrize("formula", [0, 1])

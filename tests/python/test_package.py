@@ -126,8 +126,8 @@ def test_mel_spectrogram_matches_torchaudio():
     assert got.shape == want.shape
     assert rel_err(got, want) < 1e-4
     fb = va.mel_filter_bank(201, n_mels=80, sample_rate=16000)
-    spec = va.spectrogram(x, n_fft=400, hop_length=160, power=2.0)
-    assert rel_err(va.convert_to_mel(spec, fb), got) < 1e-6
+    spectrum = va.spectrogram(x, n_fft=400, hop_length=160, power=2.0)
+    assert rel_err(va.convert_to_mel(spectrum, fb), got) < 1e-6
 
 
 # ---- filters -----------------------------------------------------------------------------

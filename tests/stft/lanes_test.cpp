@@ -80,14 +80,14 @@ TEST(InverseSpectrogramLanes, MatchesThePerFramePath) {
             for (int center : {0, 1}) {
                 const int freq_n = fft_n / 2 + 1, hop = fft_n / 4 + 1;
                 const int frames = stft_frame_len(3000, fft_n, hop, 1, 1 << 20);
-                std::vector<float> spec(2 * static_cast<std::size_t>(freq_n) * frames);
-                spectrogram(spec.data(), x.data(), 3000, fft_n, hop, fft_n, 1, frames, 1, 0.0f, norm_type);
-                if (fft_n == 512) spec[2 * (7 * frames + 9) + 1] = kInf;
+                std::vector<float> spectrum(2 * static_cast<std::size_t>(freq_n) * frames);
+                spectrogram(spectrum.data(), x.data(), 3000, fft_n, hop, fft_n, 1, frames, 1, 0.0f, norm_type);
+                if (fft_n == 512) spectrum[2 * (7 * frames + 9) + 1] = kInf;
                 const int sample_n = get_sample_len(frames, freq_n, hop, center != 0);
                 SCOPED_TRACE(testing::Message() << "fft_n " << fft_n << " norm " << norm_type << " center " << center);
                 expect_lanes_match([&](LaneKernel k) {
                     std::vector<float> dst(static_cast<std::size_t>(sample_n), -7.25f);
-                    inverse_spectrogram(dst.data(), spec.data(), frames, freq_n, hop, fft_n - 9, 2, sample_n, center,
+                    inverse_spectrogram(dst.data(), spectrum.data(), frames, freq_n, hop, fft_n - 9, 2, sample_n, center,
                                         norm_type, k);
                     return dst;
                 });
