@@ -40,22 +40,22 @@ def window(n, kind="hann"):
     return out
 
 
+def _count_call(name, first, first_name, n, hop_length, center):
+    out = ctypes.c_int(0)
+    args = (count(first, first_name), count(n, "n"), count(hop_length, "hop_length", 0),
+            _options.center_value(center))
+    call(name, ctypes.byref(out), *args, shown=f"{args}")
+    return out.value
+
+
 def frame_count(sample_n, n_fft, hop_length, center="reflect"):
     """Number of frames a signal of sample_n samples gives (0 when shorter than n_fft)."""
-    out = ctypes.c_int(0)
-    args = (count(sample_n, "sample_n"), count(n_fft, "n_fft"), count(hop_length, "hop_length", 0),
-            _options.center_value(center))
-    call("vorelAudioGetFrameLen", ctypes.byref(out), *args, shown=f"{args}")
-    return out.value
+    return _count_call("vorelAudioGetFrameLen", sample_n, "sample_n", n_fft, hop_length, center)
 
 
 def sample_count(frame_n, freq_n, hop_length, center="reflect"):
     """Number of samples an inverse spectrogram of frame_n frames gives."""
-    out = ctypes.c_int(0)
-    args = (count(frame_n, "frame_n"), count(freq_n, "freq_n"), count(hop_length, "hop_length", 0),
-            _options.center_value(center))
-    call("vorelAudioGetSampleLen", ctypes.byref(out), *args, shown=f"{args}")
-    return out.value
+    return _count_call("vorelAudioGetSampleLen", frame_n, "frame_n", freq_n, hop_length, center)
 
 
 def _hop(hop_length, n_fft):

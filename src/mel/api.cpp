@@ -4,6 +4,7 @@
 
 #include "errors/call_frame.h"
 #include "errors/checks.h"
+#include "stft/stft_checks.h"
 #include "mel/mel_filter_bank.h"
 #include "mel/mel_spectrogram.h"
 #include "vorel_audio.h"
@@ -37,15 +38,7 @@ extern "C" int vorelAudioGetMelSpectrogram(float* dst, const float* src, int sam
     return call_frame([&] {
         require(sample_n >= 1, "Invalid sample_n size.");
         require(sample_rate >= 1, "Invalid sample_rate value.");
-        require(fft_n >= 1, "Invalid fft_n value.");
-        require(hop_n >= 0, "Invalid hop_n value.");
-        // A window may be one sample longer than the frame (its last sample is then unused);
-        // a longer one has no place in the frame.
-        require(win_n >= 1 && win_n <= static_cast<int64_t>(fft_n) + 1, "Invalid win_n value.");
-        require_one_of(win_type, {1, 2}, "Invalid win_type format.");
-        require(max_frame_n >= 1, "Invalid max_frame_n size.");
-        require_one_of(center, {0, 1, 2}, "Invalid center format.");
-        require(!(power < 0.0f), "Invalid power value.");
+        require_stft_arguments(fft_n, hop_n, win_n, win_type, max_frame_n, center, power);
         require_one_of(fft_norm_type, {0, 1, 1, 2}, "Invalid fft_norm_type format.");
         require(!(f_min < 0.0f), "Invalid f_min value.");
         require(!(f_max < 0.0f), "Invalid f_max value.");

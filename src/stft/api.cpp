@@ -3,6 +3,7 @@
 
 #include "errors/call_frame.h"
 #include "errors/checks.h"
+#include "stft/stft_checks.h"
 #include "stft/framing.h"
 #include "stft/inverse_spectrogram.h"
 #include "stft/spectrogram.h"
@@ -37,15 +38,7 @@ extern "C" int vorelAudioGetSpectrogram(float* dst, const float* src, int sample
     if (dst == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require(sample_n >= 1, "Invalid sample_n size.");
-        require(fft_n >= 1, "Invalid fft_n value.");
-        require(hop_n >= 0, "Invalid hop_n value.");
-        // A window may be one sample longer than the frame (its last sample is then unused);
-        // a longer one has no place in the frame.
-        require(win_n >= 1 && win_n <= static_cast<int64_t>(fft_n) + 1, "Invalid win_n value.");
-        require_one_of(win_type, {1, 2}, "Invalid win_type format.");
-        require(max_frame_n >= 1, "Invalid max_frame_n size.");
-        require_one_of(center, {0, 1, 2}, "Invalid center format.");
-        require(!(power < 0.0f), "Invalid power value.");
+        require_stft_arguments(fft_n, hop_n, win_n, win_type, max_frame_n, center, power);
         require_one_of(norm_type, {0, 1, 1, 2}, "Invalid norm_type format.");
         spectrogram(dst, src, sample_n, fft_n, hop_n, win_n, win_type, max_frame_n, center, power,
                     norm_type);
