@@ -108,18 +108,18 @@ TEST(MelSpectrogram, EqualsSpectrogramThenProductAndLanesEqualFramesBitForBit) {
 TEST(MelSpectrogram, RowsArePackedWithTheComputedFrameCountAndNoFrameWritesNothing) {
     Config c;
     c.mel_n = 10;
-    const std::vector<float> x = stft_ref::test_signal(1000, 5);  // 7 centred frames
+    const std::vector<float> x = stft_ref::test_signal(2000, 5);  // 13 centred frames: lanes and a tail
     const std::vector<float> packed = mel(x, c);
-    ASSERT_EQ(packed.size(), 70u);
-    // A generous limit changes nothing, and nothing past 7 * mel_n is written.
+    ASSERT_EQ(packed.size(), 130u);
+    // A generous limit changes nothing, and nothing past 13 * mel_n is written.
     std::vector<float> roomy(10 * 100, -5.0f);
     ASSERT_EQ(run(roomy, x, c, 100), 0);
-    for (std::size_t i = 0; i < roomy.size(); ++i) ASSERT_EQ(roomy[i], i < 70 ? packed[i] : -5.0f) << i;
+    for (std::size_t i = 0; i < roomy.size(); ++i) ASSERT_EQ(roomy[i], i < 130 ? packed[i] : -5.0f) << i;
     // A tight limit keeps the first frames, with the limit as stride.
-    std::vector<float> tight(10 * 3, -5.0f);
-    ASSERT_EQ(run(tight, x, c, 3), 0);
+    std::vector<float> tight(10 * 9, -5.0f);
+    ASSERT_EQ(run(tight, x, c, 9), 0);
     for (int m = 0; m < 10; ++m)
-        for (int t = 0; t < 3; ++t) EXPECT_EQ(tight[m * 3 + t], packed[m * 7 + t]);
+        for (int t = 0; t < 9; ++t) EXPECT_EQ(tight[m * 9 + t], packed[m * 13 + t]);
     // A signal shorter than the frame, or a zero hop: no frame, nothing written.
     std::vector<float> out(800, -2.0f);
     for (int center : {0, 1, 2}) {
