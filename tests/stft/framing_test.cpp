@@ -35,40 +35,30 @@ TEST(Fillers, EachPadKindAndReachesBeyondWhatTheSignalCanMirror) {
     const struct {
         Filler f;
         std::vector<float> src;
-        int start, pad;
+        int pad;
         std::vector<float> want;
     } cases[] = {
-        {extract_segment_sample_center_reflect, {10, 11, 13, 17, 25}, 0, 2, {13, 11, 10, 11, 13, 17, 25, 17, 13}},
-        {extract_segment_sample_center_zeros_padded, {10, 11, 13, 17, 25}, 0, 2, {0, 0, 10, 11, 13, 17, 25, 0, 0}},
-        {extract_segment_sample_center_constant, {10, 11, 13, 17, 25}, 0, 2, {10, 10, 10, 11, 13, 17, 25, 25, 25}},
-        {extract_segment_sample_center_odd, {10, 11, 13, 17, 25}, 0, 2, {7, 9, 10, 11, 13, 17, 25, 33, 37}},
+        {extract_segment_sample_center_reflect, {10, 11, 13, 17, 25}, 2, {13, 11, 10, 11, 13, 17, 25, 17, 13}},
+        {extract_segment_sample_center_zeros_padded, {10, 11, 13, 17, 25}, 2, {0, 0, 10, 11, 13, 17, 25, 0, 0}},
+        {extract_segment_sample_center_constant, {10, 11, 13, 17, 25}, 2, {10, 10, 10, 11, 13, 17, 25, 25, 25}},
+        {extract_segment_sample_center_odd, {10, 11, 13, 17, 25}, 2, {7, 9, 10, 11, 13, 17, 25, 33, 37}},
         // One sample framed far past both ends reads only src[0]; three samples keep folding.
-        {extract_segment_sample_center_reflect, {3}, 0, 2, {3, 3, 3, 3, 3}},
-        {extract_segment_sample_center_odd, {3}, 0, 2, {3, 3, 3, 3, 3}},
-        {extract_segment_sample_center_reflect, {1, 2, 3}, 0, 5, {2, 1, 2, 3, 2, 1, 2, 3, 2, 1, 2, 3, 2}},
-        {extract_segment_sample_center_odd, {1, 2, 3}, 0, 3, {0, -1, 0}},
+        {extract_segment_sample_center_reflect, {3}, 2, {3, 3, 3, 3, 3}},
+        {extract_segment_sample_center_odd, {3}, 2, {3, 3, 3, 3, 3}},
+        {extract_segment_sample_center_reflect, {1, 2, 3}, 5, {2, 1, 2, 3, 2, 1, 2, 3, 2, 1, 2, 3, 2}},
+        {extract_segment_sample_center_odd, {1, 2, 3}, 3, {0, -1, 0}},
     };
     for (const auto& c : cases) {
         std::vector<float> dst(c.want.size(), -99.0f);
-        c.f(dst, c.src.data(), static_cast<int>(c.src.size()), c.start, c.pad);
+        c.f(dst, c.src.data(), static_cast<int>(c.src.size()), 0, c.pad);
         EXPECT_EQ(dst, c.want);
     }
 }
 
-TEST(CutFrame, EqualsTheFillersAndReadsZerosPastAnUncentredEnd) {
-    std::vector<float> x(37);
-    for (int i = 0; i < 37; ++i) x[i] = 1.0f + 0.5f * i;
-    for (int len : {1, 4, 9, 16})
-        for (int pos = 0; pos <= 40; ++pos) {
-            std::vector<float> got(len), want(len);
-            cut_frame(got, x.data(), 37, pos, 1);
-            extract_segment_sample_center_reflect(want, x.data(), 37, pos, len / 2);
-            EXPECT_EQ(got, want) << "reflect len " << len << " pos " << pos;
-            cut_frame(got, x.data(), 37, pos, 2);
-            extract_segment_sample_center_zeros_padded(want, x.data(), 37, pos, len / 2);
-            EXPECT_EQ(got, want) << "zeros len " << len << " pos " << pos;
-        }
-    std::vector<float> seg(4, -1.0f), three(3, -1.0f);
+TEST(CutFrame, ReadsZerosPastAnUncentredEndAndStaysInsideBeyondInt) {
+    // Centred frames are held to the double reference through the spectrogram tests.
+    std::vector<float> x(10), seg(4, -1.0f), three(3, -1.0f);
+    for (int i = 0; i < 10; ++i) x[i] = 1.0f + 0.5f * i;
     cut_frame(seg, x.data(), 10, 8, 0);
     EXPECT_EQ(seg, (std::vector<float>{5.0f, 5.5f, 0.0f, 0.0f}));
     cut_frame(seg, x.data(), 10, int64_t{INT_MAX} + 5, 0);
@@ -80,18 +70,8 @@ TEST(CutFrame, EqualsTheFillersAndReadsZerosPastAnUncentredEnd) {
     for (float v : three) EXPECT_TRUE(v >= 1.0f && v <= 3.0f);
 }
 
-TEST(Window, PeriodicShapeSharedCacheAndChecksInOrder) {
-    // Values against scipy/torch are held by the Python tests; here the periodic shape: the peak
-    // of an even length at n/2 and no zero at the far end.
-    std::vector<float> w(8, -5.0f);
-    ASSERT_EQ(vorelAudioGetWindow(w.data(), 8, VOREL_AUDIO_WIN_TYPE_HANN), 0);
-    EXPECT_EQ(w[0], 0.0f);
-    EXPECT_FLOAT_EQ(w[4], 1.0f);
-    EXPECT_GT(w[7], 0.1f);
-    ASSERT_EQ(vorelAudioGetWindow(w.data(), 2, 2), 0);
-    EXPECT_EQ(w[0], 0.54f - 0.46f);
-    EXPECT_EQ(w[1], 0.46f + 0.54f);
-
+TEST(Window, SharedCacheAndChecksInOrder) {
+    // Window values are held to scipy and torch by the Python tests.
     const std::vector<float>& a = WindowTable::instance().ref_table(48, 1);
     EXPECT_EQ(&WindowTable::instance().ref_table(48, 1), &a);
     EXPECT_NE(&WindowTable::instance().ref_table(48, 2), &a);
@@ -106,7 +86,7 @@ TEST(Window, PeriodicShapeSharedCacheAndChecksInOrder) {
     ASSERT_EQ(vorelAudioGetWindow(copy.data(), 4093, 2), 0);
     EXPECT_EQ(std::memcmp(copy.data(), seen[0]->data(), copy.size() * sizeof(float)), 0);
 
-    w.assign(4, -5.0f);
+    std::vector<float> w(4, -5.0f);
     EXPECT_EQ(vorelAudioGetWindow(nullptr, 0, 7), VOREL_STATUS_INVALID_ARGUMENT);
     for (auto args : {std::array<int, 2>{0, 1}, {-3, 7}, {4, 0}, {4, 3}})
         EXPECT_EQ(vorelAudioGetWindow(w.data(), args[0], args[1]), VOREL_STATUS_INVALID_ARGUMENT);
