@@ -1,7 +1,10 @@
-// Double-precision references for the short-time transform tests: periodic windows placed in a
-// frame, framing with reflection or zeros, and direct DFTs.
+// Double-precision references shared by the short-time transform and mel tests: periodic windows
+// placed in a frame, framing with reflection or zeros, direct DFTs, and a bitwise comparison.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <bit>
 #include <cmath>
 #include <complex>
 #include <cstdint>
@@ -13,10 +16,7 @@ using cd = std::complex<double>;
 
 inline std::vector<double> window(int n, int type) {
     std::vector<double> w(n);
-    for (int k = 0; k < n; ++k) {
-        const double c = std::cos(2.0 * M_PI * k / n);
-        w[k] = type == 2 ? 0.54 - 0.46 * c : 0.5 - 0.5 * c;
-    }
+    for (int k = 0; k < n; ++k) w[k] = type == 2 ? 0.54 - 0.46 * std::cos(2.0 * M_PI * k / n) : 0.5 - 0.5 * std::cos(2.0 * M_PI * k / n);
     return w;
 }
 
@@ -26,8 +26,7 @@ inline std::vector<double> placed_window(int fft_n, int win_n, int type) {
     const std::vector<double> w = window(win_n, type);
     const int front = fft_n > win_n ? (fft_n - win_n) / 2 : 0;
     std::vector<double> out(fft_n, 0.0);
-    for (int j = 0; j < fft_n; ++j)
-        if (j - front >= 0 && j - front < win_n) out[j] = w[j - front];
+    for (int j = front; j < fft_n && j - front < win_n; ++j) out[j] = w[j - front];
     return out;
 }
 
@@ -35,8 +34,7 @@ inline std::vector<double> placed_window(int fft_n, int win_n, int type) {
 inline double sample_at(const std::vector<float>& x, int64_t q, int center) {
     const int64_t n = static_cast<int64_t>(x.size());
     if (q >= 0 && q < n) return x[q];
-    if (center == 2) return 0.0;
-    if (n == 1) return x[0];
+    if (center == 2 || n == 1) return center == 2 ? 0.0 : x[0];
     while (q < 0 || q >= n) q = q < 0 ? -q : 2 * n - 2 - q;
     return x[q];
 }
@@ -44,37 +42,28 @@ inline double sample_at(const std::vector<float>& x, int64_t q, int center) {
 inline int frame_count(int sample_n, int fft_n, int hop_n, int center) {
     if (sample_n < fft_n || hop_n == 0) return 0;
     if (center == 0) return (sample_n - fft_n) / hop_n + 1;
-    if (center == 1) return sample_n / hop_n + 1;
-    return (sample_n + hop_n - 1) / hop_n + 1;
+    return center == 1 ? sample_n / hop_n + 1 : (sample_n + hop_n - 1) / hop_n + 1;
 }
 
 inline std::vector<cd> dft(const std::vector<cd>& x, int sign) {
     const int n = static_cast<int>(x.size());
     std::vector<cd> out(n);
-    for (int k = 0; k < n; ++k) {
-        cd acc = 0;
-        for (int j = 0; j < n; ++j)
-            acc += x[j] * std::polar(1.0, sign * 2.0 * M_PI * ((int64_t(j) * k) % n) / n);
-        out[k] = acc;
-    }
+    for (int k = 0; k < n; ++k)
+        for (int j = 0; j < n; ++j) out[k] += x[j] * std::polar(1.0, sign * 2.0 * M_PI * ((int64_t(j) * k) % n) / n);
     return out;
 }
 
 // Scaled spectrum of frame t (before any power is taken).
-inline std::vector<cd> frame_spectrum(const std::vector<float>& x, int fft_n, int hop_n, int win_n,
-                                      int type, int center, int norm_type, int t) {
+inline std::vector<cd> frame_spectrum(const std::vector<float>& x, int fft_n, int hop_n, int win_n, int type,
+                                      int center, int norm_type, int t) {
     const std::vector<double> w = placed_window(fft_n, win_n, type);
     const int64_t start = int64_t(t) * hop_n - (center == 0 ? 0 : fft_n / 2);
     std::vector<cd> seg(fft_n);
     for (int j = 0; j < fft_n; ++j) seg[j] = sample_at(x, start + j, center) * w[j];
+    double scale = norm_type == 2 ? 2.0 / fft_n : 1.0, sum = 0;
+    for (double v : window(win_n, type)) sum += v * v;
+    if (norm_type == 1) scale = 1.0 / std::sqrt(sum);
     std::vector<cd> spectrum = dft(seg, -1);
-    double scale = 1.0;
-    if (norm_type == 2) scale = 2.0 / fft_n;
-    if (norm_type == 1) {
-        double sum = 0;
-        for (double v : window(win_n, type)) sum += v * v;
-        scale = 1.0 / std::sqrt(sum);
-    }
     for (cd& v : spectrum) v *= scale;
     return spectrum;
 }
@@ -88,6 +77,16 @@ inline std::vector<float> test_signal(int n, unsigned seed) {
         x[i] = static_cast<float>(0.6 * std::sin(0.37 * i) + 0.3 * std::cos(0.051 * i * i / n) + noise);
     }
     return x;
+}
+
+// Bits must agree, except that any NaN matches any NaN: which operand's payload an operation on
+// two NaNs passes on is up to the instruction order the compiler picks.
+inline void expect_same_bits(const std::vector<float>& got, const std::vector<float>& want) {
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t i = 0; i < got.size(); ++i) {
+        if (std::isnan(got[i]) && std::isnan(want[i])) continue;
+        ASSERT_EQ(std::bit_cast<uint32_t>(got[i]), std::bit_cast<uint32_t>(want[i])) << "at " << i;
+    }
 }
 
 }  // namespace stft_ref
