@@ -7,6 +7,7 @@
 
 #include "common/float4.h"
 #include "transform/fft_kernels.h"
+#include "transform/pow2_stages.h"
 
 namespace vorel::audio {
 
@@ -81,36 +82,47 @@ void for_each_block_pair(std::size_t n, Move&& move) {
 }
 
 // A block whose rows are split groups, rearranged like transpose_reversed and interleaved.
-inline void transpose_reversed_split(const float* from, std::size_t row_floats, complex_pair (&out)[4][2]) {
+// On the way, with Radix2 each row (a group of neighbours) first takes the radix-2 pass, and
+// with Divide every float is then divided by `length` (the scaling of the inverse): both act
+// on elements where they stand, so they may run while the elements move.
+template <bool Radix2, bool Divide>
+inline void transpose_reversed_split(const float* from, std::size_t row_floats, complex_pair (&out)[4][2],
+                                     float length) {
+    const auto row = [&](std::size_t offset) {
+        const float4 v = load4(from + offset);
+        return Radix2 ? pow2::sum_and_difference_of_neighbours(v) : v;
+    };
     // Rows taken in the order 0, 2, 1, 3 make column c of the transpose the output row rev(c).
-    float4 re0 = load4(from), re2 = load4(from + row_floats), re1 = load4(from + 2 * row_floats),
-           re3 = load4(from + 3 * row_floats);
-    float4 im0 = load4(from + 4), im2 = load4(from + row_floats + 4), im1 = load4(from + 2 * row_floats + 4),
-           im3 = load4(from + 3 * row_floats + 4);
+    float4 re0 = row(0), re2 = row(row_floats), re1 = row(2 * row_floats), re3 = row(3 * row_floats);
+    float4 im0 = row(4), im2 = row(row_floats + 4), im1 = row(2 * row_floats + 4), im3 = row(3 * row_floats + 4);
     transpose4(re0, re1, re2, re3);
     transpose4(im0, im1, im2, im3);
     const float4 re[4] = {re0, re2, re1, re3}, im[4] = {im0, im2, im1, im3};
     for (std::size_t r = 0; r < 4; ++r) {
-        const float4 lo = __builtin_shufflevector(re[r], im[r], 0, 4, 1, 5);
-        const float4 hi = __builtin_shufflevector(re[r], im[r], 2, 6, 3, 7);
+        float4 lo = __builtin_shufflevector(re[r], im[r], 0, 4, 1, 5);
+        float4 hi = __builtin_shufflevector(re[r], im[r], 2, 6, 3, 7);
+        if constexpr (Divide) {
+            const float4 len{length, length, length, length};
+            lo = lo / len;
+            hi = hi / len;
+        }
         std::memcpy(&out[r][0], &lo, sizeof lo);
         std::memcpy(&out[r][1], &hi, sizeof hi);
     }
 }
 
-// Exchanges each pair of blocks, rearranged by `transpose`, which reads one block and
-// writes its four interleaved output rows.
+// Exchanges each pair of blocks of `from` into `to` (which may be `from`), rearranged by
+// `transpose`, which reads one block and gives its four interleaved output rows. Both blocks
+// are read before either is written.
 template <class Transpose>
-void reverse_blocks(float* data, std::size_t n, Transpose transpose) {
+void reverse_blocks(const float* from, float* to, std::size_t n, Transpose transpose) {
     const std::size_t row_floats = n / 2;
     for_each_block_pair(n, [&](std::size_t mid, std::size_t mid_r) {
-        float* x = data + 8 * mid;
-        float* y = data + 8 * mid_r;
         complex_pair to_y[4][2], to_x[4][2];
-        transpose(x, row_floats, to_y);
-        transpose(y, row_floats, to_x);
-        store_rows(y, row_floats, to_y);
-        store_rows(x, row_floats, to_x);
+        transpose(from + 8 * mid, row_floats, to_y);
+        transpose(from + 8 * mid_r, row_floats, to_x);
+        store_rows(to + 8 * mid_r, row_floats, to_y);
+        store_rows(to + 8 * mid, row_floats, to_x);
     });
 }
 
@@ -120,15 +132,22 @@ void bit_reverse(float* data, std::size_t n) {
     if (n < 16)
         bit_reverse_short(data, n);
     else
-        reverse_blocks(data, n, [](const float* from, std::size_t row_floats, complex_pair(&out)[4][2]) {
+        reverse_blocks(data, data, n, [](const float* from, std::size_t row_floats, complex_pair(&out)[4][2]) {
             transpose_reversed(from, row_floats, out);
         });
 }
 
-void bit_reverse_split(float* data, std::size_t n) {
-    reverse_blocks(data, n, [](const float* from, std::size_t row_floats, complex_pair(&out)[4][2]) {
-        transpose_reversed_split(from, row_floats, out);
-    });
+void bit_reverse_split(const float* from, float* to, std::size_t n, bool radix2, bool divide) {
+    const float length = static_cast<float>(n);
+    const auto run = [&]<bool Radix2, bool Divide>() {
+        reverse_blocks(from, to, n, [length](const float* p, std::size_t row_floats, complex_pair(&out)[4][2]) {
+            transpose_reversed_split<Radix2, Divide>(p, row_floats, out, length);
+        });
+    };
+    if (radix2)
+        divide ? run.operator()<true, true>() : run.operator()<true, false>();
+    else
+        divide ? run.operator()<false, true>() : run.operator()<false, false>();
 }
 
 }  // namespace vorel::audio
