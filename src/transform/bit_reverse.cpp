@@ -16,13 +16,6 @@ namespace {
 // Two complex elements as raw 64-bit lanes: moved, never computed on.
 typedef unsigned long long complex_pair __attribute__((vector_size(16)));
 
-inline std::uint32_t reverse_bits(std::uint32_t x) {
-    x = ((x >> 1) & 0x55555555u) | ((x & 0x55555555u) << 1);
-    x = ((x >> 2) & 0x33333333u) | ((x & 0x33333333u) << 2);
-    x = ((x >> 4) & 0x0F0F0F0Fu) | ((x & 0x0F0F0F0Fu) << 4);
-    return __builtin_bswap32(x);
-}
-
 // The swap loop itself, for lengths below 16.
 void bit_reverse_short(float* data, std::size_t n) {
     std::size_t j = 0;
@@ -76,25 +69,22 @@ template <class Move>
 void for_each_block_pair(std::size_t n, Move&& move) {
     const int mid_shift = 32 - (std::countr_zero(n) - 4);
     for (std::uint32_t mid = 0; mid < n / 16; ++mid) {
-        const auto mid_r = static_cast<std::uint32_t>(std::uint64_t{reverse_bits(mid)} >> mid_shift);
+        const auto mid_r = static_cast<std::uint32_t>(std::uint64_t{pow2::reverse_bits(mid)} >> mid_shift);
         if (mid_r >= mid) move(mid, mid_r);
     }
 }
 
-// A block whose rows are split groups, rearranged like transpose_reversed and interleaved.
-// On the way, with Radix2 each row (a group of neighbours) first takes the radix-2 pass, and
-// with Divide every float is then divided by `length` (the scaling of the inverse): both act
-// on elements where they stand, so they may run while the elements move.
-template <bool Radix2, bool Divide>
+// A block whose rows are split groups, rearranged like transpose_reversed and interleaved;
+// with Divide every float is divided by `length` on the way (the scaling of the inverse,
+// which acts on each element where it stands, so it may run while the elements move).
+template <bool Divide>
 inline void transpose_reversed_split(const float* from, std::size_t row_floats, complex_pair (&out)[4][2],
                                      float length) {
-    const auto row = [&](std::size_t offset) {
-        const float4 v = load4(from + offset);
-        return Radix2 ? pow2::sum_and_difference_of_neighbours(v) : v;
-    };
     // Rows taken in the order 0, 2, 1, 3 make column c of the transpose the output row rev(c).
-    float4 re0 = row(0), re2 = row(row_floats), re1 = row(2 * row_floats), re3 = row(3 * row_floats);
-    float4 im0 = row(4), im2 = row(row_floats + 4), im1 = row(2 * row_floats + 4), im3 = row(3 * row_floats + 4);
+    float4 re0 = load4(from), re2 = load4(from + row_floats), re1 = load4(from + 2 * row_floats),
+           re3 = load4(from + 3 * row_floats);
+    float4 im0 = load4(from + 4), im2 = load4(from + row_floats + 4), im1 = load4(from + 2 * row_floats + 4),
+           im3 = load4(from + 3 * row_floats + 4);
     transpose4(re0, re1, re2, re3);
     transpose4(im0, im1, im2, im3);
     const float4 re[4] = {re0, re2, re1, re3}, im[4] = {im0, im2, im1, im3};
@@ -120,9 +110,9 @@ void reverse_blocks(const float* from, float* to, std::size_t n, Transpose trans
     for_each_block_pair(n, [&](std::size_t mid, std::size_t mid_r) {
         complex_pair to_y[4][2], to_x[4][2];
         transpose(from + 8 * mid, row_floats, to_y);
-        transpose(from + 8 * mid_r, row_floats, to_x);
+        if (mid_r != mid) transpose(from + 8 * mid_r, row_floats, to_x);
         store_rows(to + 8 * mid_r, row_floats, to_y);
-        store_rows(to + 8 * mid, row_floats, to_x);
+        if (mid_r != mid) store_rows(to + 8 * mid, row_floats, to_x);
     });
 }
 
@@ -137,17 +127,16 @@ void bit_reverse(float* data, std::size_t n) {
         });
 }
 
-void bit_reverse_split(const float* from, float* to, std::size_t n, bool radix2, bool divide) {
+void bit_reverse_split(const float* from, float* to, std::size_t n, bool divide) {
     const float length = static_cast<float>(n);
-    const auto run = [&]<bool Radix2, bool Divide>() {
+    if (divide)
         reverse_blocks(from, to, n, [length](const float* p, std::size_t row_floats, complex_pair(&out)[4][2]) {
-            transpose_reversed_split<Radix2, Divide>(p, row_floats, out, length);
+            transpose_reversed_split<true>(p, row_floats, out, length);
         });
-    };
-    if (radix2)
-        divide ? run.operator()<true, true>() : run.operator()<true, false>();
     else
-        divide ? run.operator()<false, true>() : run.operator()<false, false>();
+        reverse_blocks(from, to, n, [length](const float* p, std::size_t row_floats, complex_pair(&out)[4][2]) {
+            transpose_reversed_split<false>(p, row_floats, out, length);
+        });
 }
 
 }  // namespace vorel::audio

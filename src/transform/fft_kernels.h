@@ -36,9 +36,8 @@ void fft_pow2_merge(std::vector<float>& data, int n);
 // Swaps complex elements i and bit-reversed i, for a power of two n.
 void bit_reverse(float* data, std::size_t n);
 // The same permutation for n >= 16 read from the split layout at `from` and written
-// interleaved to `to` (which may be `from`). Before the move, with `radix2` the radix-2 pass
-// runs on the read elements; after it, with `divide` every float is divided by float(n).
-void bit_reverse_split(const float* from, float* to, std::size_t n, bool radix2, bool divide);
+// interleaved to `to` (which may be `from`), every float divided by float(n) when `divide`.
+void bit_reverse_split(const float* from, float* to, std::size_t n, bool divide);
 
 // Every float divided by float(n): the scaling of the inverse transforms.
 void divide_by_length(float* data, std::size_t n);

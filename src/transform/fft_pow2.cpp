@@ -87,8 +87,7 @@ void to_split_groups(float* d, std::size_t n) {
 void split_transform(float* d, float* to, std::size_t n, const std::vector<float>& table, bool inverse,
                      Pow2Kernel kernel) {
     const std::vector<float>& cols = ColumnTwiddleTable::instance().ref_columns(static_cast<int>(n), inverse, table);
-    pow2_split_stages(d, n, table.data(), cols.data(), inverse, kernel);
-    bit_reverse_split(d, to, n, odd_log2(n), inverse);
+    pow2_split_transform(d, to, n, table.data(), cols.data(), inverse, kernel);
 }
 
 }  // namespace

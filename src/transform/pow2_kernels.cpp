@@ -3,6 +3,10 @@
 // build fuses a multiply into an add.
 #include "transform/pow2_kernels.h"
 
+#include <bit>
+
+#include "transform/fft_kernels.h"
+
 // Wide values are passed only between always-inlined helpers, never across a call.
 #pragma GCC diagnostic ignored "-Wpsabi"
 
@@ -12,26 +16,39 @@ namespace vorel::audio {
 
 namespace {
 
-template <class V>
-VOREL_POW2_INLINE void stages_of(float* d, std::size_t n, const float* table, const float* cols, bool inverse) {
-    if (inverse)
-        pow2::split_stages<true, V>(d, n, table, cols);
+// Radix-4 stages, the radix-2 pass when log2(n) is odd, then the bit reversal (SSE2: the
+// four-lane one of bit_reverse.cpp).
+template <bool Inverse, class V>
+VOREL_POW2_INLINE void transform(float* d, float* to, std::size_t n, const float* table, const float* cols) {
+    pow2::split_stages<Inverse, V>(d, n, table, cols);
+    if (std::countr_zero(n) % 2 == 1) pow2::radix2_pass<V>(d, n);
+    if constexpr (pow2::kWidth<V> == 4)
+        bit_reverse_split(d, to, n, Inverse);
     else
-        pow2::split_stages<false, V>(d, n, table, cols);
+        pow2::bit_reverse_split8<Inverse>(d, to, n);
 }
 
-void stages_sse2(float* d, std::size_t n, const float* table, const float* cols, bool inverse) {
-    stages_of<float4>(d, n, table, cols, inverse);
+template <class V>
+VOREL_POW2_INLINE void transform_of(float* d, float* to, std::size_t n, const float* table, const float* cols,
+                                    bool inverse) {
+    if (inverse)
+        transform<true, V>(d, to, n, table, cols);
+    else
+        transform<false, V>(d, to, n, table, cols);
 }
 
-__attribute__((target("avx2"))) void stages_avx2(float* d, std::size_t n, const float* table, const float* cols,
-                                                 bool inverse) {
-    stages_of<pow2::float8>(d, n, table, cols, inverse);
+void transform_sse2(float* d, float* to, std::size_t n, const float* table, const float* cols, bool inverse) {
+    transform_of<float4>(d, to, n, table, cols, inverse);
 }
 
-__attribute__((target("avx512f"))) void stages_avx512(float* d, std::size_t n, const float* table,
-                                                      const float* cols, bool inverse) {
-    stages_of<pow2::float16>(d, n, table, cols, inverse);
+__attribute__((target("avx2"))) void transform_avx2(float* d, float* to, std::size_t n, const float* table,
+                                                    const float* cols, bool inverse) {
+    transform_of<pow2::float8>(d, to, n, table, cols, inverse);
+}
+
+__attribute__((target("avx512f"))) void transform_avx512(float* d, float* to, std::size_t n, const float* table,
+                                                         const float* cols, bool inverse) {
+    transform_of<pow2::float16>(d, to, n, table, cols, inverse);
 }
 
 }  // namespace
@@ -51,12 +68,12 @@ Pow2Kernel best_pow2_kernel() {
     return best;
 }
 
-void pow2_split_stages(float* d, std::size_t n, const float* table, const float* cols, bool inverse,
-                       Pow2Kernel kernel) {
+void pow2_split_transform(float* d, float* to, std::size_t n, const float* table, const float* cols, bool inverse,
+                          Pow2Kernel kernel) {
     switch (kernel) {
-        case Pow2Kernel::avx512: stages_avx512(d, n, table, cols, inverse); break;
-        case Pow2Kernel::avx2: stages_avx2(d, n, table, cols, inverse); break;
-        default: stages_sse2(d, n, table, cols, inverse); break;
+        case Pow2Kernel::avx512: transform_avx512(d, to, n, table, cols, inverse); break;
+        case Pow2Kernel::avx2: transform_avx2(d, to, n, table, cols, inverse); break;
+        default: transform_sse2(d, to, n, table, cols, inverse); break;
     }
 }
 

@@ -7,7 +7,9 @@
 // and W at a time; each lane does exactly the scalar operations (no fused multiply-add).
 #pragma once
 
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "common/float4.h"
@@ -138,15 +140,8 @@ VOREL_POW2_INLINE void butterflies_within_groups(float* p, const float4* t) {
     store_group(p, g0), store_group(p + 8, g1), store_group(p + 16, g2), store_group(p + 24, g3);
 }
 
-// The radix-2 pass on the split layout: neighbours 0, 1 and 2, 3 of each group.
-VOREL_POW2_INLINE float4 sum_and_difference_of_neighbours(float4 v) {
-    const float4 a = __builtin_shufflevector(v, v, 0, 0, 2, 2);
-    const float4 b = __builtin_shufflevector(v, v, 1, 1, 3, 3);
-    return __builtin_shufflevector(a + b, a - b, 0, 5, 2, 7);
-}
-
-// The radix-4 stages of a power of two n >= 16 on the split layout, leaving the bit-reversed
-// order; the radix-2 pass, when log2(n) is odd, runs inside the bit reversal. `cols` are the
+// The radix-4 stages of a power of two n >= 16 on the split layout, leaving the radix-2 pass
+// (when log2(n) is odd) and the bit reversal to follow. `cols` are the
 // column twiddles of n (see column_twiddles.h), `table` the rows of FftTable, read by the
 // last stages, whose quarter is below 4.
 template <bool Inverse, class V>
@@ -172,6 +167,81 @@ VOREL_POW2_INLINE void split_stages(float* d, std::size_t n, const float* table,
         step *= 4;
         if (size < 16) break;
         size /= 4;
+    }
+}
+
+// The radix-2 pass on the split layout: (a, b) -> (a + b, a - b) on neighbours 0, 1 and 2, 3
+// of each group, W floats at a time (real and imaginary parts alike).
+template <class V>
+VOREL_POW2_INLINE void radix2_pass(float* d, std::size_t n) {
+    for (std::size_t k = 0; k < 2 * n; k += kWidth<V>) {
+        const V v = load<V>(d + k);
+        V a, b, sum, difference;
+        if constexpr (kWidth<V> == 4) {
+            a = __builtin_shufflevector(v, v, 0, 0, 2, 2), b = __builtin_shufflevector(v, v, 1, 1, 3, 3);
+        } else if constexpr (kWidth<V> == 8) {
+            a = __builtin_shufflevector(v, v, 0, 0, 2, 2, 4, 4, 6, 6);
+            b = __builtin_shufflevector(v, v, 1, 1, 3, 3, 5, 5, 7, 7);
+        } else {
+            a = __builtin_shufflevector(v, v, 0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14);
+            b = __builtin_shufflevector(v, v, 1, 1, 3, 3, 5, 5, 7, 7, 9, 9, 11, 11, 13, 13, 15, 15);
+        }
+        sum = a + b, difference = a - b;
+        if constexpr (kWidth<V> == 4)
+            store(d + k, __builtin_shufflevector(sum, difference, 0, 5, 2, 7));
+        else if constexpr (kWidth<V> == 8)
+            store(d + k, __builtin_shufflevector(sum, difference, 0, 9, 2, 11, 4, 13, 6, 15));
+        else
+            store(d + k, __builtin_shufflevector(sum, difference, 0, 17, 2, 19, 4, 21, 6, 23, 8, 25, 10, 27, 12, 29,
+                                                 14, 31));
+    }
+}
+
+VOREL_POW2_INLINE std::uint32_t reverse_bits(std::uint32_t x) {
+    x = ((x >> 1) & 0x55555555u) | ((x & 0x55555555u) << 1);
+    x = ((x >> 2) & 0x33333333u) | ((x & 0x33333333u) << 2);
+    x = ((x >> 4) & 0x0F0F0F0Fu) | ((x & 0x0F0F0F0Fu) << 4);
+    return __builtin_bswap32(x);
+}
+
+// Bit reversal from the split layout, for eight-lane builds. Index hi * n/4 + mid * 4 + lo
+// (hi, lo of two bits) goes to rev(lo) * n/4 + rev(mid) * 4 + rev(hi): block mid (four rows
+// of one group, n/4 elements apart) goes transposed to block rev(mid). One eight-float row
+// holds a group's real parts in its low half and imaginary parts in its high half, so one
+// in-half transpose moves both.
+template <bool Divide>
+VOREL_POW2_INLINE void transpose_block8(const float* from, std::size_t row_floats, float8 (&out)[4], float length) {
+    // Rows taken in the order 0, 2, 1, 3 make column c of the transpose the output row rev(c).
+    const float8 r0 = load<float8>(from), r2 = load<float8>(from + row_floats);
+    const float8 r1 = load<float8>(from + 2 * row_floats), r3 = load<float8>(from + 3 * row_floats);
+    const float8 lo01 = __builtin_shufflevector(r0, r1, 0, 8, 1, 9, 4, 12, 5, 13);
+    const float8 lo23 = __builtin_shufflevector(r2, r3, 0, 8, 1, 9, 4, 12, 5, 13);
+    const float8 hi01 = __builtin_shufflevector(r0, r1, 2, 10, 3, 11, 6, 14, 7, 15);
+    const float8 hi23 = __builtin_shufflevector(r2, r3, 2, 10, 3, 11, 6, 14, 7, 15);
+    const float8 col[4] = {__builtin_shufflevector(lo01, lo23, 0, 1, 8, 9, 4, 5, 12, 13),
+                           __builtin_shufflevector(hi01, hi23, 0, 1, 8, 9, 4, 5, 12, 13),
+                           __builtin_shufflevector(lo01, lo23, 2, 3, 10, 11, 6, 7, 14, 15),
+                           __builtin_shufflevector(hi01, hi23, 2, 3, 10, 11, 6, 7, 14, 15)};
+    for (std::size_t r = 0; r < 4; ++r) {
+        out[r] = __builtin_shufflevector(col[r], col[r], 0, 4, 1, 5, 2, 6, 3, 7);
+        if constexpr (Divide) out[r] = out[r] / length;
+    }
+}
+
+template <bool Divide>
+VOREL_POW2_INLINE void bit_reverse_split8(const float* from, float* to, std::size_t n) {
+    const std::size_t row_floats = n / 2;
+    const float length = static_cast<float>(n);
+    const int mid_shift = 32 - (std::countr_zero(n) - 4);
+    for (std::uint32_t mid = 0; mid < n / 16; ++mid) {
+        const auto mid_r = static_cast<std::uint32_t>(std::uint64_t{reverse_bits(mid)} >> mid_shift);
+        if (mid_r < mid) continue;
+        float8 to_y[4], to_x[4];
+        transpose_block8<Divide>(from + 8 * mid, row_floats, to_y, length);
+        if (mid_r != mid) transpose_block8<Divide>(from + 8 * mid_r, row_floats, to_x, length);
+        for (std::size_t r = 0; r < 4; ++r) store(to + r * row_floats + 8 * mid_r, to_y[r]);
+        if (mid_r != mid)
+            for (std::size_t r = 0; r < 4; ++r) store(to + r * row_floats + 8 * mid, to_x[r]);
     }
 }
 
