@@ -72,22 +72,12 @@ void short_transform(float* d, std::size_t n, const float* table) {
     if (n >= 3) bit_reverse(d, n);
 }
 
-// The split layout from interleaved elements, in place.
-void to_split_groups(float* d, std::size_t n) {
-    for (std::size_t i = 0; i < n; i += 4) {
-        float* p = d + 2 * i;
-        const float4 lo = load4(p), hi = load4(p + 4);
-        store4(p, __builtin_shufflevector(lo, hi, 0, 2, 4, 6));
-        store4(p + 4, __builtin_shufflevector(lo, hi, 1, 3, 5, 7));
-    }
-}
-
-// The transform of n >= 16 elements held in the split layout at d, its result written
-// interleaved and in natural order to `to` (which may be d), divided by n when inverse.
-void split_transform(float* d, float* to, std::size_t n, const std::vector<float>& table, bool inverse,
-                     Pow2Kernel kernel) {
+// The transform of n >= 16 elements from src (read as `input` says) through the scratch d,
+// written interleaved and in natural order to `to`, divided by n when inverse.
+void split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+                     const std::vector<float>& table, bool inverse, Pow2Kernel kernel) {
     const std::vector<float>& cols = ColumnTwiddleTable::instance().ref_columns(static_cast<int>(n), inverse, table);
-    pow2_split_transform(d, to, n, table.data(), cols.data(), inverse, kernel);
+    pow2_split_transform(src, input, d, to, n, table.data(), cols.data(), inverse, kernel);
 }
 
 }  // namespace
@@ -102,8 +92,7 @@ void pow2_transform(float* d, std::size_t n, const std::vector<float>& table, bo
         }
         return;
     }
-    to_split_groups(d, n);
-    split_transform(d, d, n, table, inverse, kernel);
+    split_transform(d, Pow2Input::interleaved, d, d, n, table, inverse, kernel);
 }
 
 void fft_pow2(std::vector<float>& data, int n, const std::vector<float>& table) {
@@ -133,24 +122,12 @@ void with_scratch(std::size_t n, Work&& work) {
 }  // namespace
 
 void fft_pow2_real_to(float* dst, const float* src, std::size_t n, const std::vector<float>& table) {
-    with_scratch(n, [&](float* d) {
-        const float4 zero{};
-        for (std::size_t i = 0; i < n; i += 4) {
-            store4(d + 2 * i, load4(src + i));
-            store4(d + 2 * i + 4, zero);
-        }
-        split_transform(d, dst, n, table, false, best_pow2_kernel());
-    });
+    with_scratch(n, [&](float* d) { split_transform(src, Pow2Input::real, d, dst, n, table, false, best_pow2_kernel()); });
 }
 
 void ifft_pow2_to(float* dst, const float* src, std::size_t n, const std::vector<float>& table) {
     with_scratch(n, [&](float* d) {
-        for (std::size_t i = 0; i < n; i += 4) {
-            const float4 lo = load4(src + 2 * i), hi = load4(src + 2 * i + 4);
-            store4(d + 2 * i, __builtin_shufflevector(lo, hi, 0, 2, 4, 6));
-            store4(d + 2 * i + 4, __builtin_shufflevector(lo, hi, 1, 3, 5, 7));
-        }
-        split_transform(d, dst, n, table, true, best_pow2_kernel());
+        split_transform(src, Pow2Input::interleaved, d, dst, n, table, true, best_pow2_kernel());
     });
 }
 

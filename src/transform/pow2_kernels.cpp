@@ -18,9 +18,10 @@ namespace {
 
 // Radix-4 stages, the radix-2 pass when log2(n) is odd, then the bit reversal (SSE2: the
 // four-lane one of bit_reverse.cpp).
-template <bool Inverse, class V>
-VOREL_POW2_INLINE void transform(float* d, float* to, std::size_t n, const float* table, const float* cols) {
-    pow2::split_stages<Inverse, V>(d, n, table, cols);
+template <bool Inverse, class V, pow2::Input In>
+VOREL_POW2_INLINE void transform(const float* src, float* d, float* to, std::size_t n, const float* table,
+                                 const float* cols) {
+    pow2::split_stages<Inverse, V, In>(d, src, n, table, cols);
     if (std::countr_zero(n) % 2 == 1) pow2::radix2_pass<V>(d, n);
     if constexpr (pow2::kWidth<V> == 4)
         bit_reverse_split(d, to, n, Inverse);
@@ -29,26 +30,32 @@ VOREL_POW2_INLINE void transform(float* d, float* to, std::size_t n, const float
 }
 
 template <class V>
-VOREL_POW2_INLINE void transform_of(float* d, float* to, std::size_t n, const float* table, const float* cols,
-                                    bool inverse) {
-    if (inverse)
-        transform<true, V>(d, to, n, table, cols);
+VOREL_POW2_INLINE void transform_of(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+                                    const float* table, const float* cols, bool inverse) {
+    using pow2::Input;
+    if (input == Pow2Input::real)
+        inverse ? transform<true, V, Input::real>(src, d, to, n, table, cols)
+                : transform<false, V, Input::real>(src, d, to, n, table, cols);
     else
-        transform<false, V>(d, to, n, table, cols);
+        inverse ? transform<true, V, Input::interleaved>(src, d, to, n, table, cols)
+                : transform<false, V, Input::interleaved>(src, d, to, n, table, cols);
 }
 
-void transform_sse2(float* d, float* to, std::size_t n, const float* table, const float* cols, bool inverse) {
-    transform_of<float4>(d, to, n, table, cols, inverse);
+void transform_sse2(const float* src, Pow2Input input, float* d, float* to, std::size_t n, const float* table,
+                    const float* cols, bool inverse) {
+    transform_of<float4>(src, input, d, to, n, table, cols, inverse);
 }
 
-__attribute__((target("avx2"))) void transform_avx2(float* d, float* to, std::size_t n, const float* table,
-                                                    const float* cols, bool inverse) {
-    transform_of<pow2::float8>(d, to, n, table, cols, inverse);
+__attribute__((target("avx2"))) void transform_avx2(const float* src, Pow2Input input, float* d, float* to,
+                                                    std::size_t n, const float* table, const float* cols,
+                                                    bool inverse) {
+    transform_of<pow2::float8>(src, input, d, to, n, table, cols, inverse);
 }
 
-__attribute__((target("avx512f"))) void transform_avx512(float* d, float* to, std::size_t n, const float* table,
-                                                         const float* cols, bool inverse) {
-    transform_of<pow2::float16>(d, to, n, table, cols, inverse);
+__attribute__((target("avx512f"))) void transform_avx512(const float* src, Pow2Input input, float* d, float* to,
+                                                         std::size_t n, const float* table, const float* cols,
+                                                         bool inverse) {
+    transform_of<pow2::float16>(src, input, d, to, n, table, cols, inverse);
 }
 
 }  // namespace
@@ -68,12 +75,12 @@ Pow2Kernel best_pow2_kernel() {
     return best;
 }
 
-void pow2_split_transform(float* d, float* to, std::size_t n, const float* table, const float* cols, bool inverse,
-                          Pow2Kernel kernel) {
+void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n, const float* table,
+                          const float* cols, bool inverse, Pow2Kernel kernel) {
     switch (kernel) {
-        case Pow2Kernel::avx512: transform_avx512(d, to, n, table, cols, inverse); break;
-        case Pow2Kernel::avx2: transform_avx2(d, to, n, table, cols, inverse); break;
-        default: transform_sse2(d, to, n, table, cols, inverse); break;
+        case Pow2Kernel::avx512: transform_avx512(src, input, d, to, n, table, cols, inverse); break;
+        case Pow2Kernel::avx2: transform_avx2(src, input, d, to, n, table, cols, inverse); break;
+        default: transform_sse2(src, input, d, to, n, table, cols, inverse); break;
     }
 }
 

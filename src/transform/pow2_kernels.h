@@ -12,12 +12,16 @@ enum class Pow2Kernel { plain, sse2, avx2, avx512 };
 Pow2Kernel best_pow2_kernel();
 bool pow2_kernel_runs_here(Pow2Kernel kernel);
 
-// The transform of a power of two n >= 16 held in the split layout (groups of four real parts
-// then four imaginary parts) at d, which it overwrites; the result goes interleaved and in
-// natural order to `to` (which may be d), divided by n when inverse. `cols` are the column
+// Whether the input of a transform is n real samples or n interleaved complex elements.
+enum class Pow2Input { real, interleaved };
+
+// The transform of a power of two n >= 16 from `src` (read as `input` says) through the
+// scratch d of 2 n floats, held meanwhile in the split layout (groups of four real parts then
+// four imaginary parts), to `to`, interleaved and in natural order, divided by n when
+// inverse. d may be src for interleaved input, `to` may be either. `cols` are the column
 // twiddles of n, `table` its FftTable rows, both of the direction asked for. `kernel` must
 // run here; plain runs as sse2.
-void pow2_split_transform(float* d, float* to, std::size_t n, const float* table, const float* cols, bool inverse,
-                          Pow2Kernel kernel);
+void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n, const float* table,
+                          const float* cols, bool inverse, Pow2Kernel kernel);
 
 }  // namespace vorel::audio

@@ -66,25 +66,65 @@ VOREL_POW2_INLINE void store_run(float* p, V re, V im) {
     }
 }
 
+// Where the first stage reads its elements: the split layout, n real samples (imaginary
+// parts 0), or interleaved complex elements. Later stages read the split layout.
+enum class Input { split, real, interleaved };
+
+// W consecutive elements from element i of `src` held as In says.
+template <class V, Input In>
+VOREL_POW2_INLINE void load_input(const float* src, std::size_t i, V& re, V& im) {
+    if constexpr (In == Input::split) {
+        load_run(src + 2 * i, re, im);
+    } else if constexpr (In == Input::real) {
+        re = load<V>(src + i), im = V{};
+    } else {
+        const V a = load<V>(src + 2 * i), b = load<V>(src + 2 * i + kWidth<V>);
+        if constexpr (kWidth<V> == 4) {
+            re = __builtin_shufflevector(a, b, 0, 2, 4, 6), im = __builtin_shufflevector(a, b, 1, 3, 5, 7);
+        } else if constexpr (kWidth<V> == 8) {
+            re = __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14);
+            im = __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15);
+        } else {
+            re = __builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+            im = __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31);
+        }
+    }
+}
+
 // A stage whose quarter is a multiple of W: lanes are W consecutive columns, whose twiddles
-// are W consecutive floats of the column table `cols` of the stage.
-template <bool Inverse, class V>
-VOREL_POW2_INLINE void wide_stage(float* d, std::size_t n, std::size_t size, const float* cols) {
+// are W consecutive floats of the column table `cols` of the stage. Reads `src` as In says
+// and writes the split layout to d; each butterfly reads all its elements before it writes,
+// so d may be src.
+template <bool Inverse, class V, Input In>
+VOREL_POW2_INLINE void wide_stage(float* d, const float* src, std::size_t n, std::size_t size, const float* cols) {
     const std::size_t quarter = size / 4;
     for (std::size_t start = 0; start < quarter; start += kWidth<V>) {
         V t[12];
         for (std::size_t c = 0; c < 12; ++c) t[c] = load<V>(cols + c * quarter + start);
         for (std::size_t i = start; i < n; i += size) {
+            V ar, ai, br, bi, cr, ci, dr, di;
+            load_input<V, In>(src, i, ar, ai), load_input<V, In>(src, i + quarter, br, bi);
+            load_input<V, In>(src, i + 2 * quarter, cr, ci), load_input<V, In>(src, i + 3 * quarter, dr, di);
+            butterfly<Inverse>(ar, ai, br, bi, cr, ci, dr, di, t);
             float* pa = d + 2 * i;
             float* pb = pa + 2 * quarter;
             float* pc = pb + 2 * quarter;
             float* pd = pc + 2 * quarter;
-            V ar, ai, br, bi, cr, ci, dr, di;
-            load_run(pa, ar, ai), load_run(pb, br, bi), load_run(pc, cr, ci), load_run(pd, dr, di);
-            butterfly<Inverse>(ar, ai, br, bi, cr, ci, dr, di, t);
             store_run(pa, ar, ai), store_run(pb, br, bi), store_run(pc, cr, ci), store_run(pd, dr, di);
         }
     }
+}
+
+// A stage of quarter >= 4 at the widest vector that fits it.
+template <bool Inverse, class V, Input In>
+VOREL_POW2_INLINE void any_wide_stage(float* d, const float* src, std::size_t n, std::size_t size, const float* cols) {
+    const std::size_t quarter = size / 4;
+    if (quarter >= kWidth<V>)
+        wide_stage<Inverse, V, In>(d, src, n, size, cols);
+    else if (kWidth<V> > 8 && quarter >= 8)
+        wide_stage<Inverse, float8, In>(d, src, n, size, cols);
+    else
+        wide_stage<Inverse, float4, In>(d, src, n, size, cols);
 }
 
 // One group of four complex elements.
@@ -140,22 +180,22 @@ VOREL_POW2_INLINE void butterflies_within_groups(float* p, const float4* t) {
     store_group(p, g0), store_group(p + 8, g1), store_group(p + 16, g2), store_group(p + 24, g3);
 }
 
-// The radix-4 stages of a power of two n >= 16 on the split layout, leaving the radix-2 pass
-// (when log2(n) is odd) and the bit reversal to follow. `cols` are the
-// column twiddles of n (see column_twiddles.h), `table` the rows of FftTable, read by the
-// last stages, whose quarter is below 4.
-template <bool Inverse, class V>
-VOREL_POW2_INLINE void split_stages(float* d, std::size_t n, const float* table, const float* cols) {
-    std::size_t size = n, step = 12;
-    for (;;) {
+// The radix-4 stages of a power of two n >= 16, the first reading `src` as In says, all
+// writing the split layout to d (which may be src), leaving the radix-2 pass (when log2(n)
+// is odd) and the bit reversal to follow. `cols` are the column twiddles of n (see
+// column_twiddles.h), `table` the rows of FftTable, read by the last stages, whose quarter
+// is below 4.
+template <bool Inverse, class V, Input In>
+VOREL_POW2_INLINE void split_stages(float* d, const float* src, std::size_t n, const float* table, const float* cols) {
+    any_wide_stage<Inverse, V, In>(d, src, n, n, cols);
+    cols += 12 * (n / 4);
+    std::size_t size = n / 4, step = 48;
+    while (size >= 4) {
         const std::size_t quarter = size / 4;
         float4 t[12];
-        if (quarter >= kWidth<V>) {
-            wide_stage<Inverse, V>(d, n, size, cols);
-        } else if (kWidth<V> > 8 && quarter >= 8) {
-            wide_stage<Inverse, float8>(d, n, size, cols);
-        } else if (quarter >= 4) {
-            wide_stage<Inverse, float4>(d, n, size, cols);
+        if (quarter >= 4) {
+            any_wide_stage<Inverse, V, Input::split>(d, d, n, size, cols);
+            cols += 12 * quarter;
         } else if (quarter == 2) {
             gather_rows(t, table, 0, step, 0, step);
             for (std::size_t i = 0; i < n; i += 16) butterflies_of_halves<Inverse>(d + 2 * i, t);
@@ -163,9 +203,7 @@ VOREL_POW2_INLINE void split_stages(float* d, std::size_t n, const float* table,
             gather_rows(t, table, 0, 0, 0, 0);
             for (std::size_t i = 0; i < n; i += 16) butterflies_within_groups<Inverse>(d + 2 * i, t);
         }
-        if (quarter >= 4) cols += 12 * quarter;
         step *= 4;
-        if (size < 16) break;
         size /= 4;
     }
 }
