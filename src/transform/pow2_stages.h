@@ -180,6 +180,89 @@ VOREL_POW2_INLINE void butterflies_within_groups(float* p, const float4* t) {
     store_group(p, g0), store_group(p + 8, g1), store_group(p + 16, g2), store_group(p + 24, g3);
 }
 
+// The last stages with sixteen lanes, on 64 elements (eight vectors z, z[k] holding the
+// groups 2k and 2k + 1) kept in registers. chunks() transposes four vectors as 4 x 4 blocks
+// of four floats; rows() transposes four floats within each block of four.
+VOREL_POW2_INLINE void chunks(float16& a, float16& b, float16& c, float16& d) {
+    const float16 l01 = __builtin_shufflevector(a, b, 0, 1, 2, 3, 16, 17, 18, 19, 4, 5, 6, 7, 20, 21, 22, 23);
+    const float16 h01 = __builtin_shufflevector(a, b, 8, 9, 10, 11, 24, 25, 26, 27, 12, 13, 14, 15, 28, 29, 30, 31);
+    const float16 l23 = __builtin_shufflevector(c, d, 0, 1, 2, 3, 16, 17, 18, 19, 4, 5, 6, 7, 20, 21, 22, 23);
+    const float16 h23 = __builtin_shufflevector(c, d, 8, 9, 10, 11, 24, 25, 26, 27, 12, 13, 14, 15, 28, 29, 30, 31);
+    a = __builtin_shufflevector(l01, l23, 0, 1, 2, 3, 4, 5, 6, 7, 16, 17, 18, 19, 20, 21, 22, 23);
+    b = __builtin_shufflevector(l01, l23, 8, 9, 10, 11, 12, 13, 14, 15, 24, 25, 26, 27, 28, 29, 30, 31);
+    c = __builtin_shufflevector(h01, h23, 0, 1, 2, 3, 4, 5, 6, 7, 16, 17, 18, 19, 20, 21, 22, 23);
+    d = __builtin_shufflevector(h01, h23, 8, 9, 10, 11, 12, 13, 14, 15, 24, 25, 26, 27, 28, 29, 30, 31);
+}
+
+VOREL_POW2_INLINE void rows(float16& a, float16& b, float16& c, float16& d) {
+    const float16 ab_lo = __builtin_shufflevector(a, b, 0, 16, 1, 17, 4, 20, 5, 21, 8, 24, 9, 25, 12, 28, 13, 29);
+    const float16 cd_lo = __builtin_shufflevector(c, d, 0, 16, 1, 17, 4, 20, 5, 21, 8, 24, 9, 25, 12, 28, 13, 29);
+    const float16 ab_hi = __builtin_shufflevector(a, b, 2, 18, 3, 19, 6, 22, 7, 23, 10, 26, 11, 27, 14, 30, 15, 31);
+    const float16 cd_hi = __builtin_shufflevector(c, d, 2, 18, 3, 19, 6, 22, 7, 23, 10, 26, 11, 27, 14, 30, 15, 31);
+    a = __builtin_shufflevector(ab_lo, cd_lo, 0, 1, 16, 17, 4, 5, 20, 21, 8, 9, 24, 25, 12, 13, 28, 29);
+    b = __builtin_shufflevector(ab_lo, cd_lo, 2, 3, 18, 19, 6, 7, 22, 23, 10, 11, 26, 27, 14, 15, 30, 31);
+    c = __builtin_shufflevector(ab_hi, cd_hi, 0, 1, 16, 17, 4, 5, 20, 21, 8, 9, 24, 25, 12, 13, 28, 29);
+    d = __builtin_shufflevector(ab_hi, cd_hi, 2, 3, 18, 19, 6, 7, 22, 23, 10, 11, 26, 27, 14, 15, 30, 31);
+}
+
+// Real and imaginary parts of the elements in two vectors of the split layout, and back.
+VOREL_POW2_INLINE void split_parts(float16 x, float16 y, float16& re, float16& im) {
+    re = __builtin_shufflevector(x, y, 0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27);
+    im = __builtin_shufflevector(x, y, 4, 5, 6, 7, 12, 13, 14, 15, 20, 21, 22, 23, 28, 29, 30, 31);
+}
+
+VOREL_POW2_INLINE void join_parts(float16 re, float16 im, float16& x, float16& y) {
+    x = __builtin_shufflevector(re, im, 0, 1, 2, 3, 16, 17, 18, 19, 4, 5, 6, 7, 20, 21, 22, 23);
+    y = __builtin_shufflevector(re, im, 8, 9, 10, 11, 24, 25, 26, 27, 12, 13, 14, 15, 28, 29, 30, 31);
+}
+
+// Quarter 4 (blocks of 16 elements: A, B, C, D are its four groups, lanes its four columns):
+// the groups 0 and 1 of the four blocks sit in z[0], z[2], z[4], z[6], groups 2 and 3 in the
+// odd ones, so one transpose of blocks of four brings each into lanes.
+template <bool Inverse>
+VOREL_POW2_INLINE void quarter4_stage(float16 (&z)[8], const float16* t) {
+    chunks(z[0], z[2], z[4], z[6]);
+    chunks(z[1], z[3], z[5], z[7]);
+    butterfly<Inverse>(z[0], z[2], z[4], z[6], z[1], z[3], z[5], z[7], t);
+    chunks(z[0], z[2], z[4], z[6]);
+    chunks(z[1], z[3], z[5], z[7]);
+}
+
+// Quarter 1 (each group is a butterfly on its elements 0 to 3, all with the twiddles of row 0):
+// transposing four floats brings element e of the groups into x[e] and y[e], whose parts then
+// split into lanes.
+template <bool Inverse>
+VOREL_POW2_INLINE void quarter1_stage(float16 (&z)[8], const float16* t) {
+    rows(z[0], z[1], z[2], z[3]);
+    rows(z[4], z[5], z[6], z[7]);
+    float16 re[4], im[4];
+    for (int e = 0; e < 4; ++e) split_parts(z[e], z[4 + e], re[e], im[e]);
+    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t);
+    for (int e = 0; e < 4; ++e) join_parts(re[e], im[e], z[e], z[4 + e]);
+    rows(z[0], z[1], z[2], z[3]);
+    rows(z[4], z[5], z[6], z[7]);
+}
+
+// The last two stages (quarters 4 and 1) of an even log2(n) >= 6 at once, per 64 elements.
+template <bool Inverse>
+VOREL_POW2_INLINE void last_stages16(float* d, std::size_t n, const float* cols4, const float* table) {
+    float16 t4[12], t1[12];
+    for (std::size_t c = 0; c < 12; ++c) {
+        const float4 four = load<float4>(cols4 + 4 * c);
+        t4[c] = __builtin_shufflevector(four, four, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3);
+        const float4 w{table[c], table[c], table[c], table[c]};  // an add to 0 would lose a -0
+        t1[c] = __builtin_shufflevector(w, w, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3);
+    }
+    for (std::size_t i = 0; i < n; i += 64) {
+        float* p = d + 2 * i;
+        float16 z[8];
+        for (int k = 0; k < 8; ++k) z[k] = load<float16>(p + 16 * k);
+        quarter4_stage<Inverse>(z, t4);
+        quarter1_stage<Inverse>(z, t1);
+        for (int k = 0; k < 8; ++k) store(p + 16 * k, z[k]);
+    }
+}
+
 // The radix-4 stages of a power of two n >= 16, the first reading `src` as In says, all
 // writing the split layout to d (which may be src), leaving the radix-2 pass (when log2(n)
 // is odd) and the bit reversal to follow. `cols` are the column twiddles of n (see
@@ -193,7 +276,10 @@ VOREL_POW2_INLINE void split_stages(float* d, const float* src, std::size_t n, c
     while (size >= 4) {
         const std::size_t quarter = size / 4;
         float4 t[12];
-        if (quarter >= 4) {
+        if (kWidth<V> == 16 && quarter == 4) {
+            last_stages16<Inverse>(d, n, cols, table);
+            break;
+        } else if (quarter >= 4) {
             any_wide_stage<Inverse, V, Input::split>(d, d, n, size, cols);
             cols += 12 * quarter;
         } else if (quarter == 2) {
