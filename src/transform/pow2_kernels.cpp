@@ -16,13 +16,12 @@ namespace vorel::audio {
 
 namespace {
 
-// Radix-4 stages, the radix-2 pass when log2(n) is odd, then the bit reversal (SSE2: the
+// Radix-4 stages and the radix-2 pass, then the bit reversal (SSE2: the
 // four-lane one of bit_reverse.cpp).
 template <bool Inverse, class V, pow2::Input In>
 VOREL_POW2_INLINE void transform(const float* src, float* d, float* to, std::size_t n, const float* table,
                                  const float* cols) {
     pow2::split_stages<Inverse, V, In>(d, src, n, table, cols);
-    if (std::countr_zero(n) % 2 == 1) pow2::radix2_pass<V>(d, n);
     if constexpr (pow2::kWidth<V> == 4)
         bit_reverse_split(d, to, n, Inverse);
     else

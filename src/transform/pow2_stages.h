@@ -180,6 +180,25 @@ VOREL_POW2_INLINE void butterflies_within_groups(float* p, const float4* t) {
     store_group(p, g0), store_group(p + 8, g1), store_group(p + 16, g2), store_group(p + 24, g3);
 }
 
+// The radix-2 pass on W floats of the split layout: (a, b) -> (a + b, a - b) on neighbours 0, 1
+// and 2, 3 of each group (real and imaginary parts alike).
+template <class V>
+VOREL_POW2_INLINE V radix2(V v) {
+    V a, b;
+    if constexpr (kWidth<V> == 4) {
+        a = __builtin_shufflevector(v, v, 0, 0, 2, 2), b = __builtin_shufflevector(v, v, 1, 1, 3, 3);
+        return __builtin_shufflevector(a + b, a - b, 0, 5, 2, 7);
+    } else if constexpr (kWidth<V> == 8) {
+        a = __builtin_shufflevector(v, v, 0, 0, 2, 2, 4, 4, 6, 6);
+        b = __builtin_shufflevector(v, v, 1, 1, 3, 3, 5, 5, 7, 7);
+        return __builtin_shufflevector(a + b, a - b, 0, 9, 2, 11, 4, 13, 6, 15);
+    } else {
+        a = __builtin_shufflevector(v, v, 0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14);
+        b = __builtin_shufflevector(v, v, 1, 1, 3, 3, 5, 5, 7, 7, 9, 9, 11, 11, 13, 13, 15, 15);
+        return __builtin_shufflevector(a + b, a - b, 0, 17, 2, 19, 4, 21, 6, 23, 8, 25, 10, 27, 12, 29, 14, 31);
+    }
+}
+
 // The last stages with sixteen lanes, on 64 elements (eight vectors z, z[k] holding the
 // groups 2k and 2k + 1) kept in registers. chunks() transposes four vectors as 4 x 4 blocks
 // of four floats; rows() transposes four floats within each block of four.
@@ -263,9 +282,65 @@ VOREL_POW2_INLINE void last_stages16(float* d, std::size_t n, const float* cols4
     }
 }
 
+// Quarter 8 (blocks of 32 elements, z[0..3] and z[4..7]; A, B, C, D are their quarters,
+// lanes the eight columns of each block).
+template <bool Inverse>
+VOREL_POW2_INLINE void quarter8_stage(float16 (&z)[8], const float16* t) {
+    float16 re[4], im[4];
+    for (int q = 0; q < 4; ++q) split_parts(z[q], z[4 + q], re[q], im[q]);
+    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t);
+    for (int q = 0; q < 4; ++q) join_parts(re[q], im[q], z[q], z[4 + q]);
+}
+
+// Pairs the first (x) and last (y) two floats of each block of four of two vectors: applied to
+// two neighbouring blocks of 8 elements it gives the A, C and the B, D parts of their quarter-2
+// butterflies, and applied to those it gives the blocks back.
+VOREL_POW2_INLINE void pair_halves(float16& x, float16& y) {
+    const float16 a = x, b = y;
+    x = __builtin_shufflevector(a, b, 0, 1, 16, 17, 4, 5, 20, 21, 8, 9, 24, 25, 12, 13, 28, 29);
+    y = __builtin_shufflevector(a, b, 2, 3, 18, 19, 6, 7, 22, 23, 10, 11, 26, 27, 14, 15, 30, 31);
+}
+
+// Quarter 2 (blocks of 8 elements, z[k] one block: A, B, C, D are its element pairs, lanes its
+// two columns), then the radix-2 pass.
+template <bool Inverse>
+VOREL_POW2_INLINE void quarter2_stage_and_radix2(float16 (&z)[8], const float16* t) {
+    for (int k = 0; k < 8; k += 2) pair_halves(z[k], z[k + 1]);
+    // z[0, 2, 4, 6] now hold A.re, A.im, C.re, C.im by blocks of four; z[1, 3, 5, 7] B and D.
+    chunks(z[0], z[2], z[4], z[6]);
+    chunks(z[1], z[3], z[5], z[7]);
+    butterfly<Inverse>(z[0], z[2], z[1], z[3], z[4], z[6], z[5], z[7], t);
+    chunks(z[0], z[2], z[4], z[6]);
+    chunks(z[1], z[3], z[5], z[7]);
+    for (int k = 0; k < 8; k += 2) pair_halves(z[k], z[k + 1]);
+    for (int k = 0; k < 8; ++k) z[k] = radix2(z[k]);
+}
+
+// The last two stages (quarters 8 and 2) and the radix-2 pass of an odd log2(n) >= 7, per 64
+// elements. Column 1 of quarter 2 reads the table row at float offset step2.
+template <bool Inverse>
+VOREL_POW2_INLINE void last_stages16_odd(float* d, std::size_t n, const float* cols8, const float* table,
+                                         std::size_t step2) {
+    float16 t8[12], t2[12];
+    for (std::size_t c = 0; c < 12; ++c) {
+        const float8 eight = load<float8>(cols8 + 8 * c);
+        t8[c] = __builtin_shufflevector(eight, eight, 0, 1, 2, 3, 4, 5, 6, 7, 0, 1, 2, 3, 4, 5, 6, 7);
+        const float4 w{table[c], table[step2 + c], table[c], table[step2 + c]};
+        t2[c] = __builtin_shufflevector(w, w, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3);
+    }
+    for (std::size_t i = 0; i < n; i += 64) {
+        float* p = d + 2 * i;
+        float16 z[8];
+        for (int k = 0; k < 8; ++k) z[k] = load<float16>(p + 16 * k);
+        quarter8_stage<Inverse>(z, t8);
+        quarter2_stage_and_radix2<Inverse>(z, t2);
+        for (int k = 0; k < 8; ++k) store(p + 16 * k, z[k]);
+    }
+}
+
 // The radix-4 stages of a power of two n >= 16, the first reading `src` as In says, all
-// writing the split layout to d (which may be src), leaving the radix-2 pass (when log2(n)
-// is odd) and the bit reversal to follow. `cols` are the column twiddles of n (see
+// writing the split layout to d (which may be src), then the radix-2 pass when log2(n) is
+// odd, leaving the bit reversal to follow. `cols` are the column twiddles of n (see
 // column_twiddles.h), `table` the rows of FftTable, read by the last stages, whose quarter
 // is below 4.
 template <bool Inverse, class V, Input In>
@@ -278,7 +353,10 @@ VOREL_POW2_INLINE void split_stages(float* d, const float* src, std::size_t n, c
         float4 t[12];
         if (kWidth<V> == 16 && quarter == 4) {
             last_stages16<Inverse>(d, n, cols, table);
-            break;
+            return;
+        } else if (kWidth<V> == 16 && quarter == 8) {
+            last_stages16_odd<Inverse>(d, n, cols, table, step * 4);
+            return;
         } else if (quarter >= 4) {
             any_wide_stage<Inverse, V, Input::split>(d, d, n, size, cols);
             cols += 12 * quarter;
@@ -292,33 +370,8 @@ VOREL_POW2_INLINE void split_stages(float* d, const float* src, std::size_t n, c
         step *= 4;
         size /= 4;
     }
-}
-
-// The radix-2 pass on the split layout: (a, b) -> (a + b, a - b) on neighbours 0, 1 and 2, 3
-// of each group, W floats at a time (real and imaginary parts alike).
-template <class V>
-VOREL_POW2_INLINE void radix2_pass(float* d, std::size_t n) {
-    for (std::size_t k = 0; k < 2 * n; k += kWidth<V>) {
-        const V v = load<V>(d + k);
-        V a, b, sum, difference;
-        if constexpr (kWidth<V> == 4) {
-            a = __builtin_shufflevector(v, v, 0, 0, 2, 2), b = __builtin_shufflevector(v, v, 1, 1, 3, 3);
-        } else if constexpr (kWidth<V> == 8) {
-            a = __builtin_shufflevector(v, v, 0, 0, 2, 2, 4, 4, 6, 6);
-            b = __builtin_shufflevector(v, v, 1, 1, 3, 3, 5, 5, 7, 7);
-        } else {
-            a = __builtin_shufflevector(v, v, 0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14);
-            b = __builtin_shufflevector(v, v, 1, 1, 3, 3, 5, 5, 7, 7, 9, 9, 11, 11, 13, 13, 15, 15);
-        }
-        sum = a + b, difference = a - b;
-        if constexpr (kWidth<V> == 4)
-            store(d + k, __builtin_shufflevector(sum, difference, 0, 5, 2, 7));
-        else if constexpr (kWidth<V> == 8)
-            store(d + k, __builtin_shufflevector(sum, difference, 0, 9, 2, 11, 4, 13, 6, 15));
-        else
-            store(d + k, __builtin_shufflevector(sum, difference, 0, 17, 2, 19, 4, 21, 6, 23, 8, 25, 10, 27, 12, 29,
-                                                 14, 31));
-    }
+    if (std::countr_zero(n) % 2 == 1)
+        for (std::size_t k = 0; k < 2 * n; k += kWidth<V>) store(d + k, radix2(load<V>(d + k)));
 }
 
 VOREL_POW2_INLINE std::uint32_t reverse_bits(std::uint32_t x) {
