@@ -4,6 +4,7 @@
 // The values are copies of the FftTable rows; only their places change.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -26,8 +27,12 @@ private:
     std::mutex lock;
 };
 
+// Floats of the twiddles of one of the last two stages as sixteen lanes.
+constexpr std::size_t kLastStageFloats = 12 * 16;
+
 // Floats of the rearranged twiddles of n: 12 per column of each stage with a quarter of at
-// least 4, in stage order.
+// least 4, in stage order; then, from n = 64 on, the last two stages as sixteen lanes each
+// (kLastStageFloats per stage, float c of lane l at 16 c + l).
 std::size_t column_twiddle_floats(std::size_t n);
 
 }  // namespace vorel::audio

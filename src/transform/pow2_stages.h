@@ -263,14 +263,13 @@ VOREL_POW2_INLINE void quarter1_stage(float16 (&z)[8], const float16* t) {
 }
 
 // The last two stages (quarters 4 and 1) of an even log2(n) >= 6 at once, per 64 elements.
+// `lanes` are the twiddles of the two stages as sixteen lanes (see column_twiddles.h).
 template <bool Inverse>
-VOREL_POW2_INLINE void last_stages16(float* d, std::size_t n, const float* cols4, const float* table) {
+VOREL_POW2_INLINE void last_stages16(float* d, std::size_t n, const float* lanes) {
     float16 t4[12], t1[12];
     for (std::size_t c = 0; c < 12; ++c) {
-        const float4 four = load<float4>(cols4 + 4 * c);
-        t4[c] = __builtin_shufflevector(four, four, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3);
-        const float4 w{table[c], table[c], table[c], table[c]};  // an add to 0 would lose a -0
-        t1[c] = __builtin_shufflevector(w, w, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3);
+        t4[c] = load<float16>(lanes + 16 * c);
+        t1[c] = load<float16>(lanes + 12 * 16 + 16 * c);
     }
     for (std::size_t i = 0; i < n; i += 64) {
         float* p = d + 2 * i;
@@ -317,16 +316,13 @@ VOREL_POW2_INLINE void quarter2_stage_and_radix2(float16 (&z)[8], const float16*
 }
 
 // The last two stages (quarters 8 and 2) and the radix-2 pass of an odd log2(n) >= 7, per 64
-// elements. Column 1 of quarter 2 reads the table row at float offset step2.
+// elements, with `lanes` as for last_stages16.
 template <bool Inverse>
-VOREL_POW2_INLINE void last_stages16_odd(float* d, std::size_t n, const float* cols8, const float* table,
-                                         std::size_t step2) {
+VOREL_POW2_INLINE void last_stages16_odd(float* d, std::size_t n, const float* lanes) {
     float16 t8[12], t2[12];
     for (std::size_t c = 0; c < 12; ++c) {
-        const float8 eight = load<float8>(cols8 + 8 * c);
-        t8[c] = __builtin_shufflevector(eight, eight, 0, 1, 2, 3, 4, 5, 6, 7, 0, 1, 2, 3, 4, 5, 6, 7);
-        const float4 w{table[c], table[step2 + c], table[c], table[step2 + c]};
-        t2[c] = __builtin_shufflevector(w, w, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3, 0, 1, 2, 3);
+        t8[c] = load<float16>(lanes + 16 * c);
+        t2[c] = load<float16>(lanes + 12 * 16 + 16 * c);
     }
     for (std::size_t i = 0; i < n; i += 64) {
         float* p = d + 2 * i;
@@ -352,10 +348,10 @@ VOREL_POW2_INLINE void split_stages(float* d, const float* src, std::size_t n, c
         const std::size_t quarter = size / 4;
         float4 t[12];
         if (kWidth<V> == 16 && quarter == 4) {
-            last_stages16<Inverse>(d, n, cols, table);
+            last_stages16<Inverse>(d, n, cols + 12 * quarter);
             return;
         } else if (kWidth<V> == 16 && quarter == 8) {
-            last_stages16_odd<Inverse>(d, n, cols, table, step * 4);
+            last_stages16_odd<Inverse>(d, n, cols + 12 * quarter);
             return;
         } else if (quarter >= 4) {
             any_wide_stage<Inverse, V, Input::split>(d, d, n, size, cols);
