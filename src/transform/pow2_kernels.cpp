@@ -22,7 +22,7 @@ template <bool Inverse, class V, pow2::Input In>
 VOREL_POW2_INLINE void transform(const float* src, float* d, float* to, std::size_t n, const float* table,
                                  const float* cols) {
     pow2::split_stages<Inverse, V, In>(d, src, n, table, cols);
-    if constexpr (pow2::kWidth<V> == 4)
+    if constexpr (kWidth<V> == 4)
         bit_reverse_split(d, to, n, Inverse);
     else
         pow2::bit_reverse_split8<Inverse>(d, to, n);
@@ -48,13 +48,13 @@ void transform_sse2(const float* src, Pow2Input input, float* d, float* to, std:
 __attribute__((target("avx2"))) void transform_avx2(const float* src, Pow2Input input, float* d, float* to,
                                                     std::size_t n, const float* table, const float* cols,
                                                     bool inverse) {
-    transform_of<pow2::float8>(src, input, d, to, n, table, cols, inverse);
+    transform_of<float8>(src, input, d, to, n, table, cols, inverse);
 }
 
 __attribute__((target("avx512f"))) void transform_avx512(const float* src, Pow2Input input, float* d, float* to,
                                                          std::size_t n, const float* table, const float* cols,
                                                          bool inverse) {
-    transform_of<pow2::float16>(src, input, d, to, n, table, cols, inverse);
+    transform_of<float16>(src, input, d, to, n, table, cols, inverse);
 }
 
 }  // namespace

@@ -14,55 +14,48 @@
 
 #include "common/float4.h"
 #include "transform/complex_ops.h"
+#include "transform/vector_io.h"
 
 #define VOREL_POW2_INLINE inline __attribute__((always_inline))
 
 namespace vorel::audio::pow2 {
 
-typedef float float8 __attribute__((vector_size(32)));
-typedef float float16 __attribute__((vector_size(64)));
-
-template <class V>
-constexpr std::size_t kWidth = sizeof(V) / sizeof(float);
-
-template <class V>
-VOREL_POW2_INLINE V load(const float* p) {
-    V v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
+// Real and imaginary parts of the elements in two vectors of the split layout, and back.
+VOREL_POW2_INLINE void split_parts(float16 x, float16 y, float16& re, float16& im) {
+    re = __builtin_shufflevector(x, y, 0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27);
+    im = __builtin_shufflevector(x, y, 4, 5, 6, 7, 12, 13, 14, 15, 20, 21, 22, 23, 28, 29, 30, 31);
 }
 
-template <class V>
-VOREL_POW2_INLINE void store(float* p, V v) {
-    std::memcpy(p, &v, sizeof v);
+VOREL_POW2_INLINE void join_parts(float16 re, float16 im, float16& x, float16& y) {
+    x = __builtin_shufflevector(re, im, 0, 1, 2, 3, 16, 17, 18, 19, 4, 5, 6, 7, 20, 21, 22, 23);
+    y = __builtin_shufflevector(re, im, 8, 9, 10, 11, 24, 25, 26, 27, 12, 13, 14, 15, 28, 29, 30, 31);
 }
 
 // W consecutive elements (W / 4 groups) from float offset p: real parts and imaginary parts.
 template <class V>
 VOREL_POW2_INLINE void load_run(const float* p, V& re, V& im) {
     if constexpr (kWidth<V> == 4) {
-        re = load<V>(p), im = load<V>(p + 4);
+        re = load_vector<V>(p), im = load_vector<V>(p + 4);
     } else if constexpr (kWidth<V> == 8) {
-        const V a = load<V>(p), b = load<V>(p + 8);
+        const V a = load_vector<V>(p), b = load_vector<V>(p + 8);
         re = __builtin_shufflevector(a, b, 0, 1, 2, 3, 8, 9, 10, 11);
         im = __builtin_shufflevector(a, b, 4, 5, 6, 7, 12, 13, 14, 15);
     } else {
-        const V a = load<V>(p), b = load<V>(p + 16);
-        re = __builtin_shufflevector(a, b, 0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27);
-        im = __builtin_shufflevector(a, b, 4, 5, 6, 7, 12, 13, 14, 15, 20, 21, 22, 23, 28, 29, 30, 31);
+        split_parts(load_vector<V>(p), load_vector<V>(p + 16), re, im);
     }
 }
 
 template <class V>
 VOREL_POW2_INLINE void store_run(float* p, V re, V im) {
     if constexpr (kWidth<V> == 4) {
-        store(p, re), store(p + 4, im);
+        store_vector(p, re), store_vector(p + 4, im);
     } else if constexpr (kWidth<V> == 8) {
-        store(p, __builtin_shufflevector(re, im, 0, 1, 2, 3, 8, 9, 10, 11));
-        store(p + 8, __builtin_shufflevector(re, im, 4, 5, 6, 7, 12, 13, 14, 15));
+        store_vector(p, __builtin_shufflevector(re, im, 0, 1, 2, 3, 8, 9, 10, 11));
+        store_vector(p + 8, __builtin_shufflevector(re, im, 4, 5, 6, 7, 12, 13, 14, 15));
     } else {
-        store(p, __builtin_shufflevector(re, im, 0, 1, 2, 3, 16, 17, 18, 19, 4, 5, 6, 7, 20, 21, 22, 23));
-        store(p + 16, __builtin_shufflevector(re, im, 8, 9, 10, 11, 24, 25, 26, 27, 12, 13, 14, 15, 28, 29, 30, 31));
+        float16 x, y;
+        join_parts(re, im, x, y);
+        store_vector(p, x), store_vector(p + 16, y);
     }
 }
 
@@ -76,9 +69,9 @@ VOREL_POW2_INLINE void load_input(const float* src, std::size_t i, V& re, V& im)
     if constexpr (In == Input::split) {
         load_run(src + 2 * i, re, im);
     } else if constexpr (In == Input::real) {
-        re = load<V>(src + i), im = V{};
+        re = load_vector<V>(src + i), im = V{};
     } else {
-        const V a = load<V>(src + 2 * i), b = load<V>(src + 2 * i + kWidth<V>);
+        const V a = load_vector<V>(src + 2 * i), b = load_vector<V>(src + 2 * i + kWidth<V>);
         if constexpr (kWidth<V> == 4) {
             re = __builtin_shufflevector(a, b, 0, 2, 4, 6), im = __builtin_shufflevector(a, b, 1, 3, 5, 7);
         } else if constexpr (kWidth<V> == 8) {
@@ -100,7 +93,7 @@ VOREL_POW2_INLINE void wide_stage(float* d, const float* src, std::size_t n, std
     const std::size_t quarter = size / 4;
     for (std::size_t start = 0; start < quarter; start += kWidth<V>) {
         V t[12];
-        for (std::size_t c = 0; c < 12; ++c) t[c] = load<V>(cols + c * quarter + start);
+        for (std::size_t c = 0; c < 12; ++c) t[c] = load_vector<V>(cols + c * quarter + start);
         for (std::size_t i = start; i < n; i += size) {
             V ar, ai, br, bi, cr, ci, dr, di;
             load_input<V, In>(src, i, ar, ai), load_input<V, In>(src, i + quarter, br, bi);
@@ -132,21 +125,21 @@ struct Group {
     float4 re, im;
 };
 
-VOREL_POW2_INLINE Group load_group(const float* p) { return Group{load<float4>(p), load<float4>(p + 4)}; }
+VOREL_POW2_INLINE Group load_group(const float* p) { return Group{load_vector<float4>(p), load_vector<float4>(p + 4)}; }
 
 VOREL_POW2_INLINE void store_group(float* p, const Group& g) {
-    store(p, g.re);
-    store(p + 4, g.im);
+    store_vector(p, g.re);
+    store_vector(p + 4, g.im);
 }
 
 // Twiddle lanes from four table rows starting at the given float offsets.
 VOREL_POW2_INLINE void gather_rows(float4* t, const float* table, std::size_t p0, std::size_t p1, std::size_t p2,
                                    std::size_t p3) {
     for (std::size_t c = 0; c < 12; c += 4) {
-        t[c] = load<float4>(table + p0 + c);
-        t[c + 1] = load<float4>(table + p1 + c);
-        t[c + 2] = load<float4>(table + p2 + c);
-        t[c + 3] = load<float4>(table + p3 + c);
+        t[c] = load_vector<float4>(table + p0 + c);
+        t[c + 1] = load_vector<float4>(table + p1 + c);
+        t[c + 2] = load_vector<float4>(table + p2 + c);
+        t[c + 3] = load_vector<float4>(table + p3 + c);
         transpose4(t[c], t[c + 1], t[c + 2], t[c + 3]);
     }
 }
@@ -224,17 +217,6 @@ VOREL_POW2_INLINE void rows(float16& a, float16& b, float16& c, float16& d) {
     d = __builtin_shufflevector(ab_hi, cd_hi, 2, 3, 18, 19, 6, 7, 22, 23, 10, 11, 26, 27, 14, 15, 30, 31);
 }
 
-// Real and imaginary parts of the elements in two vectors of the split layout, and back.
-VOREL_POW2_INLINE void split_parts(float16 x, float16 y, float16& re, float16& im) {
-    re = __builtin_shufflevector(x, y, 0, 1, 2, 3, 8, 9, 10, 11, 16, 17, 18, 19, 24, 25, 26, 27);
-    im = __builtin_shufflevector(x, y, 4, 5, 6, 7, 12, 13, 14, 15, 20, 21, 22, 23, 28, 29, 30, 31);
-}
-
-VOREL_POW2_INLINE void join_parts(float16 re, float16 im, float16& x, float16& y) {
-    x = __builtin_shufflevector(re, im, 0, 1, 2, 3, 16, 17, 18, 19, 4, 5, 6, 7, 20, 21, 22, 23);
-    y = __builtin_shufflevector(re, im, 8, 9, 10, 11, 24, 25, 26, 27, 12, 13, 14, 15, 28, 29, 30, 31);
-}
-
 // Quarter 4 (blocks of 16 elements: A, B, C, D are its four groups, lanes its four columns):
 // the groups 0 and 1 of the four blocks sit in z[0], z[2], z[4], z[6], groups 2 and 3 in the
 // odd ones, so one transpose of blocks of four brings each into lanes.
@@ -260,25 +242,6 @@ VOREL_POW2_INLINE void quarter1_stage(float16 (&z)[8], const float16* t) {
     for (int e = 0; e < 4; ++e) join_parts(re[e], im[e], z[e], z[4 + e]);
     rows(z[0], z[1], z[2], z[3]);
     rows(z[4], z[5], z[6], z[7]);
-}
-
-// The last two stages (quarters 4 and 1) of an even log2(n) >= 6 at once, per 64 elements.
-// `lanes` are the twiddles of the two stages as sixteen lanes (see column_twiddles.h).
-template <bool Inverse>
-VOREL_POW2_INLINE void last_stages16(float* d, std::size_t n, const float* lanes) {
-    float16 t4[12], t1[12];
-    for (std::size_t c = 0; c < 12; ++c) {
-        t4[c] = load<float16>(lanes + 16 * c);
-        t1[c] = load<float16>(lanes + 12 * 16 + 16 * c);
-    }
-    for (std::size_t i = 0; i < n; i += 64) {
-        float* p = d + 2 * i;
-        float16 z[8];
-        for (int k = 0; k < 8; ++k) z[k] = load<float16>(p + 16 * k);
-        quarter4_stage<Inverse>(z, t4);
-        quarter1_stage<Inverse>(z, t1);
-        for (int k = 0; k < 8; ++k) store(p + 16 * k, z[k]);
-    }
 }
 
 // Quarter 8 (blocks of 32 elements, z[0..3] and z[4..7]; A, B, C, D are their quarters,
@@ -315,22 +278,28 @@ VOREL_POW2_INLINE void quarter2_stage_and_radix2(float16 (&z)[8], const float16*
     for (int k = 0; k < 8; ++k) z[k] = radix2(z[k]);
 }
 
-// The last two stages (quarters 8 and 2) and the radix-2 pass of an odd log2(n) >= 7, per 64
-// elements, with `lanes` as for last_stages16.
-template <bool Inverse>
-VOREL_POW2_INLINE void last_stages16_odd(float* d, std::size_t n, const float* lanes) {
-    float16 t8[12], t2[12];
+// The last two stages per 64 elements held in registers: quarters 4 and 1 of an even
+// log2(n) >= 6, or quarters 8 and 2 and the radix-2 pass of an odd log2(n) >= 7. `lanes` are
+// the twiddles of the two stages as sixteen lanes (see column_twiddles.h).
+template <bool Inverse, bool Odd>
+VOREL_POW2_INLINE void last_stages16(float* d, std::size_t n, const float* lanes) {
+    float16 t_first[12], t_second[12];
     for (std::size_t c = 0; c < 12; ++c) {
-        t8[c] = load<float16>(lanes + 16 * c);
-        t2[c] = load<float16>(lanes + 12 * 16 + 16 * c);
+        t_first[c] = load_vector<float16>(lanes + 16 * c);
+        t_second[c] = load_vector<float16>(lanes + 12 * 16 + 16 * c);
     }
     for (std::size_t i = 0; i < n; i += 64) {
         float* p = d + 2 * i;
         float16 z[8];
-        for (int k = 0; k < 8; ++k) z[k] = load<float16>(p + 16 * k);
-        quarter8_stage<Inverse>(z, t8);
-        quarter2_stage_and_radix2<Inverse>(z, t2);
-        for (int k = 0; k < 8; ++k) store(p + 16 * k, z[k]);
+        for (int k = 0; k < 8; ++k) z[k] = load_vector<float16>(p + 16 * k);
+        if constexpr (Odd) {
+            quarter8_stage<Inverse>(z, t_first);
+            quarter2_stage_and_radix2<Inverse>(z, t_second);
+        } else {
+            quarter4_stage<Inverse>(z, t_first);
+            quarter1_stage<Inverse>(z, t_second);
+        }
+        for (int k = 0; k < 8; ++k) store_vector(p + 16 * k, z[k]);
     }
 }
 
@@ -347,11 +316,11 @@ VOREL_POW2_INLINE void split_stages(float* d, const float* src, std::size_t n, c
     while (size >= 4) {
         const std::size_t quarter = size / 4;
         float4 t[12];
-        if (kWidth<V> == 16 && quarter == 4) {
-            last_stages16<Inverse>(d, n, cols + 12 * quarter);
-            return;
-        } else if (kWidth<V> == 16 && quarter == 8) {
-            last_stages16_odd<Inverse>(d, n, cols + 12 * quarter);
+        if (kWidth<V> == 16 && (quarter == 4 || quarter == 8)) {
+            if (quarter == 4)
+                last_stages16<Inverse, false>(d, n, cols + 12 * quarter);
+            else
+                last_stages16<Inverse, true>(d, n, cols + 12 * quarter);
             return;
         } else if (quarter >= 4) {
             any_wide_stage<Inverse, V, Input::split>(d, d, n, size, cols);
@@ -367,7 +336,7 @@ VOREL_POW2_INLINE void split_stages(float* d, const float* src, std::size_t n, c
         size /= 4;
     }
     if (std::countr_zero(n) % 2 == 1)
-        for (std::size_t k = 0; k < 2 * n; k += kWidth<V>) store(d + k, radix2(load<V>(d + k)));
+        for (std::size_t k = 0; k < 2 * n; k += kWidth<V>) store_vector(d + k, radix2(load_vector<V>(d + k)));
 }
 
 VOREL_POW2_INLINE std::uint32_t reverse_bits(std::uint32_t x) {
@@ -385,8 +354,8 @@ VOREL_POW2_INLINE std::uint32_t reverse_bits(std::uint32_t x) {
 template <bool Divide>
 VOREL_POW2_INLINE void transpose_block8(const float* from, std::size_t row_floats, float8 (&out)[4], float length) {
     // Rows taken in the order 0, 2, 1, 3 make column c of the transpose the output row rev(c).
-    const float8 r0 = load<float8>(from), r2 = load<float8>(from + row_floats);
-    const float8 r1 = load<float8>(from + 2 * row_floats), r3 = load<float8>(from + 3 * row_floats);
+    const float8 r0 = load_vector<float8>(from), r2 = load_vector<float8>(from + row_floats);
+    const float8 r1 = load_vector<float8>(from + 2 * row_floats), r3 = load_vector<float8>(from + 3 * row_floats);
     const float8 lo01 = __builtin_shufflevector(r0, r1, 0, 8, 1, 9, 4, 12, 5, 13);
     const float8 lo23 = __builtin_shufflevector(r2, r3, 0, 8, 1, 9, 4, 12, 5, 13);
     const float8 hi01 = __builtin_shufflevector(r0, r1, 2, 10, 3, 11, 6, 14, 7, 15);
@@ -412,9 +381,9 @@ VOREL_POW2_INLINE void bit_reverse_split8(const float* from, float* to, std::siz
         float8 to_y[4], to_x[4];
         transpose_block8<Divide>(from + 8 * mid, row_floats, to_y, length);
         if (mid_r != mid) transpose_block8<Divide>(from + 8 * mid_r, row_floats, to_x, length);
-        for (std::size_t r = 0; r < 4; ++r) store(to + r * row_floats + 8 * mid_r, to_y[r]);
+        for (std::size_t r = 0; r < 4; ++r) store_vector(to + r * row_floats + 8 * mid_r, to_y[r]);
         if (mid_r != mid)
-            for (std::size_t r = 0; r < 4; ++r) store(to + r * row_floats + 8 * mid, to_x[r]);
+            for (std::size_t r = 0; r < 4; ++r) store_vector(to + r * row_floats + 8 * mid, to_x[r]);
     }
 }
 
