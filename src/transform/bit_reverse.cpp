@@ -7,7 +7,6 @@
 
 #include "common/float4.h"
 #include "transform/fft_kernels.h"
-#include "transform/pow2_stages.h"
 
 namespace vorel::audio {
 
@@ -69,7 +68,7 @@ template <class Move>
 void for_each_block_pair(std::size_t n, Move&& move) {
     const int mid_shift = 32 - (std::countr_zero(n) - 4);
     for (std::uint32_t mid = 0; mid < n / 16; ++mid) {
-        const auto mid_r = static_cast<std::uint32_t>(std::uint64_t{pow2::reverse_bits(mid)} >> mid_shift);
+        const auto mid_r = static_cast<std::uint32_t>(std::uint64_t{reverse_bits(mid)} >> mid_shift);
         if (mid_r >= mid) move(mid, mid_r);
     }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "transform/pow2_kernels.h"
@@ -32,6 +33,14 @@ void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int qu
 
 // (a, b) -> (a + b, a - b) on each pair of neighbouring complex elements.
 void fft_pow2_merge(std::vector<float>& data, int n);
+
+// The 32 bits of x in reverse order.
+inline std::uint32_t reverse_bits(std::uint32_t x) {
+    x = ((x >> 1) & 0x55555555u) | ((x & 0x55555555u) << 1);
+    x = ((x >> 2) & 0x33333333u) | ((x & 0x33333333u) << 2);
+    x = ((x >> 4) & 0x0F0F0F0Fu) | ((x & 0x0F0F0F0Fu) << 4);
+    return __builtin_bswap32(x);
+}
 
 // Swaps complex elements i and bit-reversed i, for a power of two n.
 void bit_reverse(float* data, std::size_t n);

@@ -14,6 +14,7 @@
 
 #include "common/float4.h"
 #include "transform/complex_ops.h"
+#include "transform/fft_kernels.h"
 #include "transform/vector_io.h"
 
 #define VOREL_POW2_INLINE inline __attribute__((always_inline))
@@ -337,13 +338,6 @@ VOREL_POW2_INLINE void split_stages(float* d, const float* src, std::size_t n, c
     }
     if (std::countr_zero(n) % 2 == 1)
         for (std::size_t k = 0; k < 2 * n; k += kWidth<V>) store_vector(d + k, radix2(load_vector<V>(d + k)));
-}
-
-VOREL_POW2_INLINE std::uint32_t reverse_bits(std::uint32_t x) {
-    x = ((x >> 1) & 0x55555555u) | ((x & 0x55555555u) << 1);
-    x = ((x >> 2) & 0x33333333u) | ((x & 0x33333333u) << 2);
-    x = ((x >> 4) & 0x0F0F0F0Fu) | ((x & 0x0F0F0F0Fu) << 4);
-    return __builtin_bswap32(x);
 }
 
 // Bit reversal from the split layout, for eight-lane builds. Index hi * n/4 + mid * 4 + lo
