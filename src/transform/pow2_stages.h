@@ -369,8 +369,20 @@ VOREL_POW2_INLINE void bit_reverse_split8(const float* from, float* to, std::siz
     const std::size_t row_floats = n / 2;
     const float length = static_cast<float>(n);
     const int mid_shift = 32 - (std::countr_zero(n) - 4);
+    const auto reversed = [mid_shift](std::uint32_t mid) {
+        return static_cast<std::uint32_t>(std::uint64_t{reverse_bits(mid)} >> mid_shift);
+    };
+    if (from != to) {
+        // Out of place every block moves on its own, with no test of which of a pair comes first.
+        for (std::uint32_t mid = 0; mid < n / 16; ++mid) {
+            float8 rows[4];
+            transpose_block8<Divide>(from + 8 * mid, row_floats, rows, length);
+            for (std::size_t r = 0; r < 4; ++r) store_vector(to + r * row_floats + 8 * reversed(mid), rows[r]);
+        }
+        return;
+    }
     for (std::uint32_t mid = 0; mid < n / 16; ++mid) {
-        const auto mid_r = static_cast<std::uint32_t>(std::uint64_t{reverse_bits(mid)} >> mid_shift);
+        const std::uint32_t mid_r = reversed(mid);
         if (mid_r < mid) continue;
         float8 to_y[4], to_x[4];
         transpose_block8<Divide>(from + 8 * mid, row_floats, to_y, length);
