@@ -76,7 +76,19 @@ void short_transform(float* d, std::size_t n, const float* table) {
 // written interleaved and in natural order to `to`, divided by n when inverse.
 void split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
                      const std::vector<float>& table, bool inverse, Pow2Kernel kernel) {
-    const std::vector<float>& cols = ColumnTwiddleTable::instance().ref_columns(static_cast<int>(n), inverse, table);
+    // A thread remembers the last entry it used, which spares the table's lock when it
+    // transforms one length over and over; entries never change or move once built.
+    thread_local struct {
+        std::size_t n = 0;
+        bool inverse = false;
+        const std::vector<float>* cols = nullptr;
+    } last;
+    if (last.cols == nullptr || last.n != n || last.inverse != inverse) {
+        last.cols = nullptr;
+        last.cols = &ColumnTwiddleTable::instance().ref_columns(static_cast<int>(n), inverse, table);
+        last.n = n, last.inverse = inverse;
+    }
+    const std::vector<float>& cols = *last.cols;
     pow2_split_transform(src, input, d, to, n, table.data(), cols.data(), inverse, kernel);
 }
 
