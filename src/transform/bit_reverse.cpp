@@ -15,13 +15,6 @@ namespace {
 // Two complex elements as raw 64-bit lanes: moved, never computed on.
 typedef unsigned long long complex_pair __attribute__((vector_size(16)));
 
-inline std::uint32_t reverse_bits(std::uint32_t x) {
-    x = ((x >> 1) & 0x55555555u) | ((x & 0x55555555u) << 1);
-    x = ((x >> 2) & 0x33333333u) | ((x & 0x33333333u) << 2);
-    x = ((x >> 4) & 0x0F0F0F0Fu) | ((x & 0x0F0F0F0Fu) << 4);
-    return __builtin_bswap32(x);
-}
-
 // The swap loop itself, for lengths below 16.
 void bit_reverse_short(float* data, std::size_t n) {
     std::size_t j = 0;
@@ -80,8 +73,12 @@ void for_each_block_pair(std::size_t n, Move&& move) {
     }
 }
 
-// A block whose rows are split groups, rearranged like transpose_reversed and interleaved.
-inline void transpose_reversed_split(const float* from, std::size_t row_floats, complex_pair (&out)[4][2]) {
+// A block whose rows are split groups, rearranged like transpose_reversed and interleaved;
+// with Divide every float is divided by `length` on the way (the scaling of the inverse,
+// which acts on each element where it stands, so it may run while the elements move).
+template <bool Divide>
+inline void transpose_reversed_split(const float* from, std::size_t row_floats, complex_pair (&out)[4][2],
+                                     float length) {
     // Rows taken in the order 0, 2, 1, 3 make column c of the transpose the output row rev(c).
     float4 re0 = load4(from), re2 = load4(from + row_floats), re1 = load4(from + 2 * row_floats),
            re3 = load4(from + 3 * row_floats);
@@ -91,26 +88,30 @@ inline void transpose_reversed_split(const float* from, std::size_t row_floats, 
     transpose4(im0, im1, im2, im3);
     const float4 re[4] = {re0, re2, re1, re3}, im[4] = {im0, im2, im1, im3};
     for (std::size_t r = 0; r < 4; ++r) {
-        const float4 lo = __builtin_shufflevector(re[r], im[r], 0, 4, 1, 5);
-        const float4 hi = __builtin_shufflevector(re[r], im[r], 2, 6, 3, 7);
+        float4 lo = __builtin_shufflevector(re[r], im[r], 0, 4, 1, 5);
+        float4 hi = __builtin_shufflevector(re[r], im[r], 2, 6, 3, 7);
+        if constexpr (Divide) {
+            const float4 len{length, length, length, length};
+            lo = lo / len;
+            hi = hi / len;
+        }
         std::memcpy(&out[r][0], &lo, sizeof lo);
         std::memcpy(&out[r][1], &hi, sizeof hi);
     }
 }
 
-// Exchanges each pair of blocks, rearranged by `transpose`, which reads one block and
-// writes its four interleaved output rows.
+// Exchanges each pair of blocks of `from` into `to` (which may be `from`), rearranged by
+// `transpose`, which reads one block and gives its four interleaved output rows. Both blocks
+// are read before either is written.
 template <class Transpose>
-void reverse_blocks(float* data, std::size_t n, Transpose transpose) {
+void reverse_blocks(const float* from, float* to, std::size_t n, Transpose transpose) {
     const std::size_t row_floats = n / 2;
     for_each_block_pair(n, [&](std::size_t mid, std::size_t mid_r) {
-        float* x = data + 8 * mid;
-        float* y = data + 8 * mid_r;
         complex_pair to_y[4][2], to_x[4][2];
-        transpose(x, row_floats, to_y);
-        transpose(y, row_floats, to_x);
-        store_rows(y, row_floats, to_y);
-        store_rows(x, row_floats, to_x);
+        transpose(from + 8 * mid, row_floats, to_y);
+        if (mid_r != mid) transpose(from + 8 * mid_r, row_floats, to_x);
+        store_rows(to + 8 * mid_r, row_floats, to_y);
+        if (mid_r != mid) store_rows(to + 8 * mid, row_floats, to_x);
     });
 }
 
@@ -120,15 +121,21 @@ void bit_reverse(float* data, std::size_t n) {
     if (n < 16)
         bit_reverse_short(data, n);
     else
-        reverse_blocks(data, n, [](const float* from, std::size_t row_floats, complex_pair(&out)[4][2]) {
+        reverse_blocks(data, data, n, [](const float* from, std::size_t row_floats, complex_pair(&out)[4][2]) {
             transpose_reversed(from, row_floats, out);
         });
 }
 
-void bit_reverse_split(float* data, std::size_t n) {
-    reverse_blocks(data, n, [](const float* from, std::size_t row_floats, complex_pair(&out)[4][2]) {
-        transpose_reversed_split(from, row_floats, out);
-    });
+void bit_reverse_split(const float* from, float* to, std::size_t n, bool divide) {
+    const float length = static_cast<float>(n);
+    if (divide)
+        reverse_blocks(from, to, n, [length](const float* p, std::size_t row_floats, complex_pair(&out)[4][2]) {
+            transpose_reversed_split<true>(p, row_floats, out, length);
+        });
+    else
+        reverse_blocks(from, to, n, [length](const float* p, std::size_t row_floats, complex_pair(&out)[4][2]) {
+            transpose_reversed_split<false>(p, row_floats, out, length);
+        });
 }
 
 }  // namespace vorel::audio

@@ -8,6 +8,7 @@
 
 #include "common/memory_budget.h"
 #include "transform/fft.h"
+#include "transform/fft_kernels.h"
 #include "transform/fft_table.h"
 
 namespace vorel::audio {
@@ -18,10 +19,15 @@ std::size_t complex_floats(int n) { return 2 * static_cast<std::size_t>(n); }
 
 void require_working_set(int n) { require_memory(complex_floats(n) * sizeof(float) + fft_work_bytes(n)); }
 
+// Powers of two from 16 on skip the vector and the copy: they load straight into the split
+// layout and their bit reversal writes dst.
+bool direct(int n) { return is_pow2(n) && n >= 16; }
+
 }  // namespace
 
 void fft_into(float* dst, const float* src, int n) {
     require_working_set(n);
+    if (direct(n)) return fft_pow2_real_to(dst, src, n, FftTable::instance().ref_table(n));
     std::vector<float> data(complex_floats(n));
     fft_pre_process(data, src, n);
     fft(data, n, FftTable::instance().ref_table(n));
@@ -30,6 +36,7 @@ void fft_into(float* dst, const float* src, int n) {
 
 void ifft_into(float* dst, const float* src, int n) {
     require_working_set(n);
+    if (direct(n)) return ifft_pow2_to(dst, src, n, FftTable::instance().ref_inv_table(n));
     std::vector<float> data(src, src + complex_floats(n));
     ifft(data, n, FftTable::instance().ref_inv_table(n));
     std::copy(data.begin(), data.end(), dst);

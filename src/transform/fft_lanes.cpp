@@ -2,6 +2,10 @@
 // lanes 0-3 and then 4-7, and eight-lane vectors compiled for AVX2 (no FMA: every multiply
 // and add still rounds on its own). Every helper is inlined into the two entry points so that
 // each is compiled for its own instruction set.
+// Eight-lane values are passed only between helpers that are always inlined, never across a
+// call, so the note that their calling convention differs without AVX does not apply.
+#pragma GCC diagnostic ignored "-Wpsabi"
+
 #include "transform/fft_lanes.h"
 
 #include <bit>
@@ -12,33 +16,14 @@
 #include "transform/complex_ops.h"
 #include "transform/fft.h"
 #include "transform/mixed_radix.h"
+#include "transform/vector_io.h"
 
 #define VOREL_LANE_INLINE inline __attribute__((always_inline))
 
-// Eight-lane values are passed only between helpers that are always inlined, never across a
-// call, so the note that their calling convention differs without AVX does not apply.
-#pragma GCC diagnostic ignored "-Wpsabi"
 
 namespace vorel::audio {
 
 namespace {
-
-typedef float float8 __attribute__((vector_size(32)));
-
-template <class V>
-constexpr std::size_t kWidth = sizeof(V) / sizeof(float);
-
-template <class V>
-VOREL_LANE_INLINE V load_lanes(const float* p) {
-    V v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
-
-template <class V>
-VOREL_LANE_INLINE void store_lanes(float* p, V v) {
-    std::memcpy(p, &v, sizeof v);
-}
 
 // Written as a shuffle of lane 0, which the compiler turns into one broadcast in a register.
 template <class V>
@@ -83,7 +68,7 @@ VOREL_LANE_INLINE void combine_lanes(const float* in, float* out, std::size_t n,
                 V re{}, im{};
                 for (std::size_t t = 0, e = 0; t < q; ++t) {
                     const float* p = element(from, b * size + t * len);
-                    const V x_re = load_lanes<V>(p), x_im = load_lanes<V>(p + kFrameLanes);
+                    const V x_re = load_vector<V>(p), x_im = load_vector<V>(p + kFrameLanes);
                     if constexpr (Q > 0) {
                         multiply_add(re, im, x_re, x_im, w_re[t], w_im[t]);
                     } else {
@@ -91,8 +76,8 @@ VOREL_LANE_INLINE void combine_lanes(const float* in, float* out, std::size_t n,
                         e = next_exponent(e, x);
                     }
                 }
-                store_lanes(element(to, b * size), re);
-                store_lanes(element(to, b * size) + kFrameLanes, im);
+                store_vector(element(to, b * size), re);
+                store_vector(element(to, b * size) + kFrameLanes, im);
             }
         }
     }
@@ -146,13 +131,13 @@ VOREL_LANE_INLINE void pow2_lanes(float* d, std::size_t n, const float* table) {
                                    element(d, i + 3 * quarter)};
                     V re[4], im[4];
                     for (int j = 0; j < 4; ++j) {
-                        re[j] = load_lanes<V>(p[j]);
-                        im[j] = load_lanes<V>(p[j] + kFrameLanes);
+                        re[j] = load_vector<V>(p[j]);
+                        im[j] = load_vector<V>(p[j] + kFrameLanes);
                     }
                     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t);
                     for (int j = 0; j < 4; ++j) {
-                        store_lanes(p[j], re[j]);
-                        store_lanes(p[j] + kFrameLanes, im[j]);
+                        store_vector(p[j], re[j]);
+                        store_vector(p[j] + kFrameLanes, im[j]);
                     }
                 }
             }
@@ -166,9 +151,9 @@ VOREL_LANE_INLINE void pow2_lanes(float* d, std::size_t n, const float* table) {
             float* a = element(d, m);
             float* b = element(d, m + 1);
             for (std::size_t part = 0; part < kLaneStride; part += kFrameLanes) {
-                const V x = load_lanes<V>(a + part), y = load_lanes<V>(b + part);
-                store_lanes(a + part, x + y);
-                store_lanes(b + part, x - y);
+                const V x = load_vector<V>(a + part), y = load_vector<V>(b + part);
+                store_vector(a + part, x + y);
+                store_vector(b + part, x - y);
             }
         }
     }
@@ -189,7 +174,7 @@ VOREL_LANE_INLINE float* transform_lanes(float* data, float* spare, std::size_t 
         for (std::size_t k = 0; k < n; ++k)
             for (std::size_t part = 0; part < kLaneStride; part += kFrameLanes) {
                 float* p = element(result, k) + part;
-                store_lanes(p, load_lanes<V>(p) / length);
+                store_vector(p, load_vector<V>(p) / length);
             }
     }
     return result;

@@ -1,0 +1,54 @@
+// Rearranges the twiddle rows of a power of two by column, once per length and direction.
+#include "transform/column_twiddles.h"
+
+#include <bit>
+
+#include "common/process_table.h"
+
+namespace vorel::audio {
+
+ColumnTwiddleTable& ColumnTwiddleTable::instance() {
+    static ColumnTwiddleTable inst;
+    return inst;
+}
+
+std::size_t column_twiddle_floats(std::size_t n) {
+    std::size_t floats = n >= 64 ? 2 * kLastStageFloats : 0;
+    for (std::size_t quarter = n / 4; quarter >= 4; quarter /= 4) floats += 12 * quarter;
+    return floats;
+}
+
+const std::vector<float>& ColumnTwiddleTable::ref_columns(int n, bool inverse, const std::vector<float>& table) {
+    return lock_build_find(lock, columns, std::make_pair(n, inverse), [&] { init_columns(n, inverse, table); });
+}
+
+void ColumnTwiddleTable::init_columns(int n, bool inverse, const std::vector<float>& table) {
+    const auto key = std::make_pair(n, inverse);
+    if (columns.count(key) != 0) return;
+    const auto len = static_cast<std::size_t>(n);
+    std::vector<float> value(column_twiddle_floats(len));
+    // The stage of quarter q reads row start * step for column start, step = n / (4 q).
+    std::size_t offset = 0;
+    for (std::size_t quarter = len / 4; quarter >= 4; quarter /= 4) {
+        const std::size_t step = 12 * (len / (4 * quarter));
+        for (std::size_t start = 0; start < quarter; ++start)
+            for (std::size_t c = 0; c < 12; ++c) value[offset + c * quarter + start] = table[start * step + c];
+        offset += 12 * quarter;
+    }
+    // The last two stages as sixteen lanes: quarters 4 and 1 of an even log2(n), or 8 and 2 of
+    // an odd one. Lane l of the first stage is column l mod its quarter; the second stage has
+    // column l mod 2 of quarter 2, or column 0 of quarter 1 (row 0).
+    if (len >= 64) {
+        const std::size_t quarter = std::countr_zero(len) % 2 == 0 ? 4 : 8;
+        const float* first = value.data() + offset - 12 * quarter;
+        const std::size_t step2 = 12 * (len / 8);
+        for (std::size_t c = 0; c < 12; ++c)
+            for (std::size_t l = 0; l < 16; ++l) {
+                value[offset + 16 * c + l] = first[c * quarter + l % quarter];
+                value[offset + kLastStageFloats + 16 * c + l] = table[(quarter == 8 && l % 2 == 1 ? step2 : 0) + c];
+            }
+    }
+    columns.emplace(key, std::move(value));
+}
+
+}  // namespace vorel::audio
