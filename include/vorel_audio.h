@@ -105,8 +105,9 @@ VOREL_AUDIO_API int vorelAudioGetFrameLen(int* dst, int sample_n, int fft_n, int
  * window is refused with VOREL_STATUS_INVALID_ARGUMENT. When fft_n - win_n is odd, the frame
  * sample just behind the window is multiplied by 0. hop_n = 0 gives no frame (nothing is
  * written, status 0). A call without frames (also sample_n below fft_n) returns at once,
- * without building the tables of fft_n. Without centring no frame reaches past the end of src, also where the
- * single-precision frame count of a signal beyond 2^24 samples rounds up. */
+ * without building the tables of fft_n. Without centring no frame reaches past the end of
+ * src, also where the single-precision frame count of a signal beyond 2^24 samples rounds
+ * up. */
 VOREL_AUDIO_API int vorelAudioGetSpectrogram(float* dst, const float* src, int sample_n, int fft_n,
                                              int hop_n, int win_n, int win_type, int max_frame_n,
                                              int center, float power, int norm_type);
