@@ -270,11 +270,11 @@ VOREL_AUDIO_API int vorelAudioLog1p(float* dst, const float* src, int src_n);
  * lies less than thr_db below the loudest frame. Writes -1 and 0 when none is found.
  * Frames of win_n samples are centred on multiples of hop_n, reflect-padded (a frame wider
  * than a short signal folds back and forth inside it, never reading outside src) and not
- * weighted; their mean square is taken in double and floored at 1e-10. The range runs from
- * the first to the end of the last frame above the threshold, clipped to sample_n. A signal
- * shorter than win_n has no frames. hop_n = 0 also gives no frames: the call returns
- * VOREL_STATUS_SUCCESS at once with -1 and 0, allocating nothing. thr_db = 0 always gives -1
- * and 0. */
+ * weighted; their mean square is taken in double and floored at 1e-10. With f and l the first
+ * and last frame above the threshold, the range runs from f * hop_n to (l + 1) * hop_n,
+ * clipped to sample_n. A signal shorter than win_n has no frames. hop_n = 0 also gives no
+ * frames: the call returns VOREL_STATUS_SUCCESS at once with -1 and 0, allocating nothing.
+ * thr_db = 0 always gives -1 and 0. */
 VOREL_AUDIO_API int vorelAudioGetNonSilentPos(int* start_pos, int* nonsilent_len, const float* src,
                                               int sample_n, int win_n, int hop_n, float thr_db);
 
