@@ -227,8 +227,9 @@ VOREL_AUDIO_API int vorelAudioGetResampleLen(int* dst_sample_n, int dst_sample_r
  * Memory: the first call for a reduced pair builds and keeps its filter, up x 65 doubles plus
  * 2 x up ints (528 x up bytes; 25 MB for up = 48000), never released. A pair whose filter would
  * exceed 2 GiB (up above 4067203) returns VOREL_STATUS_OUT_OF_MEMORY at once, without
- * allocating and with dst untouched; other pairs keep working. Each call also allocates
- * src_n + 64 floats and, for ratios down / up up to 16, a block buffer below
+ * allocating and with dst untouched; other pairs keep working. Each call also allocates up
+ * to src_n + 64 floats (src_n more when dst overlaps src and the signal is long enough for
+ * the lane blocks) and, for ratios down / up up to 16, a block buffer below
  * 128 x (down + 2120) bytes. */
 VOREL_AUDIO_API int vorelAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n,
                                        int src_sample_rate, int src_n);
