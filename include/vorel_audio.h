@@ -105,8 +105,9 @@ VOREL_AUDIO_API int vorelAudioGetFrameLen(int* dst, int sample_n, int fft_n, int
  * window is refused with VOREL_STATUS_INVALID_ARGUMENT. When fft_n - win_n is odd, the frame
  * sample just behind the window is multiplied by 0. hop_n = 0 gives no frame (nothing is
  * written, status 0). A call without frames (also sample_n below fft_n) returns at once,
- * without building the tables of fft_n. Without centring no frame reaches past the end of src, also where the
- * single-precision frame count of a signal beyond 2^24 samples rounds up. */
+ * without building the tables of fft_n. Without centring no frame reaches past the end of
+ * src, also where the single-precision frame count of a signal beyond 2^24 samples rounds
+ * up. */
 VOREL_AUDIO_API int vorelAudioGetSpectrogram(float* dst, const float* src, int sample_n, int fft_n,
                                              int hop_n, int win_n, int win_type, int max_frame_n,
                                              int center, float power, int norm_type);
@@ -226,8 +227,9 @@ VOREL_AUDIO_API int vorelAudioGetResampleLen(int* dst_sample_n, int dst_sample_r
  * Memory: the first call for a reduced pair builds and keeps its filter, up x 65 doubles plus
  * 2 x up ints (528 x up bytes; 25 MB for up = 48000), never released. A pair whose filter would
  * exceed 2 GiB (up above 4067203) returns VOREL_STATUS_OUT_OF_MEMORY at once, without
- * allocating and with dst untouched; other pairs keep working. Each call also allocates
- * src_n + 64 floats and, for ratios down / up up to 16, a block buffer below
+ * allocating and with dst untouched; other pairs keep working. Each call also allocates up
+ * to src_n + 64 floats (src_n more when dst overlaps src and the signal is long enough for
+ * the lane blocks) and, for ratios down / up up to 16, a block buffer below
  * 128 x (down + 2120) bytes. */
 VOREL_AUDIO_API int vorelAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n,
                                        int src_sample_rate, int src_n);
@@ -269,11 +271,11 @@ VOREL_AUDIO_API int vorelAudioLog1p(float* dst, const float* src, int src_n);
  * lies less than thr_db below the loudest frame. Writes -1 and 0 when none is found.
  * Frames of win_n samples are centred on multiples of hop_n, reflect-padded (a frame wider
  * than a short signal folds back and forth inside it, never reading outside src) and not
- * weighted; their mean square is taken in double and floored at 1e-10. The range runs from
- * the first to the end of the last frame above the threshold, clipped to sample_n. A signal
- * shorter than win_n has no frames. hop_n = 0 also gives no frames: the call returns
- * VOREL_STATUS_SUCCESS at once with -1 and 0, allocating nothing. thr_db = 0 always gives -1
- * and 0. */
+ * weighted; their mean square is taken in double and floored at 1e-10. With f and l the first
+ * and last frame above the threshold, the range runs from f * hop_n to (l + 1) * hop_n,
+ * clipped to sample_n. A signal shorter than win_n has no frames. hop_n = 0 also gives no
+ * frames: the call returns VOREL_STATUS_SUCCESS at once with -1 and 0, allocating nothing.
+ * thr_db = 0 always gives -1 and 0. */
 VOREL_AUDIO_API int vorelAudioGetNonSilentPos(int* start_pos, int* nonsilent_len, const float* src,
                                               int sample_n, int win_n, int hop_n, float thr_db);
 

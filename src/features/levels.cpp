@@ -2,7 +2,8 @@
 #include "features/levels.h"
 
 #include <cmath>
-#include <cstring>
+
+#include "common/float4.h"
 
 namespace vorel::audio {
 
@@ -12,14 +13,6 @@ inline float ten_log10(float power) { return std::log10(power) * 10.0f; }
 
 // std::fmax semantics: a NaN x gives the floor.
 inline float floored_power(float x) { return std::fmax(x, power_floor); }
-
-using lanes4 = float __attribute__((vector_size(16)));
-
-inline lanes4 load4(const float* p) {
-    lanes4 v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
 
 }  // namespace
 
@@ -33,11 +26,11 @@ float scan_maximum(const float* src, int n) {
     float best = src[0];
     int i = 1;
     if (n >= 9) {
-        lanes4 a = {best, best, best, best};
-        lanes4 b = a;
+        float4 a = {best, best, best, best};
+        float4 b = a;
         for (; i + 8 <= n; i += 8) {
-            const lanes4 x = load4(src + i);
-            const lanes4 y = load4(src + i + 4);
+            const float4 x = load4(src + i);
+            const float4 y = load4(src + i + 4);
             a = a < x ? x : a;
             b = b < y ? y : b;
         }
