@@ -101,6 +101,11 @@ void ensure_size(std::vector<float>& buffer, std::size_t n) {
 
 }  // namespace
 
+void fft_general(std::vector<float>& data, int n, const std::vector<float>& table) {
+    std::vector<float> tmp;
+    fft_general(data, n, table, tmp);
+}
+
 std::size_t mixed_radix_factors(std::size_t n, FactorList& factors) {
     std::size_t factor_n = 0, rem = n, blocks = 1;
     while (const std::size_t q = find_factor(rem)) {

@@ -24,6 +24,16 @@ void pow2_transform(float* d, std::size_t n, const std::vector<float>& table, bo
 void fft_pow2_real_to(float* dst, const float* src, std::size_t n, const std::vector<float>& table);
 void ifft_pow2_to(float* dst, const float* src, std::size_t n, const std::vector<float>& table);
 
+// One column of radix-4 butterflies, i = start, start + size, ... below n, with the 12
+// twiddle floats at table_pos. Plain scalar code: the measure of the vectorised stages.
+void fft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter,
+                   const std::vector<float>& table, std::size_t table_pos);
+void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter,
+                    const std::vector<float>& table, std::size_t table_pos);
+
+// (a, b) -> (a + b, a - b) on each pair of neighbouring complex elements.
+void fft_pow2_merge(std::vector<float>& data, int n);
+
 // The 32 bits of x in reverse order.
 inline std::uint32_t reverse_bits(std::uint32_t x) {
     x = ((x >> 1) & 0x55555555u) | ((x & 0x55555555u) << 1);
@@ -43,6 +53,7 @@ void divide_by_length(float* data, std::size_t n);
 
 // Mixed radix for any length: factors found while the data is decimated, direct DFTs on
 // the leaf blocks, then one combine step per factor. `tmp` is resized to 2 * n floats.
+void fft_general(std::vector<float>& data, int n, const std::vector<float>& table);
 void fft_general(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& tmp);
 
 // Direct DFT of block_n consecutive blocks of n / block_n elements, with table entries

@@ -143,4 +143,19 @@ void ifft_pow2_to(float* dst, const float* src, std::size_t n, const std::vector
     });
 }
 
+void fft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter,
+                   const std::vector<float>& table, std::size_t table_pos) {
+    scalar_column<false>(data.data(), n, start, size, quarter, table.data() + table_pos);
+}
+
+void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter,
+                    const std::vector<float>& table, std::size_t table_pos) {
+    scalar_column<true>(data.data(), n, start, size, quarter, table.data() + table_pos);
+}
+
+void fft_pow2_merge(std::vector<float>& data, int n) {
+    if (n < 1) return;
+    radix2_pass(data.data(), static_cast<std::size_t>(n));
+}
+
 }  // namespace vorel::audio
