@@ -179,3 +179,24 @@ TEST(TransformBits, DirectBlocksAreDirectDfts) {
         }
     }
 }
+
+TEST(TransformBits, NamedStepsComposeTheForwardTransform) {
+    // Columns of radix-4 butterflies stage by stage, the radix-2 pass for odd log2 n, then the
+    // bit reversal: the same bits as the whole transform.
+    for (int n : {4, 8, 32, 128, 512}) {
+        const std::vector<float>& table = FftTable::instance().ref_table(n);
+        std::vector<float> x(2 * static_cast<std::size_t>(n));
+        for (std::size_t k = 0; k < x.size(); ++k) x[k] = std::sin(0.7f * static_cast<float>(k)) + 0.1f;
+        std::vector<float> steps = x;
+        for (int size = n, step = 12;; size /= 4, step *= 4) {
+            for (int start = 0; start < size / 4; ++start)
+                vorel::audio::fft_pow2_core(steps, n, start, size, size / 4, table, start * step);
+            if (size < 16) break;
+        }
+        if (std::countr_zero(static_cast<unsigned>(n)) % 2 == 1) vorel::audio::fft_pow2_merge(steps, n);
+        vorel::audio::bit_reverse(steps.data(), n);
+        std::vector<float> whole = x;
+        vorel::audio::fft(whole, n, table);
+        EXPECT_TRUE(same_bits(steps, whole)) << n;
+    }
+}
