@@ -1,0 +1,62 @@
+// The one run-time dispatcher: which instruction-set level this process runs its kernels at,
+// decided once, and the attributes that compile a kernel for each level. Every level gives
+// the same bits; only the number of lanes changes.
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+// Functions carrying these are compiled for the level; always-inlined templates called from
+// them are compiled with them. The avx2 level includes FMA, which only the exact replicas of
+// library functions use: contraction is off, so no other arithmetic fuses.
+#define VOREL_TARGET_SSE2
+#define VOREL_TARGET_AVX2 __attribute__((target("avx2,fma")))
+#define VOREL_TARGET_AVX512 __attribute__((target("avx512f,avx512dq,avx512bw,avx512vl,avx2,fma")))
+
+namespace vorel::audio::simd {
+
+// scalar: no vectors at all, the plain path. sse2: four float lanes (every x86-64 CPU).
+// avx2: eight lanes, with FMA. avx512: sixteen lanes.
+enum class Isa { scalar, sse2, avx2, avx512 };
+inline constexpr Isa kAllIsas[] = {Isa::scalar, Isa::sse2, Isa::avx2, Isa::avx512};
+
+// Whether this CPU (and its operating system) runs code built for the level.
+bool isa_supported(Isa isa);
+// Every level this CPU runs, scalar first: what a test holds each fast path to.
+std::vector<Isa> supported_isas();
+// The highest supported level, capped by the environment variable VOREL_AUDIO_ISA
+// (scalar, sse2, avx2 or avx512; anything else is ignored), decided once per process.
+Isa best_isa();
+// The level a process would choose: `cpu_best` capped by the variable's value (may be null).
+Isa capped_isa(Isa cpu_best, const char* cap);
+
+const char* isa_name(Isa isa);
+// The level named by `name`, or false when the name is none of the four.
+bool parse_isa(std::string_view name, Isa& isa);
+
+// One kernel built for several levels. A null entry stands for the next lower level's build,
+// so a family that gains nothing from wider vectors leaves the upper entries out.
+template <class F>
+struct IsaBuilds {
+    F scalar = nullptr;
+    F sse2 = nullptr;
+    F avx2 = nullptr;
+    F avx512 = nullptr;
+
+    F operator()(Isa isa) const {
+        switch (isa) {
+            case Isa::avx512:
+                if (avx512) return avx512;
+                [[fallthrough]];
+            case Isa::avx2:
+                if (avx2) return avx2;
+                [[fallthrough]];
+            case Isa::sse2:
+                if (sse2) return sse2;
+                [[fallthrough]];
+            default: return scalar;
+        }
+    }
+};
+
+}  // namespace vorel::audio::simd

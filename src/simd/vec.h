@@ -1,0 +1,113 @@
+// The one vocabulary of vector types: float and double lanes on GCC vector extensions, and
+// the loads, stores, broadcasts and fused multiply-adds every kernel is written with. Width 1
+// is the scalar itself, so a kernel written once over `V` runs as the plain path at width 1
+// and over independent elements in lanes at 4, 8 or 16; each lane rounds as a scalar does.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#define VOREL_INLINE inline __attribute__((always_inline))
+
+namespace vorel::audio::simd {
+
+template <class T, std::size_t W>
+struct VecOf {
+    typedef T type __attribute__((vector_size(sizeof(T) * W)));
+};
+template <class T>
+struct VecOf<T, 1> {
+    using type = T;
+};
+// W lanes of T; Vec<T, 1> is T.
+template <class T, std::size_t W>
+using Vec = typename VecOf<T, W>::type;
+
+using float4 = Vec<float, 4>;
+using float8 = Vec<float, 8>;
+using float16 = Vec<float, 16>;
+using double2 = Vec<double, 2>;
+using double4 = Vec<double, 4>;
+using double8 = Vec<double, 8>;
+using int4 = Vec<std::int32_t, 4>;
+using int8 = Vec<std::int32_t, 8>;
+using int16 = Vec<std::int32_t, 16>;
+
+// Lane type and lane count of a vector, or of a scalar (one lane).
+template <class V>
+struct LaneInfo {
+    using Elem = std::remove_cvref_t<decltype(V{}[0])>;
+    static constexpr std::size_t count = sizeof(V) / sizeof(Elem);
+};
+template <>
+struct LaneInfo<float> {
+    using Elem = float;
+    static constexpr std::size_t count = 1;
+};
+template <>
+struct LaneInfo<double> {
+    using Elem = double;
+    static constexpr std::size_t count = 1;
+};
+template <>
+struct LaneInfo<std::int32_t> {
+    using Elem = std::int32_t;
+    static constexpr std::size_t count = 1;
+};
+
+template <class V>
+using Elem = typename LaneInfo<V>::Elem;
+template <class V>
+constexpr std::size_t kLanes = LaneInfo<V>::count;
+
+// Unaligned load and store of kLanes<V> consecutive elements.
+template <class V>
+VOREL_INLINE V load(const Elem<V>* p) {
+    V v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+
+template <class V>
+VOREL_INLINE void store(Elem<V>* p, V v) {
+    std::memcpy(p, &v, sizeof v);
+}
+
+// Every lane set to x, sign of zero and NaN payload included (an added zero vector would turn
+// -0.0 into +0.0).
+template <class V>
+VOREL_INLINE V broadcast(Elem<V> x) {
+    if constexpr (kLanes<V> == 1) {
+        return x;
+    } else {
+        V v;
+        for (std::size_t i = 0; i < kLanes<V>; ++i) v[i] = x;
+        return v;
+    }
+}
+
+// a * b + c rounded once, lane by lane. Only the exact replicas of library functions that
+// fuse use it; the code compiles with contraction off, so nothing else ever fuses. In a build
+// for a level with FMA the lanes become one vector instruction.
+template <class V>
+VOREL_INLINE V fma(V a, V b, V c) {
+    if constexpr (kLanes<V> == 1) {
+        if constexpr (sizeof(V) == sizeof(float))
+            return __builtin_fmaf(a, b, c);
+        else
+            return __builtin_fma(a, b, c);
+    } else {
+        V r;
+        for (std::size_t i = 0; i < kLanes<V>; ++i) {
+            if constexpr (sizeof(Elem<V>) == sizeof(float))
+                r[i] = __builtin_fmaf(a[i], b[i], c[i]);
+            else
+                r[i] = __builtin_fma(a[i], b[i], c[i]);
+        }
+        return r;
+    }
+}
+
+}  // namespace vorel::audio::simd
