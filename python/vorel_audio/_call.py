@@ -1,4 +1,4 @@
-"""Array conversion, argument validation and status handling shared by the wrappers."""
+"""Array conversion, argument validation, axis handling and status handling shared by the wrappers."""
 import ctypes
 
 import numpy as np
@@ -28,25 +28,32 @@ def fptr(array):
     return array.ctypes.data_as(ctypes.POINTER(ctypes.c_float))
 
 
-def real_array(x, name="x", min_ndim=1):
-    """Contiguous float32 copy (or view) of real input; refuses complex and non-numeric data."""
+def numeric(x, name, allow_complex):
+    """x as an array; non-numeric data is a TypeError, as numpy's own functions raise it."""
     a = np.asarray(x)
     if a.dtype == object or not (np.issubdtype(a.dtype, np.number) or a.dtype == np.bool_):
-        raise ValueError(f"{name} must be a real numeric array, got dtype {a.dtype}")
-    if np.iscomplexobj(a):
-        raise ValueError(f"{name} must be real, got complex dtype {a.dtype}")
+        raise TypeError(f"{name} must be a numeric array, got dtype {a.dtype}")
+    if not allow_complex and np.iscomplexobj(a):
+        raise TypeError(f"{name} must be real, got complex dtype {a.dtype}")
+    return a
+
+
+def _check_ndim(a, name, min_ndim):
     if a.ndim < min_ndim:
         raise ValueError(f"{name} must have at least {min_ndim} dimension(s), got shape {a.shape}")
+
+
+def real_array(x, name="x", min_ndim=1):
+    """Contiguous float32 copy (or view) of real input."""
+    a = numeric(x, name, allow_complex=False)
+    _check_ndim(a, name, min_ndim)
     return np.ascontiguousarray(a, dtype=np.float32)
 
 
 def complex_array(x, name="x", min_ndim=1):
     """Interleaved float32 view of complex input: shape (..., n) complex -> (..., n, 2) float."""
-    a = np.asarray(x)
-    if a.dtype == object or not np.issubdtype(a.dtype, np.number):
-        raise ValueError(f"{name} must be a numeric array, got dtype {a.dtype}")
-    if a.ndim < min_ndim:
-        raise ValueError(f"{name} must have at least {min_ndim} dimension(s), got shape {a.shape}")
+    a = numeric(x, name, allow_complex=True)
+    _check_ndim(a, name, min_ndim)
     c = np.ascontiguousarray(a, dtype=np.complex64)
     return c.view(np.float32).reshape(c.shape + (2,))
 
@@ -89,20 +96,46 @@ def option(value, table, name):
     raise ValueError(f"unknown {name} {value!r}; expected one of {choices}")
 
 
-def per_item(array, core_ndim, fn):
-    """Applies fn to every item of the trailing core_ndim dimensions and stacks the results.
+def axis_index(axis, ndim, name="axis"):
+    """A signal axis normalised to [0, ndim), refused with ValueError (numpy's AxisError) outside."""
+    if isinstance(axis, (bool, np.bool_)) or not isinstance(axis, (int, np.integer)):
+        raise ValueError(f"{name} must be an integer, got {axis!r}")
+    if not -ndim <= axis < ndim:
+        raise np.AxisError(int(axis), ndim)
+    return int(axis) % ndim
 
-    Leading dimensions (channels, batch) are processed one item at a time; results of fn
-    may be arrays or tuples of arrays of a fixed shape.
+
+def to_last(a, axis, core_ndim=1):
+    """Moves the core_ndim axes starting at axis (counted on a signal of a.ndim - core_ndim + 1
+    dimensions) to the end; returns the moved array and the axis as a non-negative index."""
+    ax = axis_index(axis, a.ndim - core_ndim + 1)
+    if core_ndim == 1:
+        return np.moveaxis(a, ax, -1), ax
+    return np.moveaxis(a, list(range(ax, ax + core_ndim)), list(range(-core_ndim, 0))), ax
+
+
+def from_last(result, ax, core_ndim):
+    """Puts the trailing core_ndim axes of result back at position ax, as the input's axis was."""
+    if core_ndim == 1:
+        return np.moveaxis(result, -1, ax)
+    return np.moveaxis(result, list(range(-core_ndim, 0)), list(range(ax, ax + core_ndim)))
+
+
+def per_item(array, core_ndim, out_shapes, fn, dtypes=None):
+    """Runs fn(item, *outs) on every item of the trailing core_ndim dimensions of a contiguous array.
+
+    The outputs are allocated once with the leading (batch) shape in front of each of out_shapes;
+    fn receives contiguous views into them, so nothing is copied or stacked per item. Returns
+    one array, or a tuple when out_shapes is a list of several shapes.
     """
+    single = isinstance(out_shapes, tuple)
+    shapes = [out_shapes] if single else list(out_shapes)
+    dtypes = dtypes or [np.float32] * len(shapes)
     lead = array.shape[:array.ndim - core_ndim]
-    if not lead:
-        return fn(array)
-    flat = array.reshape((-1,) + array.shape[array.ndim - core_ndim:])
-    results = [fn(item) for item in flat]
-    if not results:
-        raise ValueError("empty batch")
-    if isinstance(results[0], tuple):
-        return tuple(np.stack([r[i] for r in results]).reshape(lead + results[0][i].shape)
-                     for i in range(len(results[0])))
-    return np.stack(results).reshape(lead + results[0].shape)
+    items = int(np.prod(lead, dtype=np.int64))
+    outs = [np.zeros(lead + s, dtype=d) for s, d in zip(shapes, dtypes)]
+    flat = array.reshape((items,) + array.shape[array.ndim - core_ndim:])
+    flat_outs = [o.reshape((items,) + s) for o, s in zip(outs, shapes)]
+    for i in range(items):
+        fn(flat[i], *(o[i] for o in flat_outs))
+    return outs[0] if single else tuple(outs)

@@ -58,9 +58,7 @@ def fix_frames(S, n_frames, pad_value=0.0):
     dst_n = count(n_frames, "n_frames")
     fill = real_number(pad_value, "pad_value")
 
-    def one(item):
-        out = np.empty((freq_n, dst_n), dtype=np.float32)
+    def one(item, out):
         call("vorelAudioFixFrameLen", fptr(out), fptr(item), freq_n, dst_n, src_n, fill,
              shown=f"freq={freq_n}, n_frames={dst_n}, frames={src_n}")
-        return out
-    return per_item(a, 2, one)
+    return per_item(a, 2, (freq_n, dst_n), one)

@@ -2,8 +2,37 @@
 import numpy as np
 
 from . import _options
-from ._call import call, count, fptr, option, per_item, real_array, real_number
-from .spectral import frame_count, framing, power_value
+from ._call import call, count, fptr, from_last, option, per_item, real_array, real_number, to_last
+from .spectral import _CENTER_DOC, _NORM_DOC, frame_count, framing, power_value
+
+_MIN_LOG_HZ, _MIN_LOG_MEL, _LOG_STEP = 1000.0, 15.0, np.log(6.4) / 27.0
+
+
+def _hz_to_mel(f, htk):
+    f = np.asarray(f, dtype=np.float64)
+    if htk:
+        return 2595.0 * np.log10(1.0 + f / 700.0)
+    return np.where(f < _MIN_LOG_HZ, f * 3.0 / 200.0,
+                    _MIN_LOG_MEL + np.log(np.maximum(f, _MIN_LOG_HZ) / _MIN_LOG_HZ) / _LOG_STEP)
+
+
+def _mel_to_hz(m, htk):
+    if htk:
+        return 700.0 * (10.0 ** (m / 2595.0) - 1.0)
+    return np.where(m < _MIN_LOG_MEL, m * 200.0 / 3.0,
+                    _MIN_LOG_HZ * np.exp((np.maximum(m, _MIN_LOG_MEL) - _MIN_LOG_MEL) * _LOG_STEP))
+
+
+def mel_frequencies(n_mels=128, f_min=0.0, f_max=11025.0, htk=False):
+    """n_mels frequencies in Hz (float64), evenly spaced on the mel scale from f_min to f_max.
+
+    htk=False is the Slaney scale (linear below 1 kHz, logarithmic above), the default of
+    mel_filter_bank; htk=True is 2595 log10(1 + f / 700). The bands of mel_filter_bank with
+    n_mels bands peak at mel_frequencies(n_mels + 2, f_min, f_max)[1:-1].
+    """
+    mel_n = count(n_mels, "n_mels")
+    lo, hi = real_number(f_min, "f_min"), real_number(f_max, "f_max")
+    return _mel_to_hz(np.linspace(_hz_to_mel(lo, htk), _hz_to_mel(hi, htk), mel_n), htk)
 
 
 def _mel_options(f_min, f_max, sample_rate, norm, mel_scale):
@@ -32,9 +61,17 @@ def mel_filter_bank(n_freqs, f_min=0.0, f_max=None, n_mels=128, sample_rate=1600
 
 def mel_spectrogram(x, sample_rate=16000, n_fft=400, hop_length=None, win_length=None,
                     window="hann", center="reflect", power=2.0, norm=None, f_min=0.0, f_max=None,
-                    n_mels=80, mel_norm="slaney", mel_scale="slaney"):
-    """Mel spectrogram of real signals along the last axis: shape (..., n_mels, frames)."""
-    a = real_array(x)
+                    n_mels=80, mel_norm="slaney", mel_scale="slaney", axis=-1):
+    """Mel spectrogram of real signals along axis: shape (..., n_mels, frames), float32.
+
+    The power spectrogram of spectrogram() (same framing, window, center and norm options; power
+    must be >= 0) times mel_filter_bank(n_fft // 2 + 1, f_min, f_max, n_mels, sample_rate,
+    mel_norm, mel_scale). The band and frame axes take the place of the signal axis.
+    {center}
+    {norm}
+    """
+    moved, ax = to_last(real_array(x), axis)
+    a = np.ascontiguousarray(moved)
     n_fft, hop, win_n, win, c, nt = framing(n_fft, hop_length, win_length, window, center, norm)
     p = power_value(power, allow_none=False)
     mel_n = count(n_mels, "n_mels")
@@ -44,14 +81,12 @@ def mel_spectrogram(x, sample_rate=16000, n_fft=400, hop_length=None, win_length
     sample_n = count(a.shape[-1], "length of x")
     frames = frame_count(sample_n, n_fft, hop, c)
 
-    def one(item):
-        out = np.zeros((mel_n, frames), dtype=np.float32)
+    def one(item, out):
         if frames > 0:
             call("vorelAudioGetMelSpectrogram", fptr(out), fptr(item), sample_n, sr, n_fft, hop,
                  win_n, win, frames, c, p, nt, lo, hi, mel_n, mn, mf,
                  shown=f"sample_rate={sr}, n_fft={n_fft}, hop_length={hop}, n_mels={mel_n}")
-        return out
-    return per_item(a, 1, one)
+    return from_last(per_item(a, 1, (mel_n, frames), one), ax, 2)
 
 
 def convert_to_mel(S, fb):
@@ -66,9 +101,10 @@ def convert_to_mel(S, fb):
     if mel_n >= freq_n:
         raise ValueError(f"n_mels ({mel_n}) must be smaller than the number of bins ({freq_n})")
 
-    def one(item):
-        out = np.empty((mel_n, frame_n), dtype=np.float32)
+    def one(item, out):
         call("vorelAudioConvertToMel", fptr(out), fptr(item), fptr(bank), freq_n, frame_n, mel_n,
              shown=f"freq={freq_n}, frames={frame_n}, n_mels={mel_n}")
-        return out
-    return per_item(a, 2, one)
+    return per_item(a, 2, (mel_n, frame_n), one)
+
+
+mel_spectrogram.__doc__ = mel_spectrogram.__doc__.format(center=_CENTER_DOC, norm=_NORM_DOC)

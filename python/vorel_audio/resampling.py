@@ -3,27 +3,34 @@ import ctypes
 
 import numpy as np
 
-from ._call import call, count, fptr, per_item, real_array
+from ._call import call, count, fptr, from_last, per_item, real_array, to_last
 
 
 def resample_length(n, orig_sr, target_sr):
-    """Number of samples that n samples at orig_sr give at target_sr."""
+    """Number of samples that n samples at orig_sr give at target_sr: ceil(target_sr / orig_sr * n)."""
     out = ctypes.c_int(0)
     args = (count(target_sr, "target_sr"), count(n, "n"), count(orig_sr, "orig_sr"))
     call("vorelAudioGetResampleLen", ctypes.byref(out), *args, shown=f"{args}")
     return out.value
 
 
-def resample(x, orig_sr, target_sr):
-    """Converts signals along the last axis from orig_sr to target_sr."""
-    xs = real_array(x)
-    n = count(xs.shape[-1], "length of x")
+def resample(x, orig_sr, target_sr, axis=-1):
+    """Converts signals along axis from orig_sr to target_sr (a 65-tap polyphase windowed sinc).
+
+    Phase: with up = target_sr / g and down = orig_sr / g (g their greatest common divisor),
+    output sample n is taken at input time n * down / up for odd up, and half an output step
+    earlier, n * down / up - 0.5 / up, for even up: -0.25 input samples at 1 -> 2 (16 kHz to
+    32 kHz), -0.003125 at 44.1 kHz -> 16 kHz (up = 160). Output stops one input step before the
+    end of x and the remaining samples are zero, so equal rates give x[:-1] and one zero.
+    The length is resample_length(n, orig_sr, target_sr).
+    """
+    moved, ax = to_last(real_array(x), axis)
+    src = np.ascontiguousarray(moved)
+    n = count(src.shape[-1], "length of x")
     src_rate, dst_rate = count(orig_sr, "orig_sr"), count(target_sr, "target_sr")
     out_n = resample_length(n, src_rate, dst_rate)
 
-    def one(item):
-        y = np.empty(out_n, dtype=np.float32)
+    def one(item, y):
         call("vorelAudioResample", fptr(y), fptr(item), dst_rate, out_n, src_rate, n,
              shown=f"orig_sr={src_rate}, target_sr={dst_rate}, n={n}")
-        return y
-    return per_item(xs, 1, one)
+    return from_last(per_item(src, 1, (out_n,), one), ax, 1)

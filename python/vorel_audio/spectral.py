@@ -1,38 +1,103 @@
-"""Transforms, windows and short-time spectra."""
+"""Transforms, windows and short-time spectra.
+
+Functions that work along one axis take ``axis`` (default -1, the last) and lay their results out
+as numpy would with that axis moved: ``f(x, axis=k)`` equals ``np.moveaxis(f(np.moveaxis(x, k,
+-1)), ...)`` with the result's own axes put back where the signal axis was. A spectrogram's two
+axes (frequency, frames) take the place of the signal axis, in that order.
+"""
 import ctypes
 
 import numpy as np
 
 from . import _options
-from ._call import (as_complex, call, complex_array, count, fptr, option, per_item, real_array,
-                    real_number)
+from ._call import (as_complex, axis_index, call, complex_array, count, fptr, from_last, option,
+                    per_item, real_array, real_number, to_last)
+
+_NORM_DOC = """norm: None (no factor); "torch" (alias "window"): every value times
+        1 / sqrt(sum of squared window samples), what torchaudio's ``normalized=True`` (its
+        "window" normalisation) gives; "scipy": the factor 2 / n_fft. That is what
+        scipy.signal.stft (``scaling='spectrum'``) gives only for a Hann window as long as n_fft,
+        where sum(window) = n_fft / 2; with another window or a shorter one scipy divides by
+        sum(window) instead (a Hamming window differs by a factor 1.08 in amplitude, 1.166 in
+        power; a 256-sample Hann window in a 512-sample transform by 0.5 in amplitude, 0.25 in
+        power)."""
+
+_CENTER_DOC = """center: where frames sit on the signal.
+        "reflect" (True): frame t is centred on sample t * hop_length, the ends mirrored without
+        repeating the edge sample (torch/librosa ``center=True, pad_mode="reflect"``);
+        "zeros" (alias "constant"): centred likewise, zeros beyond the ends (torch's
+        ``pad_mode="constant"``; unlike scipy's padtype "constant", nothing is repeated);
+        None (False, "none"): frame t starts at sample t * hop_length (``center=False``)."""
 
 
-def _complex_transform(name, a):
-    """Runs one of the two transforms over the last axis of an interleaved (..., n, 2) array."""
-    n = count(a.shape[-2], "transform length")
-
-    def one(item):
-        out = np.empty((n, 2), dtype=np.float32)
-        call(name, fptr(out), fptr(item), n, shown=f"n={n}")
-        return as_complex(out)
-    return per_item(a, 2, one)
+def _interleaved(c):
+    """Contiguous complex64 array -> its (..., 2) float32 view."""
+    c = np.ascontiguousarray(c, dtype=np.complex64)
+    return c.view(np.float32).reshape(c.shape + (2,))
 
 
-def fft(x):
-    """Complex spectrum (all n bins, unscaled) of real signals along the last axis."""
-    a = real_array(x)
-    # Each real row goes in as an (n, 1) column, so both transforms share the per-item loop.
-    return _complex_transform("vorelAudioFFT", a[..., np.newaxis])
+def _complex_moved(X, name, axis, core_ndim):
+    """Complex input with its core axes moved to the end, interleaved, and the axis index."""
+    c = as_complex(complex_array(X, name, min_ndim=core_ndim))
+    moved, ax = to_last(c, axis, core_ndim)
+    return _interleaved(moved), ax
 
 
-def ifft(X):
-    """Inverse transform of complex spectra along the last axis, scaled by 1/n; complex out."""
-    return _complex_transform("vorelAudioIFFT", complex_array(X))
+def fft(x, axis=-1):
+    """Complex spectrum (all n bins, unscaled, complex64) of real signals along axis."""
+    moved, ax = to_last(real_array(x), axis)
+    src = np.ascontiguousarray(moved)
+    n = count(src.shape[-1], "length of x")
+    out = per_item(src, 1, (n, 2), lambda item, o: call("vorelAudioFFT", fptr(o), fptr(item), n,
+                                                           shown=f"n={n}"))
+    return from_last(as_complex(out), ax, 1)
+
+
+def ifft(X, axis=-1):
+    """Inverse transform of complex spectra along axis, scaled by 1/n; complex64 out."""
+    src, ax = _complex_moved(X, "X", axis, 1)
+    n = count(src.shape[-2], "transform length")
+    out = per_item(src, 2, (n, 2), lambda item, o: call("vorelAudioIFFT", fptr(o), fptr(item), n,
+                                                           shown=f"n={n}"))
+    return from_last(as_complex(out), ax, 1)
+
+
+def rfft(x, axis=-1):
+    """The first n // 2 + 1 bins of fft(x) along axis, as numpy.fft.rfft lays them out."""
+    full = fft(x, axis)
+    ax = axis_index(axis, full.ndim)
+    return np.ascontiguousarray(np.take(full, np.arange(full.shape[ax] // 2 + 1), axis=ax))
+
+
+def irfft(X, n=None, axis=-1):
+    """Real signal of n samples (default 2 * (bins - 1)) from its first n // 2 + 1 bins along axis.
+
+    As numpy.fft.irfft: missing bins count as zero, extra bins are ignored, and the imaginary parts
+    of the 0 Hz bin (and of the n / 2 bin for even n) do not contribute. The inverse transform
+    runs on the conjugate-symmetric completion of the bins; the real part is returned (float32).
+    """
+    c = as_complex(complex_array(X, "X"))
+    moved, ax = to_last(c, axis)
+    bins = moved.shape[-1]
+    n = 2 * (bins - 1) if n is None else count(n, "n")
+    if n < 1:
+        raise ValueError(f"X needs at least 2 bins along axis when n is not given, got {bins}")
+    half = n // 2 + 1
+    kept = moved[..., :min(bins, half)]
+    full = np.zeros(moved.shape[:-1] + (n,), dtype=np.complex64)
+    full[..., :kept.shape[-1]] = kept
+    mirrored = np.arange(1, (n + 1) // 2)
+    full[..., n - mirrored] = np.conj(full[..., mirrored])
+    return from_last(np.ascontiguousarray(ifft(full).real), ax, 1)
+
+
+def fft_frequencies(n_fft, sample_rate):
+    """Centre frequencies in Hz of the n_fft // 2 + 1 bins of a spectrogram (float64)."""
+    return np.arange(count(n_fft, "n_fft") // 2 + 1) * (count(sample_rate, "sample_rate") / n_fft)
 
 
 def window(n, kind="hann"):
-    """Periodic Hann or Hamming window of n samples (float32)."""
+    """Periodic Hann or Hamming window of n samples (float32), the period being n."""
     n = count(n, "n")
     out = np.empty(n, dtype=np.float32)
     call("vorelAudioGetWindow", fptr(out), n, option(kind, _options.WINDOW, "window"),
@@ -54,7 +119,8 @@ def frame_count(sample_n, n_fft, hop_length, center="reflect"):
 
 
 def sample_count(frame_n, freq_n, hop_length, center="reflect"):
-    """Number of samples an inverse spectrogram of frame_n frames gives."""
+    """Number of samples an inverse spectrogram of frame_n frames gives by default:
+    (frame_n - 1) * hop_length, plus n_fft = 2 * freq_n - 2 without centring."""
     return _count_call("vorelAudioGetSampleLen", frame_n, "frame_n", freq_n, hop_length, center)
 
 
@@ -81,83 +147,95 @@ def power_value(power, allow_none):
 
 
 def spectrogram(x, n_fft=400, hop_length=None, win_length=None, window="hann", center="reflect",
-                power=2.0, norm=None):
-    """Short-time spectrum of real signals along the last axis: shape (..., n_fft//2+1, frames).
+                power=2.0, norm=None, axis=-1):
+    """Short-time spectrum of real signals along axis: shape (..., n_fft // 2 + 1, frames).
 
-    power None or 0 gives the complex spectrum; power p > 0 gives |X|^p. hop_length defaults to
-    n_fft // 4 and win_length to n_fft; norm is None, "torch" (1/sqrt(sum w^2)) or "scipy"
-    (2/n_fft).
+    power None or 0 gives the complex spectrum (complex64); power p > 0 gives |X|^p (float32).
+    hop_length defaults to n_fft // 4 and win_length to n_fft (a shorter window is centred in the
+    frame). window is "hann" or "hamming", both periodic.
+    {center}
+    {norm}
     """
-    a = real_array(x)
+    moved, ax = to_last(real_array(x), axis)
+    a = np.ascontiguousarray(moved)
     n_fft, hop, win_n, win, c, nt = framing(n_fft, hop_length, win_length, window, center, norm)
     p = power_value(power, allow_none=True)
     sample_n = count(a.shape[-1], "length of x")
     frames = frame_count(sample_n, n_fft, hop, c)
     freq_n = n_fft // 2 + 1
 
-    def one(item):
-        out = np.zeros((freq_n, max(frames, 1), 2), dtype=np.float32)
+    def one(item, out):
         if frames > 0:
             call("vorelAudioGetSpectrogram", fptr(out), fptr(item), sample_n, n_fft, hop, win_n,
                  win, frames, c, p, nt, shown=f"n_fft={n_fft}, hop_length={hop}, "
                  f"win_length={win_n}, power={p}")
-        out = out[:, :frames]
-        return as_complex(out) if p == 0.0 else np.ascontiguousarray(out[..., 0])
-    return per_item(a, 1, one)
+    out = per_item(a, 1, (freq_n, frames, 2), one)
+    result = as_complex(out) if p == 0.0 else np.ascontiguousarray(out[..., 0])
+    return from_last(result, ax, 2)
 
 
 def inverse_spectrogram(S, hop_length=None, win_length=None, window="hann", center="reflect",
-                        norm=None, length=None):
-    """Signal from complex spectra of shape (..., freq, frames) by windowed overlap-add."""
-    a = complex_array(S, "S", min_ndim=2)
-    freq_n = count(a.shape[-3], "number of bins")
-    frame_n = count(a.shape[-2], "number of frames")
+                        norm=None, length=None, axis=-1):
+    """Signal from complex spectra of shape (..., freq, frames) by windowed overlap-add.
+
+    The transform length is n_fft = 2 * freq - 2; the other options are those the spectrogram was
+    made with (norm "scipy" is undone, norm "torch" has no inverse and stays in the result).
+    length=None gives sample_count(frames, freq, hop_length, center) samples: (frames - 1) *
+    hop_length with centring, so a signal of 1000 samples at hop 128 comes back as 896; pass the
+    original length to get it all back. As torch.istft's ``length``, a longer length takes the
+    overlap-add result up to its end (n_fft // 2 samples beyond the default) and zeros after it.
+    axis names the signal axis of the result; the frequency and frame axes of S stand at that
+    position and the next, as spectrogram(x, axis=axis) lays them out.
+    """
+    src, ax = _complex_moved(S, "S", axis, 2)
+    freq_n = count(src.shape[-3], "number of bins")
+    frame_n = count(src.shape[-2], "number of frames")
     if freq_n < 2:
         raise ValueError("S needs at least 2 frequency bins")
     n_fft, hop, win_n, win, c, nt = framing(2 * freq_n - 2, hop_length, win_length, window,
                                             center, norm)
     n = sample_count(frame_n, freq_n, hop, c)
-    out_n = n if length is None else count(length, "length")
+    out_n = n if length is None else count(length, "length", 0)
 
-    def one(item):
-        out = np.zeros(max(out_n, 1), dtype=np.float32)
-        call("vorelAudioGetInverseSpectrogram", fptr(out), fptr(item), frame_n, freq_n, hop,
-             win_n, win, max(min(out_n, n), 1), c, nt,
-             shown=f"frames={frame_n}, freq={freq_n}, hop_length={hop}, win_length={win_n}")
-        if min(out_n, n) < 1:
-            out[:] = 0.0
-        return out[:out_n]
-    return per_item(a, 3, one)
+    def one(item, out):
+        if out_n > 0:
+            call("vorelAudioGetInverseSpectrogram", fptr(out), fptr(item), frame_n, freq_n, hop,
+                 win_n, win, out_n, c, nt,
+                 shown=f"frames={frame_n}, freq={freq_n}, hop_length={hop}, win_length={win_n}")
+    return from_last(per_item(src, 3, (out_n,), one), ax, 1)
 
 
 def complex_norm(X, power=1.0):
-    """|X|^power of complex values (power > 0), float32 of the same shape."""
+    """|X|^power of complex values (power > 0), float32 of the same shape (elementwise)."""
     a = complex_array(X, min_ndim=0)
     p = real_number(power, "power")
     if not p > 0.0:
         raise ValueError(f"power must be > 0, got {power!r}")
     flat = a.reshape(-1, 2)
-    n = count(flat.shape[0], "number of values")
-    out = np.empty(n, dtype=np.float32)
-    call("vorelAudioComplexNorm", fptr(out), fptr(flat), n, p, shown=f"n={n}, power={p}")
+    out = np.empty(flat.shape[0], dtype=np.float32)
+    if out.size:
+        n = count(flat.shape[0], "number of values")
+        call("vorelAudioComplexNorm", fptr(out), fptr(flat), n, p, shown=f"n={n}, power={p}")
     return out.reshape(a.shape[:-1])
 
 
 def magphase(S, power=1.0, phase="angle"):
-    """Magnitude |S|^power and phase of complex spectra of shape (..., freq, frames).
+    """Magnitude |S|^power (power 0 gives 1) and phase of complex values, elementwise.
 
-    phase "angle" gives radians; "complex" gives the unit phasor as complex64.
+    phase "angle" gives radians (float32); "complex" gives the unit phasor as complex64.
     """
-    a = complex_array(S, "S", min_ndim=2)
-    freq_n = count(a.shape[-3], "number of bins")
-    frame_n = count(a.shape[-2], "number of frames")
+    a = complex_array(S, "S", min_ndim=0)
     p = power_value(power, allow_none=False)
     form = option(phase, _options.PHASE, "phase")
+    shape = a.shape[:-1]
+    flat = a.reshape(-1, 2)
+    mag = np.empty(flat.shape[0], dtype=np.float32)
+    ph = np.empty((flat.shape[0], 2) if form else flat.shape[0], dtype=np.float32)
+    if mag.size:
+        n = count(flat.shape[0], "number of values")
+        call("vorelAudioMagPhase", fptr(mag), fptr(ph), fptr(flat), 1, n, p, form,
+             shown=f"n={n}, power={p}")
+    return mag.reshape(shape), (as_complex(ph) if form else ph).reshape(shape)
 
-    def one(item):
-        mag = np.empty((freq_n, frame_n), dtype=np.float32)
-        ph = np.empty((freq_n, frame_n, 2) if form else (freq_n, frame_n), dtype=np.float32)
-        call("vorelAudioMagPhase", fptr(mag), fptr(ph), fptr(item), freq_n, frame_n, p, form,
-             shown=f"freq={freq_n}, frames={frame_n}, power={p}")
-        return mag, (as_complex(ph) if form else ph)
-    return per_item(a, 3, one)
+
+spectrogram.__doc__ = spectrogram.__doc__.format(center=_CENTER_DOC, norm=_NORM_DOC)
