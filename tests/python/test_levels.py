@@ -1,19 +1,10 @@
-"""Level conversions against torchaudio, torch and numpy."""
-import ctypes
-
+"""Levels, complex norms, silence detection and frame fitting against torchaudio, torch and numpy."""
 import numpy as np
 import pytest
 import torch
 import torchaudio.functional as AF
 
-from conftest import fptr
-
-
-def run(fn, x, *extra):
-    x = np.ascontiguousarray(x, dtype=np.float32)
-    out = np.empty_like(x)
-    assert fn(fptr(out), fptr(x), ctypes.c_int(x.size), *extra) == 0
-    return out
+import vorel_audio as va
 
 
 def wide_powers(seed):
@@ -25,9 +16,9 @@ def wide_powers(seed):
 
 @pytest.mark.parametrize("seed", [0, 1])
 @pytest.mark.parametrize("top_db", [80.0, 40.0, 120.0, None])
-def test_power_to_db_matches_torchaudio(lib, seed, top_db):
+def test_power_to_db_matches_torchaudio(seed, top_db):
     power = wide_powers(seed)
-    ours = run(lib.vorelAudioConvertPowerToDB, power, ctypes.c_float(top_db or -1.0))
+    ours = va.power_to_db(power, top_db=top_db)
     theirs = AF.amplitude_to_DB(torch.tensor(power.reshape(1, 1, -1), dtype=torch.float64),
                                 multiplier=10.0, amin=1e-10, top_db=top_db,
                                 db_multiplier=np.log10(max(float(power.max()), 1e-10)))
@@ -35,32 +26,26 @@ def test_power_to_db_matches_torchaudio(lib, seed, top_db):
     assert ours.max() == 0.0
 
 
-def test_standardize_and_log1p_match_numpy_and_torch(lib):
-    x = np.random.default_rng(3).normal(5.0, 3.0, size=20000).astype(np.float32)
+def test_standardize_and_log1p_match_numpy_and_torch():
+    x = np.random.default_rng(3).normal(5.0, 3.0, size=(4, 5000)).astype(np.float32)
     x64 = x.astype(np.float64)
-    np.testing.assert_allclose(run(lib.vorelAudioStandardize, x), (x64 - x64.mean()) / x64.std(),
-                               atol=2e-3)
+    # Over all values of the array, whatever its shape.
+    np.testing.assert_allclose(va.standardize(x), (x64 - x64.mean()) / x64.std(), atol=2e-3)
     y = np.random.default_rng(4).uniform(-0.99, 1e4, size=5000)
     y = np.concatenate([y, [0.0, 1e-8, -1.0, -2.0, np.inf, np.nan]]).astype(np.float32)
-    np.testing.assert_allclose(run(lib.vorelAudioLog1p, y), torch.log1p(torch.tensor(y)).numpy(),
+    np.testing.assert_allclose(va.log1p(y), torch.log1p(torch.tensor(y)).numpy(),
                                rtol=2e-7, atol=1e-7)
 
 
 @pytest.mark.parametrize("power", [0.5, 1.0, 2.0, 3.0])
-def test_complex_norm_and_magphase_match_numpy(lib, power):
+def test_complex_norm_and_magphase_match_numpy(power):
     rng = np.random.default_rng(5)
-    z = (rng.standard_normal((3, 11)) * 3 + 1j * rng.standard_normal((3, 11))).astype(np.complex64)
-    src = fptr(z.view(np.float32))
+    z = (rng.standard_normal((2, 3, 11)) * 3 + 1j * rng.standard_normal((2, 3, 11))).astype(np.complex64)
     want = np.abs(z.astype(np.complex128)) ** power
     angle = np.angle(z.astype(np.complex128))
-    norm, mag = np.empty(z.size, np.float32), np.empty(z.shape, np.float32)
-    assert lib.vorelAudioComplexNorm(fptr(norm), src, z.size, ctypes.c_float(power)) == 0
-    np.testing.assert_allclose(norm, want.ravel(), rtol=4e-6)
-    for form, phase_want in ((0, angle), (1, np.stack([np.cos(angle), np.sin(angle)], -1))):
-        phase = np.empty(phase_want.shape, np.float32)
-        status = lib.vorelAudioMagPhase(fptr(mag), fptr(phase), src, 3, 11,
-                                        ctypes.c_float(power), form)
-        assert status == 0
+    np.testing.assert_allclose(va.complex_norm(z, power), want, rtol=4e-6)
+    for form, phase_want in (("angle", angle), ("complex", np.exp(1j * angle))):
+        mag, phase = va.magphase(z, power, phase=form)
         np.testing.assert_allclose(mag, want, rtol=4e-6)
         np.testing.assert_allclose(phase, phase_want, atol=4e-6)
 
@@ -85,28 +70,28 @@ def bursts(seed, lead, body, tail):
     return sig.astype(np.float32)
 
 
-def nonsilent(lib, sig, win_n, hop_n, thr_db):
-    start, length = ctypes.c_int(-9), ctypes.c_int(-9)
-    assert lib.vorelAudioGetNonSilentPos(ctypes.byref(start), ctypes.byref(length), fptr(sig),
-                                         sig.size, win_n, hop_n, ctypes.c_float(thr_db)) == 0
-    return start.value, length.value
-
-
 @pytest.mark.parametrize("seed,lead,tail",
                          [(0, 8000, 4000), (1, 3000, 12000), (2, 1, 1), (3, 16000, 0)])
 @pytest.mark.parametrize("win_n,hop_n", [(2048, 512), (400, 160), (1, 100), (64, 20000)])
 @pytest.mark.parametrize("thr_db", [10.0, 30.0, 80.0])
-def test_nonsilent_range_matches_frame_levels(lib, seed, lead, tail, win_n, hop_n, thr_db):
+def test_nonsilent_range_matches_frame_levels(seed, lead, tail, win_n, hop_n, thr_db):
     sig = bursts(seed, lead, 20000, tail)
-    assert nonsilent(lib, sig, win_n, hop_n, thr_db) == numpy_nonsilent(sig, win_n, hop_n, thr_db)
+    assert va.nonsilent_range(sig, win_n, hop_n, thr_db) == numpy_nonsilent(sig, win_n, hop_n, thr_db)
 
 
-def test_nonsilent_short_signals_match_frame_levels(lib):
+def test_nonsilent_short_signals_match_frame_levels():
     rng = np.random.default_rng(4)
     for n in range(1, 10):
         sig = rng.uniform(-1, 1, n).astype(np.float32)
         for win_n in range(1, n + 1):
             for hop_n in range(1, n + 2):
                 for thr_db in (3.0, 60.0):
-                    ours = nonsilent(lib, sig, win_n, hop_n, thr_db)
+                    ours = va.nonsilent_range(sig, win_n, hop_n, thr_db)
                     assert ours == numpy_nonsilent(sig, win_n, hop_n, thr_db)
+
+
+@pytest.mark.parametrize("frames,pad", [(6, 0.0), (10, 0.0), (13, -1.0)])
+def test_fix_frames_cuts_or_pads_the_frame_axis(frames, pad):
+    S = np.random.default_rng(6).random((2, 4, 10)).astype(np.float32)
+    want = np.pad(S, ((0, 0), (0, 0), (0, max(frames - 10, 0))), constant_values=pad)[..., :frames]
+    np.testing.assert_array_equal(va.fix_frames(S, frames, pad_value=pad), want)

@@ -1,27 +1,13 @@
-"""Windows, spectrograms and their inverse against scipy and torch."""
-import ctypes
-
+"""Windows, spectrograms and their inverse against scipy and torch, with the meaning of each norm
+and centring option as the docstrings state it."""
 import numpy as np
 import pytest
 import scipy.signal
 import torch
 
-from conftest import fptr
+import vorel_audio as va
 
-
-def window(lib, n, win_type):
-    out = np.zeros(n, np.float32)
-    assert lib.vorelAudioGetWindow(fptr(out), n, win_type) == 0
-    return out
-
-
-def spectrogram(lib, x, fft_n, hop_n, win_n, win_type, center, norm_type):
-    frames = ctypes.c_int(-1)
-    assert lib.vorelAudioGetFrameLen(ctypes.byref(frames), len(x), fft_n, hop_n, center) == 0
-    out = np.full((fft_n // 2 + 1, frames.value, 2), np.nan, np.float32)
-    assert lib.vorelAudioGetSpectrogram(fptr(out), fptr(x), len(x), fft_n, hop_n, win_n, win_type,
-                                        frames.value, center, ctypes.c_float(0.0), norm_type) == 0
-    return out[..., 0] + 1j * out[..., 1].astype(np.complex128)
+NORMS = {None: lambda w, n: 1.0, "torch": lambda w, n: 1 / np.sqrt((w ** 2).sum()), "scipy": lambda w, n: 2 / n}
 
 
 @pytest.fixture(scope="module")
@@ -32,47 +18,69 @@ def signal():
 
 
 @pytest.mark.parametrize("n", [2, 7, 400, 512])
-def test_windows_are_periodic(lib, n):
-    np.testing.assert_allclose(window(lib, n, 1), scipy.signal.get_window("hann", n), atol=2e-7)
-    np.testing.assert_allclose(window(lib, n, 2), scipy.signal.get_window("hamming", n), atol=2e-7)
-    np.testing.assert_allclose(window(lib, n, 1), torch.hann_window(n, dtype=torch.float64), atol=2e-7)
+def test_windows_are_periodic(n):
+    for kind in ("hann", "hamming"):
+        np.testing.assert_allclose(va.window(n, kind), scipy.signal.get_window(kind, n), atol=2e-7)
+    np.testing.assert_allclose(va.window(n), torch.hann_window(n, dtype=torch.float64), atol=2e-7)
 
 
-@pytest.mark.parametrize("fft_n,hop_n,win_n,win_type,center", [
-    (400, 160, 400, 1, 1), (400, 160, 301, 2, 1), (400, 160, 300, 1, 2), (512, 128, 512, 1, 2), (63, 20, 63, 1, 1)])
-def test_spectrogram_matches_torch_and_scipy(lib, signal, fft_n, hop_n, win_n, win_type, center):
-    win = (torch.hann_window if win_type == 1 else torch.hamming_window)(win_n, dtype=torch.float64)
+@pytest.mark.parametrize("fft_n,hop_n,win_n,window,center", [
+    (400, 160, 400, "hann", "reflect"), (400, 160, 301, "hamming", "reflect"), (400, 160, 300, "hann", "zeros"),
+    (512, 128, 512, "hann", "zeros"), (63, 20, 63, "hann", "reflect")])
+def test_spectrogram_matches_torch_and_scipy(signal, fft_n, hop_n, win_n, window, center):
+    win = getattr(torch, f"{window}_window")(win_n, dtype=torch.float64)
     ref = torch.stft(torch.from_numpy(signal.astype(np.float64)), fft_n, hop_n, win_n, win, center=True,
-                     pad_mode="reflect" if center == 1 else "constant", return_complex=True).numpy()
-    # Norm 1 divides by the root of the summed window squares, norm 2 multiplies by 2 / fft_n.
-    for norm_type, factor in [(0, 1.0), (1, 1 / np.sqrt((win.numpy() ** 2).sum())), (2, 2 / fft_n)]:
-        ours = spectrogram(lib, signal, fft_n, hop_n, win_n, win_type, center, norm_type)
+                     pad_mode="reflect" if center == "reflect" else "constant", return_complex=True).numpy()
+    for norm, factor in NORMS.items():
+        ours = va.spectrogram(signal, fft_n, hop_n, win_n, window, center, power=None, norm=norm)
+        want = ref * factor(win.numpy(), fft_n)
         # With an odd frame torch pads one sample less and may count one frame fewer.
         assert ours.shape[1] - ref.shape[1] in (0, fft_n % 2)
-        assert np.abs(ours[:, :ref.shape[1]] - ref * factor).max() < 2e-6 * np.abs(ref * factor).max() * np.sqrt(fft_n)
-    if win_n == fft_n:  # with a periodic Hann window 2 / fft_n is scipy's own 1 / sum(window)
+        assert np.abs(ours[:, :ref.shape[1]] - want).max() < 2e-6 * np.abs(want).max() * np.sqrt(fft_n)
+    power = va.spectrogram(signal, fft_n, hop_n, win_n, window, center, power=1.5, norm="scipy")
+    np.testing.assert_allclose(power, np.abs(ours) ** 1.5, rtol=1e-5, atol=1e-6 * power.max())
+    if win_n == fft_n:  # with a periodic Hann window as long as the frame, 2 / fft_n is scipy's 1 / sum(window)
         _, _, theirs = scipy.signal.stft(signal.astype(np.float64), nperseg=fft_n, noverlap=fft_n - hop_n,
-                                         window="hann", boundary="even" if center == 1 else "zeros", padded=False)
+                                         window="hann", boundary="even" if center == "reflect" else "zeros",
+                                         padded=False)
         frames = min(ours.shape[1], theirs.shape[1])
         assert frames >= ours.shape[1] - 1
         assert np.abs(ours[:, :frames] - theirs[:, :frames]).max() < 2e-6 * np.abs(theirs).max() * np.sqrt(fft_n)
 
 
-@pytest.mark.parametrize("fft_n,norm_type", [(400, 0), (512, 0), (400, 1), (512, 2)])
-def test_round_trip_and_torch_istft(lib, signal, fft_n, norm_type):
+@pytest.mark.parametrize("window,win_n,power_ratio", [("hann", 512, 1.0), ("hamming", 512, 1.08 ** 2),
+                                                      ("hann", 256, 0.25)])
+def test_scipy_norm_equals_scipys_spectrum_scaling_only_for_a_full_hann_window(signal, window, win_n, power_ratio):
+    ours = va.spectrogram(signal, 512, 128, win_n, window, center=None, norm="scipy")
+    w = np.zeros(512)
+    w[(512 - win_n) // 2:(512 - win_n) // 2 + win_n] = scipy.signal.get_window(window, win_n)
+    _, _, Z = scipy.signal.stft(signal.astype(np.float64), window=w, nperseg=512, noverlap=384, boundary=None,
+                                padded=False)
+    assert ours.shape == Z.shape
+    assert np.sum(ours) / np.sum(np.abs(Z) ** 2) == pytest.approx(power_ratio, rel=1e-4)
+
+
+@pytest.mark.parametrize("fft_n,norm", [(400, None), (512, None), (400, "torch"), (512, "scipy")])
+def test_round_trip_and_torch_istft(signal, fft_n, norm):
     hop_n = fft_n // 4
-    spectrum = spectrogram(lib, signal, fft_n, hop_n, fft_n, 1, 1, norm_type)
-    n = ctypes.c_int(-1)
-    assert lib.vorelAudioGetSampleLen(ctypes.byref(n), spectrum.shape[1], spectrum.shape[0], hop_n, 1) == 0
-    src = np.stack([spectrum.real, spectrum.imag], axis=-1).astype(np.float32)
-    back = np.zeros(n.value, np.float32)
-    assert lib.vorelAudioGetInverseSpectrogram(fptr(back), fptr(src), spectrum.shape[1], spectrum.shape[0], hop_n,
-                                               fft_n, 1, n.value, 1, norm_type) == 0
-    # norm_type 1 has no inverse factor: the forward one stays in the result.
-    factor = 1 / np.sqrt((scipy.signal.get_window("hann", fft_n) ** 2).sum()) if norm_type == 1 else 1.0
-    inner = slice(fft_n, len(back) - fft_n)
-    assert np.abs(back[inner] - signal[inner] * factor).max() < 1e-5 * factor
-    if norm_type == 0:
-        ref = torch.istft(torch.from_numpy(spectrum), fft_n, hop_n, fft_n, torch.hann_window(fft_n, dtype=torch.float64),
-                          center=True, length=len(back)).numpy()
-        assert np.abs(back[inner] - ref[inner]).max() < 1e-5
+    spectrum = va.spectrogram(signal, fft_n, hop_n, power=None, norm=norm)
+    back = va.inverse_spectrogram(spectrum, hop_n, norm=norm)
+    # The default length is (frames - 1) * hop: the signal's length rounded down to whole hops.
+    assert back.size == (spectrum.shape[1] - 1) * hop_n == signal.size // hop_n * hop_n
+    # The torch norm has no inverse factor: the forward one stays in the result.
+    factor = NORMS[norm](scipy.signal.get_window("hann", fft_n), fft_n) if norm == "torch" else 1.0
+    np.testing.assert_allclose(back, signal[:back.size] * factor, atol=1e-5 * factor)
+    if norm is None:
+        for length in (back.size, signal.size, signal.size + 2 * hop_n):
+            ref = torch.istft(torch.from_numpy(spectrum.astype(np.complex128)), fft_n, hop_n,
+                              window=torch.hann_window(fft_n, dtype=torch.float64), length=length).numpy()
+            got = va.inverse_spectrogram(spectrum, hop_n, length=length)
+            assert got.shape == ref.shape
+            # Beyond the signal the window sums fall towards 0 and amplify rounding.
+            np.testing.assert_allclose(got[:signal.size], ref[:signal.size], atol=1e-5)
+            assert np.abs(got - ref)[signal.size:].max(initial=0.0) < 1e-3
+
+
+def test_short_signals_give_no_frames():
+    assert va.spectrogram(np.ones(100), n_fft=400, center=None).shape == (201, 0)
+    assert va.mel_spectrogram(np.ones((2, 100)), n_fft=400, center=None, n_mels=8).shape == (2, 8, 0)

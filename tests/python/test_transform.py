@@ -1,53 +1,49 @@
-"""The exported FFT and inverse FFT against numpy, scipy and torch."""
+"""Transforms against numpy, scipy and torch: fft/ifft of any length, the rfft/irfft layouts and the
+bin frequencies. float32 rounding grows like log2(n) * 2^-24 per value."""
 import numpy as np
 import pytest
 import scipy.fft
 import torch
 
+import vorel_audio as va
 from conftest import fptr
 
 LENGTHS = [1, 2, 3, 7, 12, 64, 100, 256, 400, 512, 1000, 1009, 1024, 4096]
 
 
-def tolerance(n):
-    return 1e-6 * max(1.0, np.log2(n))
-
-
-def relative_error(got, want):
+def rel_err(got, want):
     scale = np.linalg.norm(want)
     return np.linalg.norm(got - want) / (scale if scale > 0 else 1.0)
 
 
-def forward(lib, x):
-    n = x.size
-    out = np.zeros(2 * n, np.float32)
-    assert lib.vorelAudioFFT(fptr(out), fptr(x), n) == 0
-    return out[0::2] + 1j * out[1::2]
-
-
-def inverse(lib, spectrum):
-    n = spectrum.size
-    src = np.empty(2 * n, np.float32)
-    src[0::2], src[1::2] = spectrum.real, spectrum.imag
-    out = np.zeros(2 * n, np.float32)
-    assert lib.vorelAudioIFFT(fptr(out), fptr(src), n) == 0
-    return out[0::2] + 1j * out[1::2]
-
-
 @pytest.mark.parametrize("n", LENGTHS)
-def test_forward_matches_scipy_and_torch(lib, n):
-    x = np.random.default_rng(n).standard_normal(n).astype(np.float32)
-    got = forward(lib, x)
-    assert relative_error(got, scipy.fft.fft(x.astype(np.float64))) < tolerance(n)
-    assert relative_error(got, torch.fft.fft(torch.from_numpy(x).double()).numpy()) < tolerance(n)
+def test_transforms_match_numpy_scipy_and_torch(n):
+    rng = np.random.default_rng(n)
+    tol = 1e-6 * max(1.0, np.log2(n))
+    x = rng.standard_normal(n).astype(np.float32)
+    X = va.fft(x)
+    assert X.dtype == np.complex64 and X.shape == (n,)
+    assert rel_err(X, scipy.fft.fft(x.astype(np.float64))) < tol
+    assert rel_err(X, torch.fft.fft(torch.from_numpy(x).double()).numpy()) < tol
+    assert rel_err(va.rfft(x), np.fft.rfft(x.astype(np.float64))) < tol
+    # The inverse keeps imaginary parts, scales by 1/n.
+    Z = (rng.standard_normal(n) + 1j * rng.standard_normal(n)).astype(np.complex64)
+    assert rel_err(va.ifft(Z), np.fft.ifft(Z.astype(np.complex128))) < tol
+    # irfft as numpy's: bins beyond n // 2 + 1 ignored, missing ones zero, even and odd n.
+    for m in (n, n + 1, 2 * n):
+        assert rel_err(va.irfft(Z, n=m), np.fft.irfft(Z.astype(np.complex128), n=m)) < tol
 
 
-@pytest.mark.parametrize("n", LENGTHS)
-def test_inverse_matches_numpy_and_keeps_imaginary_parts(lib, n):
-    rng = np.random.default_rng(1000 + n)
-    spectrum = (rng.standard_normal(n) + 1j * rng.standard_normal(n)).astype(np.complex64)
-    got = inverse(lib, spectrum)
-    assert relative_error(got, np.fft.ifft(spectrum.astype(np.complex128))) < tolerance(n)
+def test_irfft_default_length_and_round_trip():
+    x = np.random.default_rng(3).standard_normal((2, 400)).astype(np.float32)
+    back = va.irfft(va.rfft(x))
+    assert back.shape == x.shape and back.dtype == np.float32
+    np.testing.assert_allclose(back, x, atol=1e-5)
+
+
+@pytest.mark.parametrize("n_fft,rate", [(400, 16000), (2048, 22050), (7, 8000)])
+def test_fft_frequencies_match_numpy(n_fft, rate):
+    np.testing.assert_allclose(va.fft_frequencies(n_fft, rate), np.fft.rfftfreq(n_fft, 1.0 / rate), rtol=1e-15)
 
 
 def test_bad_lengths_and_null_pointers_are_refused(lib):
