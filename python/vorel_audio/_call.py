@@ -38,7 +38,7 @@ def numeric(x, name, allow_complex):
     return a
 
 
-def _check_ndim(a, name, min_ndim):
+def check_ndim(a, name, min_ndim):
     if a.ndim < min_ndim:
         raise ValueError(f"{name} must have at least {min_ndim} dimension(s), got shape {a.shape}")
 
@@ -46,14 +46,14 @@ def _check_ndim(a, name, min_ndim):
 def real_array(x, name="x", min_ndim=1):
     """Contiguous float32 copy (or view) of real input."""
     a = numeric(x, name, allow_complex=False)
-    _check_ndim(a, name, min_ndim)
+    check_ndim(a, name, min_ndim)
     return np.ascontiguousarray(a, dtype=np.float32)
 
 
 def complex_array(x, name="x", min_ndim=1):
     """Interleaved float32 view of complex input: shape (..., n) complex -> (..., n, 2) float."""
     a = numeric(x, name, allow_complex=True)
-    _check_ndim(a, name, min_ndim)
+    check_ndim(a, name, min_ndim)
     c = np.ascontiguousarray(a, dtype=np.complex64)
     return c.view(np.float32).reshape(c.shape + (2,))
 
@@ -119,6 +119,22 @@ def from_last(result, ax, core_ndim):
     if core_ndim == 1:
         return np.moveaxis(result, -1, ax)
     return np.moveaxis(result, list(range(-core_ndim, 0)), list(range(ax, ax + core_ndim)))
+
+
+def signal_along(x, axis, name="x"):
+    """Real signals with their axis moved last, as contiguous float32: (array, axis index, length)."""
+    moved, ax = to_last(real_array(x, name), axis)
+    src = np.ascontiguousarray(moved)
+    return src, ax, count(src.shape[-1], f"length of {name}")
+
+
+def complex_along(X, axis, name="X", core_ndim=1):
+    """Complex input with its core_ndim axes from axis on moved last, interleaved as (..., 2) float32
+    (see complex_array), and the axis index."""
+    c = numeric(X, name, allow_complex=True)
+    check_ndim(c, name, core_ndim)
+    moved, ax = to_last(c, axis, core_ndim)
+    return complex_array(moved, name), ax
 
 
 def per_item(array, core_ndim, out_shapes, fn, dtypes=None):

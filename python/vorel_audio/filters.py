@@ -9,7 +9,7 @@ import warnings
 import numpy as np
 
 from . import _options
-from ._call import numeric, call, count, fptr, from_last, option, per_item, real_array, to_last
+from ._call import call, count, fptr, from_last, numeric, option, per_item, real_array, signal_along
 
 
 def _largest_pole(a):
@@ -53,12 +53,6 @@ def _coefficients(b, a, check_poles=True):
     return bb, aa
 
 
-def _signal(x, axis):
-    moved, ax = to_last(real_array(x), axis)
-    src = np.ascontiguousarray(moved)
-    return src, ax, count(src.shape[-1], "length of x")
-
-
 def _initial_state(zi, x_ndim, ax, lead, state_n):
     """zi as scipy takes it: as many dimensions as x, state_n values along axis and x's sizes (or 1,
     broadcast) elsewhere. Returned as a C-ordered float32 copy with the state axis last."""
@@ -82,7 +76,7 @@ def lfilter(b, a, x, zi=None, axis=-1):
     coefficient each) has an empty state: zi=[] gives (y, array([])). zf has zi's full shape.
     """
     bb, aa = _coefficients(b, a)
-    src, ax, n = _signal(x, axis)
+    src, ax, n = signal_along(x, axis)
     state_n = max(bb.size, aa.size) - 1
 
     def one(item, y, state=None):
@@ -121,7 +115,7 @@ def filtfilt(b, a, x, padtype="odd", padlen=None, axis=-1):
     padlen defaults to 3 * max(len(a), len(b)); "odd" and "even" need it below the length of x.
     """
     bb, aa = _coefficients(b, a)
-    src, ax, n = _signal(x, axis)
+    src, ax, n = signal_along(x, axis)
     kind = option(padtype, _options.PADTYPE, "padtype")
     pad = 3 * max(bb.size, aa.size) if padlen is None else count(padlen, "padlen", 0)
     if kind == 0:

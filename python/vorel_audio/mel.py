@@ -2,7 +2,7 @@
 import numpy as np
 
 from . import _options
-from ._call import call, count, fptr, from_last, option, per_item, real_array, real_number, to_last
+from ._call import call, count, fptr, from_last, option, per_item, real_array, real_number, signal_along
 from .spectral import _CENTER_DOC, _NORM_DOC, frame_count, framing, power_value
 
 _MIN_LOG_HZ, _MIN_LOG_MEL, _LOG_STEP = 1000.0, 15.0, np.log(6.4) / 27.0
@@ -47,7 +47,12 @@ def _mel_options(f_min, f_max, sample_rate, norm, mel_scale):
 
 def mel_filter_bank(n_freqs, f_min=0.0, f_max=None, n_mels=128, sample_rate=16000, norm="slaney",
                     mel_scale="slaney"):
-    """Mel filter bank of shape (n_mels, n_freqs); f_max defaults to sample_rate / 2."""
+    """Mel filter bank of shape (n_mels, n_freqs) over bins from 0 Hz to sample_rate / 2.
+
+    f_max defaults to sample_rate / 2. norm "slaney" (alias "area") scales each triangle by
+    2 / (its width in Hz), as norm="slaney" in torchaudio and librosa; None leaves peaks of about 1.
+    mel_scale "slaney" (librosa's htk=False) or "htk"; see mel_frequencies for both formulas.
+    """
     freq_n = count(n_freqs, "n_freqs")
     mel_n = count(n_mels, "n_mels")
     if mel_n >= freq_n:
@@ -66,19 +71,18 @@ def mel_spectrogram(x, sample_rate=16000, n_fft=400, hop_length=None, win_length
 
     The power spectrogram of spectrogram() (same framing, window, center and norm options; power
     must be >= 0) times mel_filter_bank(n_fft // 2 + 1, f_min, f_max, n_mels, sample_rate,
-    mel_norm, mel_scale). The band and frame axes take the place of the signal axis.
+    mel_norm, mel_scale), whose options mel_norm and mel_scale are. The band and frame axes take
+    the place of the signal axis.
     {center}
     {norm}
     """
-    moved, ax = to_last(real_array(x), axis)
-    a = np.ascontiguousarray(moved)
+    a, ax, sample_n = signal_along(x, axis)
     n_fft, hop, win_n, win, c, nt = framing(n_fft, hop_length, win_length, window, center, norm)
     p = power_value(power, allow_none=False)
     mel_n = count(n_mels, "n_mels")
     if mel_n >= n_fft // 2 + 1:
         raise ValueError(f"n_mels ({mel_n}) must be smaller than n_fft // 2 + 1")
     lo, hi, sr, mn, mf = _mel_options(f_min, f_max, sample_rate, mel_norm, mel_scale)
-    sample_n = count(a.shape[-1], "length of x")
     frames = frame_count(sample_n, n_fft, hop, c)
 
     def one(item, out):

@@ -1,9 +1,7 @@
 """Sample-rate conversion."""
 import ctypes
 
-import numpy as np
-
-from ._call import call, count, fptr, from_last, per_item, real_array, to_last
+from ._call import call, count, fptr, from_last, per_item, signal_along
 
 
 def resample_length(n, orig_sr, target_sr):
@@ -24,9 +22,7 @@ def resample(x, orig_sr, target_sr, axis=-1):
     end of x and the remaining samples are zero, so equal rates give x[:-1] and one zero.
     The length is resample_length(n, orig_sr, target_sr).
     """
-    moved, ax = to_last(real_array(x), axis)
-    src = np.ascontiguousarray(moved)
-    n = count(src.shape[-1], "length of x")
+    src, ax, n = signal_along(x, axis)
     src_rate, dst_rate = count(orig_sr, "orig_sr"), count(target_sr, "target_sr")
     out_n = resample_length(n, src_rate, dst_rate)
 

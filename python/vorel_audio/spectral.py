@@ -10,44 +10,29 @@ import ctypes
 import numpy as np
 
 from . import _options
-from ._call import (as_complex, axis_index, call, complex_array, count, fptr, from_last, option,
-                    per_item, real_array, real_number, to_last)
+from ._call import (as_complex, axis_index, call, complex_along, complex_array, count, fptr, from_last,
+                    option, per_item, real_number, signal_along)
 
 _NORM_DOC = """norm: None (no factor); "torch" (alias "window"): every value times
         1 / sqrt(sum of squared window samples), what torchaudio's ``normalized=True`` (its
-        "window" normalisation) gives; "scipy": the factor 2 / n_fft. That is what
-        scipy.signal.stft (``scaling='spectrum'``) gives only for a Hann window as long as n_fft,
-        where sum(window) = n_fft / 2; with another window or a shorter one scipy divides by
-        sum(window) instead (a Hamming window differs by a factor 1.08 in amplitude, 1.166 in
-        power; a 256-sample Hann window in a 512-sample transform by 0.5 in amplitude, 0.25 in
-        power)."""
+        "window" normalisation) gives; "scipy": the factor 2 / n_fft. That equals scipy.signal.stft
+        (``scaling='spectrum'``, a factor 1 / sum(window)) only for a Hann window as long as n_fft:
+        with a Hamming window the result here is 1.08 times scipy's (1.166 in power), with a
+        256-sample Hann window in a 512-sample transform 0.5 times (0.25 in power)."""
 
-_CENTER_DOC = """center: where frames sit on the signal.
+_CENTER_DOC = """center: where frames sit on the signal (n samples give the frame counts of frame_count).
         "reflect" (True): frame t is centred on sample t * hop_length, the ends mirrored without
         repeating the edge sample (torch/librosa ``center=True, pad_mode="reflect"``);
+        n // hop_length + 1 frames.
         "zeros" (alias "constant"): centred likewise, zeros beyond the ends (torch's
-        ``pad_mode="constant"``; unlike scipy's padtype "constant", nothing is repeated);
+        ``pad_mode="constant"``; unlike filtfilt's padtype "constant", nothing is repeated);
+        ceil(n / hop_length) + 1 frames, one more than torch when hop_length does not divide n.
         None (False, "none"): frame t starts at sample t * hop_length (``center=False``)."""
-
-
-def _interleaved(c):
-    """Contiguous complex64 array -> its (..., 2) float32 view."""
-    c = np.ascontiguousarray(c, dtype=np.complex64)
-    return c.view(np.float32).reshape(c.shape + (2,))
-
-
-def _complex_moved(X, name, axis, core_ndim):
-    """Complex input with its core axes moved to the end, interleaved, and the axis index."""
-    c = as_complex(complex_array(X, name, min_ndim=core_ndim))
-    moved, ax = to_last(c, axis, core_ndim)
-    return _interleaved(moved), ax
 
 
 def fft(x, axis=-1):
     """Complex spectrum (all n bins, unscaled, complex64) of real signals along axis."""
-    moved, ax = to_last(real_array(x), axis)
-    src = np.ascontiguousarray(moved)
-    n = count(src.shape[-1], "length of x")
+    src, ax, n = signal_along(x, axis)
     out = per_item(src, 1, (n, 2), lambda item, o: call("vorelAudioFFT", fptr(o), fptr(item), n,
                                                            shown=f"n={n}"))
     return from_last(as_complex(out), ax, 1)
@@ -55,7 +40,7 @@ def fft(x, axis=-1):
 
 def ifft(X, axis=-1):
     """Inverse transform of complex spectra along axis, scaled by 1/n; complex64 out."""
-    src, ax = _complex_moved(X, "X", axis, 1)
+    src, ax = complex_along(X, axis)
     n = count(src.shape[-2], "transform length")
     out = per_item(src, 2, (n, 2), lambda item, o: call("vorelAudioIFFT", fptr(o), fptr(item), n,
                                                            shown=f"n={n}"))
@@ -76,8 +61,8 @@ def irfft(X, n=None, axis=-1):
     of the 0 Hz bin (and of the n / 2 bin for even n) do not contribute. The inverse transform
     runs on the conjugate-symmetric completion of the bins; the real part is returned (float32).
     """
-    c = as_complex(complex_array(X, "X"))
-    moved, ax = to_last(c, axis)
+    c, ax = complex_along(X, axis)
+    moved = as_complex(c)
     bins = moved.shape[-1]
     n = 2 * (bins - 1) if n is None else count(n, "n")
     if n < 1:
@@ -152,15 +137,14 @@ def spectrogram(x, n_fft=400, hop_length=None, win_length=None, window="hann", c
 
     power None or 0 gives the complex spectrum (complex64); power p > 0 gives |X|^p (float32).
     hop_length defaults to n_fft // 4 and win_length to n_fft (a shorter window is centred in the
-    frame). window is "hann" or "hamming", both periodic.
+    frame). window is "hann" (alias "hanning") or "hamming", both periodic, as
+    scipy.signal.get_window(window, n) and torch.hann_window(n) give them.
     {center}
     {norm}
     """
-    moved, ax = to_last(real_array(x), axis)
-    a = np.ascontiguousarray(moved)
+    a, ax, sample_n = signal_along(x, axis)
     n_fft, hop, win_n, win, c, nt = framing(n_fft, hop_length, win_length, window, center, norm)
     p = power_value(power, allow_none=True)
-    sample_n = count(a.shape[-1], "length of x")
     frames = frame_count(sample_n, n_fft, hop, c)
     freq_n = n_fft // 2 + 1
 
@@ -187,7 +171,7 @@ def inverse_spectrogram(S, hop_length=None, win_length=None, window="hann", cent
     axis names the signal axis of the result; the frequency and frame axes of S stand at that
     position and the next, as spectrogram(x, axis=axis) lays them out.
     """
-    src, ax = _complex_moved(S, "S", axis, 2)
+    src, ax = complex_along(S, axis, "S", core_ndim=2)
     freq_n = count(src.shape[-3], "number of bins")
     frame_n = count(src.shape[-2], "number of frames")
     if freq_n < 2:

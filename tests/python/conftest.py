@@ -1,28 +1,20 @@
-"""Loads the built shared library for the agreement tests through ctypes."""
-import ctypes
-import os
+"""Shared fixtures: the library as the package loads it (VOREL_AUDIO_LIBRARY or the build tree)."""
 import pathlib
+import sys
 
 import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.append(str(ROOT / "python"))  # the source package, unless PYTHONPATH names another
 
-
-def _library_path():
-    env = os.environ.get("VOREL_AUDIO_LIBRARY")
-    if env:
-        return env
-    return str(ROOT / "build" / "release" / "libvorel_audio.so")
+from vorel_audio import _library  # noqa: E402
+from vorel_audio._call import fptr  # noqa: E402,F401  (a float* to a contiguous float32 array)
 
 
 @pytest.fixture(scope="session")
 def lib():
-    return ctypes.CDLL(_library_path())
-
-
-def fptr(array):
-    """A float* to a contiguous float32 numpy array."""
-    return array.ctypes.data_as(ctypes.POINTER(ctypes.c_float))
+    """The loaded library, with the argument types of every exported function declared."""
+    return _library.lib()
 
 
 def pytest_configure(config):
