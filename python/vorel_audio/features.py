@@ -3,7 +3,7 @@ import ctypes
 
 import numpy as np
 
-from ._call import call, count, fptr, per_item, real_array, real_number
+from ._call import call, count, fptr, real_array, real_number
 
 
 def _elementwise(name, x, *extra, shown=""):
@@ -51,14 +51,18 @@ def nonsilent_range(x, frame_length=2048, hop_length=512, top_db=60.0):
 
 
 def fix_frames(S, n_frames, pad_value=0.0):
-    """Cuts or pads spectra (..., freq, frames) at their end to n_frames frames."""
+    """Cuts or pads spectra (..., freq, frames) at their end to n_frames frames.
+
+    Every row of the last axis is one row of the library call, so a batch takes a single call.
+    """
     a = real_array(S, "S", min_ndim=2)
-    freq_n = count(a.shape[-2], "number of bins")
+    count(a.shape[-2], "number of bins")
     src_n = count(a.shape[-1], "number of frames")
     dst_n = count(n_frames, "n_frames")
     fill = real_number(pad_value, "pad_value")
-
-    def one(item, out):
-        call("vorelAudioFixFrameLen", fptr(out), fptr(item), freq_n, dst_n, src_n, fill,
-             shown=f"freq={freq_n}, n_frames={dst_n}, frames={src_n}")
-    return per_item(a, 2, (freq_n, dst_n), one)
+    out = np.empty(a.shape[:-1] + (dst_n,), dtype=np.float32)
+    if out.size:
+        rows = count(out.size // dst_n, "number of rows")
+        call("vorelAudioFixFrameLen", fptr(out), fptr(a), rows, dst_n, src_n, fill,
+             shown=f"rows={rows}, n_frames={dst_n}, frames={src_n}")
+    return out

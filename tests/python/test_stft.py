@@ -81,6 +81,16 @@ def test_round_trip_and_torch_istft(signal, fft_n, norm):
             assert np.abs(got - ref)[signal.size:].max(initial=0.0) < 1e-3
 
 
+@pytest.mark.parametrize("n,hop", [(4000, 128), (4096, 128), (1000, 160), (100, 128)])
+def test_frame_counts_of_each_centring(n, hop):
+    """reflect: n // hop + 1; zeros: ceil(n / hop) + 1 (one more than torch unless hop divides n);
+    none: (n - n_fft) // hop + 1; a signal shorter than n_fft gives none in every mode."""
+    want = [n // hop + 1, -(-n // hop) + 1, (n - 512) // hop + 1] if n >= 512 else [0, 0, 0]
+    assert [va.frame_count(n, 512, hop, c) for c in ("reflect", "zeros", None)] == want
+    x = np.ones(n, np.float32)
+    assert [va.spectrogram(x, 512, hop, center=c).shape[1] for c in ("reflect", "zeros", None)] == want
+
+
 def test_short_signals_give_no_frames():
     assert va.spectrogram(np.ones(100), n_fft=400, center=None).shape == (201, 0)
     assert va.mel_spectrogram(np.ones((2, 100)), n_fft=400, center=None, n_mels=8).shape == (2, 8, 0)
