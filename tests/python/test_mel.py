@@ -66,12 +66,14 @@ def test_mel_spectrogram_matches_torchaudio(rate, fft_n, hop_n, mel_n, power, f_
                              n_mels=mel_n, mel_norm=NORMS[norm], mel_scale=SCALES[formula])
     want = torchaudio.transforms.MelSpectrogram(
         sample_rate=rate, n_fft=fft_n, hop_length=hop_n, f_min=f_min, f_max=f_max, n_mels=mel_n, power=power,
-        center=center == 1, pad_mode="reflect", norm=NORMS[norm], mel_scale=SCALES[formula])(torch.from_numpy(x)).numpy()
+        center=center == 1, pad_mode="reflect", norm=NORMS[norm], mel_scale=SCALES[formula]
+    )(torch.from_numpy(x)).numpy()
     assert got.shape == want.shape
     # Ours equals our bank applied to an exact power spectrogram, to float rounding; the rest of
     # the distance to torchaudio is the difference of the two banks' weights.
-    spectrum = (torch.stft(torch.from_numpy(x).double(), fft_n, hop_n, window=torch.hann_window(fft_n, dtype=torch.float64),
-                           center=center == 1, pad_mode="reflect", return_complex=True).abs() ** power).numpy()
+    window = torch.hann_window(fft_n, dtype=torch.float64)
+    spectrum = (torch.stft(torch.from_numpy(x).double(), fft_n, hop_n, window=window, center=center == 1,
+                           pad_mode="reflect", return_complex=True).abs() ** power).numpy()
     ours, theirs, _ = banks(fft_n // 2 + 1, f_min, f_max, mel_n, rate, norm, formula)
     exact = ours.astype(np.float64) @ spectrum
     scale = exact.max(axis=0, keepdims=True)
