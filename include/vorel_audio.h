@@ -222,9 +222,9 @@ VOREL_AUDIO_API int vorelAudioGetResampleLen(int* dst_sample_n, int dst_sample_r
 /* Sample-rate conversion by a polyphase windowed-sinc filter. dst: dst_n floats.
  * With up/down the rates reduced by their common divisor, output sample n is a 65-tap dot
  * product in double over the input (32 zeros beyond each end) at input time n * down / up for
- * odd up, and half an output step earlier, n * down / up - 0.5 / up, for even up (the up filter
- * phases lie symmetrically around 0, so for even up none is at 0): -0.25 input samples at
- * 1 -> 2, -0.003125 at 44100 -> 16000 (up = 160).
+ * odd up, and half a filter phase step (1 / up input samples apart) earlier for even up:
+ * n * down / up - 0.5 / up (the up phases lie symmetrically around 0, so for even up none is
+ * at 0). That is -0.25 input samples at 1 -> 2 and -0.003125 at 44100 -> 16000 (up = 160).
  * Output stops one input step before the end of src, and the rest of dst, up to dst_n, is
  * zero: equal rates give the first src_n - 1 samples and one zero. dst may be src.
  * Memory: the first call for a reduced pair builds and keeps its filter, up x 65 doubles plus

@@ -16,9 +16,10 @@ def resample(x, orig_sr, target_sr, axis=-1):
     """Converts signals along axis from orig_sr to target_sr (a 65-tap polyphase windowed sinc).
 
     Phase: with up = target_sr / g and down = orig_sr / g (g their greatest common divisor),
-    output sample n is taken at input time n * down / up for odd up, and half an output step
-    earlier, n * down / up - 0.5 / up, for even up: -0.25 input samples at 1 -> 2 (16 kHz to
-    32 kHz), -0.003125 at 44.1 kHz -> 16 kHz (up = 160). Output stops one input step before the
+    output sample n is taken at input time n * down / up for odd up, and half a filter phase step
+    (the phases are 1 / up input samples apart) earlier for even up: n * down / up - 0.5 / up.
+    That is -0.25 input samples at 1 -> 2 (16 kHz to 32 kHz) and -0.003125 at 44.1 kHz -> 16 kHz
+    (up = 160), where scipy.signal.resample_poly has no offset. Output stops one input step before the
     end of x and the remaining samples are zero, so equal rates give x[:-1] and one zero.
     The length is resample_length(n, orig_sr, target_sr).
     """

@@ -91,7 +91,7 @@ def test_output_phase_is_as_documented(src_rate, dst_rate, offset):
 def test_scipy_resample_methods_case():
     """scipy's resample_poly case: Hann-windowed tones and a random walk at 100 Hz to rates around 50, 100
     and 200 Hz correlate above 0.99 with the ideal result, tones beyond the new Nyquist vanish (1e-3).
-    The ideal result is taken at the documented output times (half an output step early for even up:
+    The ideal result is taken at the documented output times (0.5 / up input samples early for even up:
     at 100 -> 200 Hz the 40 Hz tone correlates only 0.81 with the unshifted one)."""
     t = np.arange(100) / 100.0
     freqs = np.array((1.0, 10.0, 40.0))[:, None]
