@@ -137,21 +137,18 @@ def complex_along(X, axis, name="X", core_ndim=1):
     return complex_array(moved, name), ax
 
 
-def per_item(array, core_ndim, out_shapes, fn, dtypes=None):
-    """Runs fn(item, *outs) on every item of the trailing core_ndim dimensions of a contiguous array.
+def per_item(array, core_ndim, out_shape, fn):
+    """Runs fn(item, out) on every item of the trailing core_ndim dimensions of a contiguous array.
 
-    The outputs are allocated once with the leading (batch) shape in front of each of out_shapes;
-    fn receives contiguous views into them, so nothing is copied or stacked per item. Returns
-    one array, or a tuple when out_shapes is a list of several shapes.
+    The float32 output is allocated once, zeroed, with the leading (batch) shape in front of
+    out_shape; fn receives contiguous views of the input and into the output, so nothing is copied
+    or stacked per item.
     """
-    single = isinstance(out_shapes, tuple)
-    shapes = [out_shapes] if single else list(out_shapes)
-    dtypes = dtypes or [np.float32] * len(shapes)
     lead = array.shape[:array.ndim - core_ndim]
     items = int(np.prod(lead, dtype=np.int64))
-    outs = [np.zeros(lead + s, dtype=d) for s, d in zip(shapes, dtypes)]
+    out = np.zeros(lead + out_shape, dtype=np.float32)
     flat = array.reshape((items,) + array.shape[array.ndim - core_ndim:])
-    flat_outs = [o.reshape((items,) + s) for o, s in zip(outs, shapes)]
+    flat_out = out.reshape((items,) + out_shape)
     for i in range(items):
-        fn(flat[i], *(o[i] for o in flat_outs))
-    return outs[0] if single else tuple(outs)
+        fn(flat[i], flat_out[i])
+    return out

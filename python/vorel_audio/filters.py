@@ -71,18 +71,19 @@ def _initial_state(zi, x_ndim, ax, lead, state_n):
 def lfilter(b, a, x, zi=None, axis=-1):
     """Filters x along axis by b / a (transposed direct form II); with zi, returns (y, zf).
 
-    b and a may be scalars. zi holds max(len(a), len(b)) - 1 state values along axis, x's shape
-    elsewhere (size-1 dimensions broadcast, as scipy.signal.lfilter takes it); a pure gain (one
-    coefficient each) has an empty state: zi=[] gives (y, array([])). zf has zi's full shape.
+    b and a may be scalars. zi has as many dimensions as x: max(len(a), len(b)) - 1 state values
+    along axis and x's sizes (or 1, broadcast) elsewhere, as scipy.signal.lfilter takes it. A pure
+    gain (one coefficient each) has an empty state: zi=[] gives (y, array([])). zf has the full
+    shape, the state axis where x's axis is.
     """
     bb, aa = _coefficients(b, a)
     src, ax, n = signal_along(x, axis)
     state_n = max(bb.size, aa.size) - 1
 
     def one(item, y, state=None):
-        call("vorelAudioLinerFilter", fptr(y), fptr(item), fptr(bb), fptr(aa),
-             fptr(state) if state_n and state is not None else None, n, n, bb.size, aa.size,
-             state_n if state is not None else 0, shown=f"n={n}")
+        carried = state is not None and state_n > 0
+        call("vorelAudioLinerFilter", fptr(y), fptr(item), fptr(bb), fptr(aa), fptr(state) if carried else None,
+             n, n, bb.size, aa.size, state_n if carried else 0, shown=f"n={n}")
     if zi is None:
         return from_last(per_item(src, 1, (n,), one), ax, 1)
     lead = src.shape[:-1]
