@@ -8,6 +8,7 @@ their final name only when complete (written to a hidden temporary file, then re
 rerun skips inputs whose output exists and whose manifest line says ok with the same parameters.
 """
 import dataclasses
+import glob
 import hashlib
 import json
 import os
@@ -71,7 +72,7 @@ def read_audio(path, info):
         raise FileNotFoundError("no such file")
     try:
         data, file_rate = soundfile.read(str(path), dtype="float32", always_2d=True)
-    except (RuntimeError, TypeError) as error:  # the reader's own errors derive from RuntimeError
+    except RuntimeError as error:  # the reader's own errors derive from RuntimeError
         reason = str(error).rpartition("': ")[2].strip() or type(error).__name__
         if "regular file" in reason:  # what the reader says of some damaged files
             reason = "unknown or damaged format"
@@ -133,7 +134,7 @@ def write_atomically(path, write):
     """
     path = pathlib.Path(path)
     path.parent.mkdir(parents=True, exist_ok=True)
-    for stale in path.parent.glob(f".{_glob_escape(path.name)}.*.tmp"):
+    for stale in path.parent.glob(f".{glob.escape(path.name)}.*.tmp"):
         stale.unlink(missing_ok=True)
     temporary = _temporary(path)
     try:
@@ -143,11 +144,6 @@ def write_atomically(path, write):
     except BaseException:
         temporary.unlink(missing_ok=True)
         raise
-
-
-def _glob_escape(name):
-    import glob
-    return glob.escape(name)
 
 
 def save_array(path, array):
@@ -186,7 +182,7 @@ def process_file(task):
         if png:
             save_picture(os.path.splitext(output)[0] + ".png", features, params,
                          os.path.basename(source))
-    except (OSError, ValueError, MemoryError, RuntimeError, EOFError, TypeError) as error:
+    except (OSError, ValueError, MemoryError, RuntimeError, EOFError) as error:
         entry["status"] = "error"
         entry["error"] = str(error) or type(error).__name__
     for name in ("duration_s", "sample_rate", "channels", "samples", "frames"):
@@ -265,15 +261,20 @@ def compact_manifest(path, order):
 
 # ---- Runners ----------------------------------------------------------------------------------
 
-def _run_here(tasks):
-    for task in tasks:
-        yield task, process_file(task)
-
-
-def _worker_failure(task, error):
+def _failure(task, error):
+    """The entry of a task that raised instead of returning one (a fault, or a worker that died)."""
     source, output, _, _ = task
     return {"input": source, "output": output, "status": "error",
-            "error": f"worker failed: {type(error).__name__}: {error}"}
+            "error": f"failed: {type(error).__name__}: {error}"}
+
+
+def _run_here(tasks):
+    for task in tasks:
+        try:
+            entry = process_file(task)
+        except Exception as error:
+            entry = _failure(task, error)
+        yield task, entry
 
 
 def _run_processes(tasks, jobs):
@@ -295,7 +296,7 @@ def _run_processes(tasks, jobs):
                 try:
                     yield task, future.result()
                 except Exception as error:  # a worker that died takes its task with it
-                    yield task, _worker_failure(task, error)
+                    yield task, _failure(task, error)
                 for next_task in queue:
                     pending[pool.submit(process_file, next_task)] = next_task
                     break
@@ -348,7 +349,7 @@ def _run_dask(tasks, address, jobs):
             try:
                 yield task, future.result()
             except Exception as error:
-                yield task, _worker_failure(task, error)
+                yield task, _failure(task, error)
             future.release()
             for next_task in queue:
                 nxt = client.submit(process_file, next_task, pure=False)

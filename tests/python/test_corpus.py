@@ -60,7 +60,11 @@ def cli(args, **kwargs):
 
 
 def finish(process):
-    out, err = process.communicate(timeout=240)
+    try:
+        out, err = process.communicate(timeout=240)
+    except subprocess.TimeoutExpired:
+        process.kill()
+        raise
     return process.returncode, out, err
 
 
@@ -107,6 +111,17 @@ def test_every_mode_matches_single_file_runs(mixed, tmp_path, mode):
     assert json.loads((out / "params.json").read_text())["params"]["n_fft"] == 400
     assert f"{len(single)} ok" in text and f"{len(BAD)} failed" in text
     assert all(b in err for b in BAD)
+
+
+def test_outputs_mirror_folders_and_clashing_names_keep_their_extension(tmp_path):
+    for name in ("x/b.wav", "x/b.flac", "x/sub/c.wav", "x/notes.txt", "x/d.WAV", "y/c.wav", "z/c.wav"):
+        (tmp_path / name).parent.mkdir(parents=True, exist_ok=True)
+        (tmp_path / name).write_bytes(b"")
+    found = corpus.discover([tmp_path / "x", tmp_path / "y" / "c.wav", tmp_path / "sub" / "c.wav"])
+    got = [(str(src.relative_to(tmp_path)), str(out), problem is not None) for src, out, problem in found]
+    assert got == [("x/b.flac", "b.flac.npy", False), ("x/b.wav", "b.wav.npy", False), ("x/d.WAV", "d.npy", False),
+                   ("x/sub/c.wav", "sub/c.npy", False), ("y/c.wav", "c.wav.npy", False),
+                   ("sub/c.wav", "c.wav.npy", True)]
 
 
 def short_wav(path, n, rate):
