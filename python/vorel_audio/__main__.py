@@ -3,8 +3,9 @@
 Computes log-mel spectrograms of audio files (WAV/FLAC/OGG and the other formats the audio
 reader opens, mixed down to mono and resampled with the library's own resampler). One file:
 writes OUT.npy and OUT.png and prints a one-line summary; without INPUT it runs on the speech
-clip shipped with the package. Several files or folders: OUT is a folder of .npy files with a
-manifest, computed here, in worker processes or on a Dask cluster (see corpus.py).
+clip shipped with the package. Several files, folders, or an existing folder as OUT: OUT is a
+folder of .npy files with a manifest, computed here, in worker processes or on a Dask cluster
+(see corpus.py).
 """
 import argparse
 import os
@@ -46,7 +47,8 @@ def run_mel(args):
     params = corpus.Params(rate=args.rate, n_fft=args.n_fft, hop=args.hop, n_mels=args.n_mels,
                            top_db=args.top_db, scale=args.scale)
     inputs = args.input or [str(DEFAULT_CLIP)]
-    if len(inputs) == 1 and not os.path.isdir(inputs[0]):
+    # One file keeps the stem form, unless -o names an existing folder to write into.
+    if len(inputs) == 1 and not os.path.isdir(inputs[0]) and not (args.output and os.path.isdir(args.output)):
         source = pathlib.Path(inputs[0])
         try:
             return run_one(source, args.output, params)
