@@ -105,7 +105,12 @@ def main(argv=None):
     mel.add_argument("--png", action="store_true", help="also write a picture beside each .npy")
     mel.add_argument("--quiet", action="store_true", help="no progress bar")
     args = parser.parse_args(argv)
-    return run_mel(args)
+    try:
+        return run_mel(args)
+    except KeyboardInterrupt:
+        print("interrupted: finished outputs are kept; run the same command again to complete the rest",
+              file=sys.stderr)
+        return 130
 
 
 if __name__ == "__main__":
