@@ -139,9 +139,12 @@ VOREL_AUDIO_API int vorelAudioGetInverseSpectrogram(float* dst, const float* src
  * band m; bins run from 0 Hz to sample_rate / 2. Requires freq_n > mel_n >= 1 and
  * 0 <= f_min < f_max (a NaN limit passes and gives NaN weights). Banks are cached per
  * parameter set for the life of the process; f_min -0.0 shares the bank of +0.0. A NaN limit
- * compares equal to any value in the cache's key order, so it is answered with a bank
- * already cached for the same other parameters when there is one. A bank larger than the
- * machine's memory is refused with VOREL_STATUS_OUT_OF_MEMORY before it is built. */
+ * gets a cache entry of its own (NaNs sort after every number and apart by bit pattern), so
+ * a call always gets the bank of its own parameters, whatever was called before.
+ * Memory: a new parameter set keeps mel_n * freq_n floats (plus 24 bytes a row) cached for
+ * the life of the process, and builds with 2 * freq_n + 3 * mel_n floats of scratch. A bank
+ * larger than the machine's memory is refused with VOREL_STATUS_OUT_OF_MEMORY before it is
+ * built. */
 VOREL_AUDIO_API int vorelAudioGetFBMatrix(float* dst, int freq_n, float f_min, float f_max,
                                           int mel_n, int sample_rate, int mel_norm,
                                           int mel_formula);
