@@ -50,11 +50,12 @@ public:
     // [inside_begin, inside_end): there power(t) reads src in place, with no test per frame.
     int inside_begin() const {
         if (hop_n_ == 0) return 0;
-        return static_cast<int>(std::min<std::int64_t>((win_n_ / 2 + hop_n_ - 1) / hop_n_, INT32_MAX));
+        const std::int64_t half = win_n_ / 2, hop = hop_n_;
+        return static_cast<int>(std::min<std::int64_t>((half + hop - 1) / hop, INT32_MAX));
     }
     int inside_end(int frames) const {
         if (hop_n_ == 0) return frames;
-        const std::int64_t last_start = static_cast<std::int64_t>(sample_n_) - win_n_ + win_n_ / 2;
+        const std::int64_t last_start = static_cast<std::int64_t>(sample_n_) - win_n_ + win_n_ / 2;  // no wrap below
         if (last_start < 0) return 0;
         return static_cast<int>(std::min<std::int64_t>(last_start / hop_n_ + 1, frames));
     }
