@@ -15,6 +15,11 @@
  * `freq_n` = fft_n / 2 + 1 rows (one per bin) of cells, one cell per frame.
  * Arguments are checked in a fixed order before anything is written; a failed check
  * returns VOREL_STATUS_INVALID_ARGUMENT and leaves every output untouched.
+ *
+ * Memory: where a function needs working memory beyond the caller's buffers, its comment
+ * says how much ("Memory:"). All of it is allocated before the first output is written, so
+ * a call that returns VOREL_STATUS_OUT_OF_MEMORY leaves every output untouched, and a cache
+ * entry whose build failed is not kept: the same call later builds it again.
  */
 #ifndef VOREL_AUDIO_H
 #define VOREL_AUDIO_H
@@ -72,9 +77,11 @@ extern "C" {
 /* Forward DFT of fft_n real samples. src: fft_n floats. dst: 2 * fft_n floats, all fft_n
  * bins interleaved, unscaled. src may alias dst (then a buffer of 2 * fft_n floats).
  * Any fft_n >= 1 works; lengths other than powers of two take a slower mixed-radix path
- * (a prime length costs fft_n^2 products). A length whose working buffers exceed the
- * machine's RAM plus swap returns VOREL_STATUS_OUT_OF_MEMORY before src is read or dst
- * is written. */
+ * (a prime length costs fft_n^2 products). Memory: a working copy of 2 * fft_n floats
+ * and the length's table and scratch, 3 * fft_n floats for a power of two and 4 * fft_n
+ * otherwise; the table stays cached per length and direction. A length whose working
+ * buffers exceed the machine's RAM plus swap returns VOREL_STATUS_OUT_OF_MEMORY before src
+ * is read or dst is written. */
 VOREL_AUDIO_API int vorelAudioFFT(float* dst, const float* src, int fft_n);
 
 /* Inverse DFT, complex to complex, scaled by 1 / fft_n (a division by (float)fft_n). src
@@ -86,7 +93,8 @@ VOREL_AUDIO_API int vorelAudioIFFT(float* dst, const float* src, int fft_n);
 
 /* Periodic Hann or Hamming window of window_n samples (the cosine's period is window_n, so
  * dst[0] is the low end and dst[window_n / 2] of an even length the peak). dst: window_n
- * floats. Windows are cached per length and type. */
+ * floats. Memory: windows are cached per length and type, window_n floats each, for the
+ * life of the process. */
 VOREL_AUDIO_API int vorelAudioGetWindow(float* dst, int window_n, int win_type);
 
 /* Number of frames of fft_n samples, hop_n apart, that sample_n samples give under the
@@ -139,9 +147,12 @@ VOREL_AUDIO_API int vorelAudioGetInverseSpectrogram(float* dst, const float* src
  * band m; bins run from 0 Hz to sample_rate / 2. Requires freq_n > mel_n >= 1 and
  * 0 <= f_min < f_max (a NaN limit passes and gives NaN weights). Banks are cached per
  * parameter set for the life of the process; f_min -0.0 shares the bank of +0.0. A NaN limit
- * compares equal to any value in the cache's key order, so it is answered with a bank
- * already cached for the same other parameters when there is one. A bank larger than the
- * machine's memory is refused with VOREL_STATUS_OUT_OF_MEMORY before it is built. */
+ * gets a cache entry of its own (NaNs sort after every number and apart by bit pattern), so
+ * a call always gets the bank of its own parameters, whatever was called before.
+ * Memory: a new parameter set keeps mel_n * freq_n floats (plus 24 bytes a row) cached for
+ * the life of the process, and builds with 2 * freq_n + 3 * mel_n floats of scratch. A bank
+ * larger than the machine's memory is refused with VOREL_STATUS_OUT_OF_MEMORY before it is
+ * built. */
 VOREL_AUDIO_API int vorelAudioGetFBMatrix(float* dst, int freq_n, float f_min, float f_max,
                                           int mel_n, int sample_rate, int mel_norm,
                                           int mel_formula);
@@ -169,7 +180,8 @@ VOREL_AUDIO_API int vorelAudioGetMelSpectrogram(float* dst, const float* src, in
  * mel_fb: mel_n * freq_n floats, dst: mel_n * frame_n floats with
  * dst[m * frame_n + t] = sum over k ascending of src[k * frame_n + t] * mel_fb[m * freq_n + k],
  * summed in float from +0.0. Requires freq_n > mel_n >= 1 and frame_n >= 1 (checked last).
- * dst must not overlap src or mel_fb. */
+ * dst must not overlap src or mel_fb. Memory: two indices per band (16 bytes), the span of
+ * bins each band covers. */
 VOREL_AUDIO_API int vorelAudioConvertToMel(float* dst, const float* src, const float* mel_fb,
                                            int freq_n, int frame_n, int mel_n);
 
@@ -182,7 +194,8 @@ VOREL_AUDIO_API int vorelAudioConvertToMel(float* dst, const float* src, const f
  * zi: null or zi_n floats. When it holds at least L - 1 values, its first L - 1 are the start
  * state and receive the final state (stored as float after every sample), so a stream can be
  * filtered block by block; otherwise the filter starts from zeros and zi is left alone. With
- * L = 1 (a pure gain) zi is never touched. d_coef[0] = 0 gives non-finite output, status 0. */
+ * L = 1 (a pure gain) zi is never touched. d_coef[0] = 0 gives non-finite output, status 0.
+ * Memory: 3 * L doubles (the normalised coefficients and the state). */
 VOREL_AUDIO_API int vorelAudioLinerFilter(float* dst, const float* src, const float* n_coef,
                                           const float* d_coef, float* zi, int dst_n, int src_n,
                                           int n_coef_n, int d_coef_n, int zi_n);
@@ -190,7 +203,7 @@ VOREL_AUDIO_API int vorelAudioLinerFilter(float* dst, const float* src, const fl
 /* Settled state of the linear filter for a constant input of 1 (scale it by the first
  * sample and pass it as zi). dst: dst_n floats; the first min(dst_n, L - 1) hold the state,
  * the rest are zero (all zero for L = 1). A denominator summing to zero gives non-finite
- * values, status 0. */
+ * values, status 0. Memory: the normalised coefficients, 2 * L doubles. */
 VOREL_AUDIO_API int vorelAudioGetLinerFilterZiCoef(float* dst, const float* n_coef,
                                                    const float* d_coef, int dst_n, int n_coef_n,
                                                    int d_coef_n);
@@ -205,7 +218,8 @@ VOREL_AUDIO_API int vorelAudioGetLinerFilterZiCoef(float* dst, const float* n_co
  * (period 2 * src_n - 2; a single sample repeats), so src is never read outside its bounds.
  * With an extension, src_n + 2 * pad_len above INT_MAX returns VOREL_STATUS_UNKNOWN_ERROR
  * before any work.
- * dst may be src. */
+ * dst may be src. Memory: the forward pass kept in double, src_n + pad_len doubles (twice
+ * the size of src and more), plus 4 * L doubles of coefficients and state. */
 VOREL_AUDIO_API int vorelAudioFilterFilter(float* dst, const float* src, const float* n_coef,
                                            const float* d_coef, int dst_n, int src_n,
                                            int n_coef_n, int d_coef_n, int pad_type, int pad_len);
@@ -230,10 +244,12 @@ VOREL_AUDIO_API int vorelAudioGetResampleLen(int* dst_sample_n, int dst_sample_r
  * Memory: the first call for a reduced pair builds and keeps its filter, up x 65 doubles plus
  * 2 x up ints (528 x up bytes; 25 MB for up = 48000), never released. A pair whose filter would
  * exceed 2 GiB (up above 4067203) returns VOREL_STATUS_OUT_OF_MEMORY at once, without
- * allocating and with dst untouched; other pairs keep working. Each call also allocates up
- * to src_n + 64 floats (src_n more when dst overlaps src and the signal is long enough for
- * the lane blocks) and, for ratios down / up up to 16, a block buffer below
- * 128 x (down + 2120) bytes. */
+ * allocating and with dst untouched; other pairs keep working. Each call also allocates a
+ * padded window of the input the outputs reach, at most src_n + 64 floats and no more than
+ * about dst_n * down / up + 65 (a short output of a huge input stays small), src_n floats
+ * more when dst overlaps src and the signal is long enough for the lane blocks, and, for
+ * ratios down / up up to 16, a block buffer below 128 x (down + 2120) bytes. Counts up to
+ * INT_MAX are formed in 64 bits. */
 VOREL_AUDIO_API int vorelAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n,
                                        int src_sample_rate, int src_n);
 
@@ -246,7 +262,8 @@ VOREL_AUDIO_API int vorelAudioComplexNorm(float* dst, const float* src, int src_
 /* Magnitude (raised to power) and phase of a complex spectrogram of freq_n rows of frame_n
  * cells. dst_mag: freq_n * frame_n floats; dst_phase: freq_n * frame_n floats (angle,
  * atan2f(im, re)) or 2 * freq_n * frame_n floats (complex phasor: cos, sin of the angle).
- * Unlike vorelAudioComplexNorm, power 0 is accepted and gives magnitudes of 1. */
+ * Unlike vorelAudioComplexNorm, power 0 is accepted and gives magnitudes of 1.
+ * Memory: one row of scratch, up to 5 * frame_n floats. */
 VOREL_AUDIO_API int vorelAudioMagPhase(float* dst_mag, float* dst_phase, const float* src,
                                        int freq_n, int frame_n, float power, int phase_form);
 
@@ -278,7 +295,14 @@ VOREL_AUDIO_API int vorelAudioLog1p(float* dst, const float* src, int src_n);
  * and last frame above the threshold, the range runs from f * hop_n to (l + 1) * hop_n,
  * clipped to sample_n. A signal shorter than win_n has no frames. hop_n = 0 also gives no
  * frames: the call returns VOREL_STATUS_SUCCESS at once with -1 and 0, allocating nothing.
- * thr_db = 0 always gives -1 and 0. */
+ * thr_db = 0 always gives -1 and 0.
+ * Cost: no level is stored. One pass measures every frame to find the loudest, a second
+ * measures again only the frames before the first and after the last loud one (all of them
+ * at most), so the work is at most 2 x frames x win_n sample reads, and the memory one frame,
+ * win_n floats. Every frame sums its own samples in order (a running sum would change the
+ * result), so a call with frames x win_n above 2^30 (about a second per pass) returns
+ * VOREL_STATUS_OUT_OF_MEMORY at once, before src is read: 2^31 one-sample frames, or frames
+ * of 2048 every 512 samples over more than 2^28 samples. */
 VOREL_AUDIO_API int vorelAudioGetNonSilentPos(int* start_pos, int* nonsilent_len, const float* src,
                                               int sample_n, int win_n, int hop_n, float thr_db);
 

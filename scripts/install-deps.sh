@@ -4,7 +4,8 @@ set -euo pipefail
 packages=(g++ cmake make binutils libgtest-dev libgmock-dev libbenchmark-dev
           python3 python3-numpy python3-pytest python3-scipy python3-torch python3-torchaudio
           python3-soundfile python3-matplotlib
-          python3-dask python3-distributed python3-tqdm espeak-ng pkg-config)
+          python3-dask python3-distributed python3-tqdm espeak-ng pkg-config
+          clang libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

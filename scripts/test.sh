@@ -16,3 +16,8 @@ if compgen -G "tests/python/test_*.py" >/dev/null; then
   VOREL_AUDIO_LIBRARY="$PWD/build/release/libvorel_audio.so" PYTHONPATH="$PWD/python" \
     /usr/bin/python3 -m pytest -q tests/python
 fi
+
+# The fuzz target, for a bounded time, where clang and its fuzzer runtime are installed.
+if command -v clang++ >/dev/null && compgen -G "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" >/dev/null; then
+  scripts/fuzz.sh 45
+fi

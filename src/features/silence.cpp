@@ -1,9 +1,13 @@
 // Non-silent range of a signal: frame powers in double, judged against the loudest frame.
+// The powers are not stored: a first pass finds the loudest frame, a second recomputes (to
+// the same bits) only the frames needed to find the first and the last one above threshold.
 #include "features/silence.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdint>
+#include <new>
 #include <vector>
 
 #include "errors/checks.h"
@@ -17,23 +21,68 @@ constexpr double frame_power_floor = 1e-10;
 
 inline double ten_log10(double power) { return std::log10(power) * 10.0; }
 
-// Mean square of one frame, accumulated in double in sample order. std::max keeps a NaN mean,
-// so a NaN frame is never the peak and never passes the threshold.
-double frame_power(const std::vector<float>& segment) {
-    double acc = 0.0;
-    for (float s : segment) {
-        const double x = s;
-        acc = acc + x * x;
-    }
-    const double mean = acc / static_cast<double>(segment.size());
-    return std::max(mean, frame_power_floor);
-}
+// The frames of one call. Frame t is centred on the 32-bit wrapped sum of t hops (the wrap,
+// reachable only through the rounding of a float frame count near 2^31 samples, is made
+// explicit rather than left undefined); frames wholly inside the signal are read in place,
+// the others are cut with reflect padding into `segment`.
+class Frames {
+public:
+    Frames(const float* src, int sample_n, int win_n, int hop_n)
+        : src_(src), sample_n_(sample_n), win_n_(win_n), hop_n_(hop_n),
+          pow2_win_((win_n & (win_n - 1)) == 0), inv_win_(1.0 / static_cast<double>(win_n)),
+          segment_(static_cast<std::size_t>(win_n)) {}
 
-// Frame starts advance by a 32-bit sum; the wrap (reachable only through the rounding of a
-// float frame count near 2^31 samples) is made explicit rather than left undefined.
-inline int advance(int position, int hop_n) {
-    return static_cast<int>(static_cast<uint32_t>(position) + static_cast<uint32_t>(hop_n));
-}
+    int position(int t) const {
+        return static_cast<int>(static_cast<std::uint32_t>(t) * static_cast<std::uint32_t>(hop_n_));
+    }
+
+    // Mean square, accumulated in double in sample order, floored at 1e-10. std::max keeps a
+    // NaN mean, so a NaN frame is never the peak and never passes the threshold.
+    double power(int t) {
+        const int at = position(t);
+        const std::int64_t first = static_cast<std::int64_t>(at) - win_n_ / 2;
+        if (first >= 0 && first + win_n_ <= sample_n_) return mean_square(src_ + first);
+        extract_segment_sample_center_reflect(segment_, src_, sample_n_, at, win_n_ / 2);
+        return mean_square(segment_.data());
+    }
+
+    // Frame t lies wholly inside the signal (and its position did not wrap) for t in
+    // [inside_begin, inside_end): there power(t) reads src in place, with no test per frame.
+    int inside_begin() const {
+        if (hop_n_ == 0) return 0;
+        const std::int64_t half = win_n_ / 2, hop = hop_n_;
+        return static_cast<int>(std::min<std::int64_t>((half + hop - 1) / hop, INT32_MAX));
+    }
+    int inside_end(int frames) const {
+        if (hop_n_ == 0) return frames;
+        const std::int64_t last_start = static_cast<std::int64_t>(sample_n_) - win_n_ + win_n_ / 2;  // no wrap below
+        if (last_start < 0) return 0;
+        return static_cast<int>(std::min<std::int64_t>(last_start / hop_n_ + 1, frames));
+    }
+    // power(t) for a frame known to lie inside, in a loop the compiler keeps tight.
+    double power_inside(int t) const {
+        return mean_square(src_ + (static_cast<std::int64_t>(t) * hop_n_ - win_n_ / 2));
+    }
+
+private:
+    double mean_square(const float* x) const {
+        double acc = 0.0;
+        for (int i = 0; i < win_n_; ++i) {
+            const double s = x[i];
+            acc = acc + s * s;
+        }
+        // Dividing by a power of two and multiplying by its reciprocal round the same exact
+        // quotient, so the product gives the same bits, without the cost of a division.
+        const double mean = pow2_win_ ? acc * inv_win_ : acc / static_cast<double>(win_n_);
+        return std::max(mean, frame_power_floor);
+    }
+
+    const float* src_;
+    int sample_n_, win_n_, hop_n_;
+    bool pow2_win_;
+    double inv_win_;
+    std::vector<float> segment_;
+};
 
 }  // namespace
 
@@ -47,37 +96,68 @@ void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, 
         *nonsilent_len = 0;
         return;
     }
-    const int half = win_n / 2;
-    std::vector<float> segment(static_cast<std::size_t>(win_n));
-    std::vector<double> power(static_cast<std::size_t>(frames));
+    // Every frame sums its own win_n samples in order (a running sum would change the bits),
+    // so the work is frames x win_n; beyond the bound the call is refused before any read.
+    if (static_cast<std::uint64_t>(frames) * static_cast<std::uint64_t>(win_n) > nonsilent_max_reads)
+        throw std::bad_alloc();
+    Frames f(src, sample_n, win_n, hop_n);
 
     // Every frame is measured before any is judged: the reference is the loudest of all.
     double peak = frame_power_floor;
-    int position = 0;
-    for (int t = 0; t < frames; ++t) {
-        extract_segment_sample_center_reflect(segment, src, sample_n, position, half);
-        position = advance(position, hop_n);
-        const double p = frame_power(segment);
-        power[t] = p;
-        if (peak < p) peak = p;
-    }
+    int first_peak = -1, last_peak = -1;
+    const auto measure = [&](int t, double p) {
+        if (peak < p) {
+            peak = p;
+            first_peak = last_peak = t;
+        } else if (p == peak) {
+            if (first_peak < 0) first_peak = t;
+            last_peak = t;
+        }
+    };
+    const int inside_begin = std::min(f.inside_begin(), frames);
+    const int inside_end = std::max(f.inside_end(frames), inside_begin);
+    for (int t = 0; t < inside_begin; ++t) measure(t, f.power(t));
+    for (int t = inside_begin; t < inside_end; ++t) measure(t, f.power_inside(t));
+    for (int t = inside_end; t < frames; ++t) measure(t, f.power(t));
     const double ref = ten_log10(peak);
     const double threshold = static_cast<double>(-thr_db);
+    // The decision is level > threshold with level = 10 log10(p) - ref in double. Far from the
+    // power where the level crosses the threshold it cannot go wrong: log10 is within a few
+    // units in the last place, so level lies within 1e-11 dB of its true value, while a power
+    // 1e-6 above (below) the crossing lies 4.3e-6 dB above (below) the threshold. Only powers
+    // inside that band, and NaN, take the exact test. The crossing is computed for finite
+    // thresholds and peaks only; where it underflows the true crossing lies far below the
+    // power floor, which every p reaches, so the test by power still decides the same way.
+    const bool by_power = std::isfinite(ref) && !std::isnan(threshold);
+    const double crossing = by_power ? peak * std::pow(10.0, threshold / 10.0) : 0.0;
+    const double above = crossing * (1.0 + 1e-6), below = crossing * (1.0 - 1e-6);
+    const auto loud = [&](int t) {
+        const double p = f.power(t);
+        if (by_power && p > above) return true;
+        if (by_power && p < below) return false;
+        return ten_log10(p) - ref > threshold;
+    };
 
+    // A frame at the peak has level exactly 0 (the same bits minus themselves) when ref is
+    // finite, so with 0 above the threshold the scans stop there at the latest. Otherwise
+    // (thr_db 0 or NaN, an infinite peak, only NaN frames) the forward scan may cover every
+    // frame, and the backward one runs only when it found one.
+    const bool peak_loud = first_peak >= 0 && std::isfinite(ref) && 0.0 > threshold;
+    const int forward_end = peak_loud ? first_peak + 1 : frames;
     int first = -1;
-    int last = -1;
-    for (int t = 0; t < frames; ++t) {
-        const double level = ten_log10(power[t]) - ref;
-        if (level > threshold) {
-            if (first < 0) first = t;
-            last = t;
-        }
-    }
+    for (int t = 0; t < forward_end && first < 0; ++t)
+        if (loud(t)) first = t;
     if (first < 0) {
         *start_pos = -1;
         *nonsilent_len = 0;
         return;
     }
+    int last = peak_loud ? last_peak : first;
+    for (int t = frames - 1; t > last; --t)
+        if (loud(t)) {
+            last = t;
+            break;
+        }
     // The products are exact in 64 bits; the end is clipped before narrowing, and the start
     // narrows like the 32-bit product it stands for.
     const int64_t start = static_cast<int64_t>(first) * hop_n;

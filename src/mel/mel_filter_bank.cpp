@@ -51,6 +51,16 @@ int order(T a, T b) {
     return 0;
 }
 
+// Numbers keep plain less-than (so +0.0 and -0.0 tie). A NaN sorts after every number, and
+// NaNs among themselves by bit pattern: each NaN limit gets a key of its own that no other
+// call can share, and the order stays a strict weak ordering, which the map relies on.
+int order(float a, float b) {
+    const bool a_nan = std::isnan(a), b_nan = std::isnan(b);
+    if (!a_nan && !b_nan) return order<float>(a, b);
+    if (a_nan != b_nan) return a_nan ? 1 : -1;
+    return order(std::bit_cast<std::uint32_t>(a), std::bit_cast<std::uint32_t>(b));
+}
+
 }  // namespace
 
 float hz_to_mel_slaney(float f) {
@@ -118,8 +128,7 @@ void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, 
 
 bool MelFilterBankParam::operator<(const MelFilterBankParam& b) const {
     const MelFilterBankParam& a = *this;
-    // Field by field, each compared with plain less-than both ways: a field that is neither
-    // less nor greater (equal, or a NaN) passes the decision on.
+    // Field by field: a field that is neither less nor greater passes the decision on.
     for (const int side : {order(a.freq_n, b.freq_n), order(a.f_min, b.f_min),
                            order(a.f_max, b.f_max), order(a.mel_n, b.mel_n),
                            order(a.sample_rate, b.sample_rate), order(a.mel_norm, b.mel_norm),

@@ -23,8 +23,9 @@ using MelMatrix = std::vector<std::vector<float>>;
 void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int mel_n,
                       int sample_rate, int mel_norm, bool mel_formula);
 
-// Cache key. Ordered field by field; floats by plain less-than, so +0.0 and -0.0 share a key
-// and a NaN field defers to the following fields.
+// Cache key. Ordered field by field; numbers by plain less-than, so +0.0 and -0.0 share a key.
+// A NaN limit sorts after every number and NaNs by bit pattern, so a NaN key never matches
+// another call's key and the order stays strict weak with NaN keys in the map.
 struct MelFilterBankParam {
     int freq_n;
     float f_min;

@@ -191,9 +191,17 @@ void resample_with(ResampleLaneKernel kernel, float* dst, const float* src, int 
         s.x = own.data();
     }
     LaneScratch scratch(plan, s);
-    // The plain walk finishes from where the blocks stop, on its own padded window.
+    // The plain walk finishes from where the blocks stop, on its own padded window: no longer
+    // than the rest of the padded input, nor than the outputs still wanted can reach (a cycle
+    // of up outputs advances down elements, and the last output reads 65 from its start).
     const std::int64_t first = plan.block_n * lane_n * plan.span_down;
-    std::vector<float> window(static_cast<std::size_t>(src_n + 2 * resample_half_tap_n - first));
+    const std::int64_t rest_n = std::max<std::int64_t>(limit - plan.block_n * lane_n * plan.span, 0);
+    const std::int64_t up = static_cast<std::int64_t>(f.kiro.size());
+    std::int64_t down = 0;
+    for (int d : f.diff) down += d;
+    const std::int64_t reach = (rest_n + up - 1) / up * down + resample_tap_n;
+    const std::int64_t padded_n = static_cast<std::int64_t>(src_n) + 2 * resample_half_tap_n;
+    std::vector<float> window(static_cast<std::size_t>(std::min(padded_n - first, reach)));
     copy_padded(s, first, static_cast<std::int64_t>(window.size()), window.data());
 
     Walk w;

@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <cmath>
+#include <random>
 #include <vector>
 
 #include "errors/exceptions.h"
@@ -23,7 +24,70 @@ Range nonsilent(const std::vector<float>& src, int win_n, int hop_n, float thr_d
     return r;
 }
 
+// The range by the book: every frame power stored, then judged, reflect padding folded by
+// index arithmetic of its own.
+Range stored_powers(const std::vector<float>& src, int win_n, int hop_n, float thr_db) {
+    const long n = static_cast<long>(src.size());
+    const long frames = hop_n == 0 || n < win_n ? 0 : static_cast<long>(std::floor(float(n) / float(hop_n) + 1.0f));
+    std::vector<double> power;
+    double peak = 1e-10;
+    for (long t = 0; t < frames; ++t) {
+        double acc = 0.0;
+        for (long i = 0; i < win_n; ++i) {
+            long q = t * hop_n - win_n / 2 + i;
+            while (q < 0 || q >= n) q = n == 1 ? 0 : q < 0 ? -q : 2 * (n - 1) - q;
+            acc = acc + double(src[q]) * double(src[q]);
+        }
+        power.push_back(std::max(acc / win_n, 1e-10));
+        if (peak < power.back()) peak = power.back();
+    }
+    long first = -1, last = -1;
+    for (long t = 0; t < frames; ++t) {
+        if (!(std::log10(power[t]) * 10.0 - std::log10(peak) * 10.0 > double(-thr_db))) continue;
+        if (first < 0) first = t;
+        last = t;
+    }
+    if (first < 0) return {-1, 0};
+    return {int(first * hop_n), int(std::min<long>((last + 1) * hop_n, n) - first * hop_n)};
+}
+
 }  // namespace
+
+// Levels are not stored: the loudest frame is found first, then only the frames before the
+// first and after the last loud one are measured again. Same ranges as storing every power,
+// with the loud frames anywhere, several frames at the peak, all frames floored, NaN and
+// infinite samples, and thresholds at 0, at a frame's exact level, huge and NaN.
+TEST(NonSilent, SameRangesAsStoringEveryPower) {
+    std::mt19937 rng(17);
+    std::uniform_real_distribution<float> u(-1.0f, 1.0f);
+    struct Signal {
+        int n;
+        std::vector<std::pair<int, float>> bursts;  // start of 64 loud samples, amplitude
+    };
+    const Signal signals[] = {{1000, {}},
+                              {1000, {{0, 1.0f}}},
+                              {1000, {{936, 1.0f}}},
+                              {3000, {{100, 0.5f}, {2000, 0.5f}}},
+                              {3000, {{100, 1e-3f}, {1500, 1.0f}, {2900, 1e-2f}}},
+                              {3000, {{700, NAN}, {1800, 1.0f}}},
+                              {3000, {{700, INFINITY}, {1800, 1.0f}}},
+                              {777, {{300, 1e-6f}}}};
+    for (const Signal& sig : signals) {
+        std::vector<float> src(sig.n);
+        for (float& x : src) x = 1e-4f * u(rng);
+        for (auto [at, amp] : sig.bursts)
+            for (int i = at; i < std::min(at + 64, sig.n); ++i) src[i] = amp * (std::isfinite(amp) ? u(rng) : 1.0f);
+        for (int win : {1, 7, 64, 256})
+            for (int hop : {1, 5, 64, 300, INT_MAX})
+                for (float thr : {0.0f, 3.0f, 20.0f, 60.0f, 1e30f, INFINITY, NAN})
+                    EXPECT_EQ(nonsilent(src, win, hop, thr), stored_powers(src, win, hop, thr))
+                        << sig.n << " samples, win " << win << " hop " << hop << " thr " << thr;
+    }
+    // Two frames at the same peak, the rest floored: both ends sit on peak frames.
+    std::vector<float> twin(400, 0.0f);
+    twin[100] = twin[300] = 1.0f;
+    for (float thr : {0.0f, 1.0f, 200.0f}) EXPECT_EQ(nonsilent(twin, 4, 4, thr), stored_powers(twin, 4, 4, thr));
+}
 
 TEST(NonSilent, WorkedRanges) {
     std::vector<float> click(8, 0.0f), nan_frames(100, 0.0f), tone(16000, 0.0f);

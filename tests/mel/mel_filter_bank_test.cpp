@@ -55,7 +55,7 @@ TEST(FilterBank, WorkedCaseAndBanksWithoutBins) {
     EXPECT_TRUE(std::signbit(slaney[0]) && std::signbit(htk[0]));
     // Bins 500 Hz apart, bands a few Hz wide: no bin falls inside a triangle.
     for (float w : get_bank(17, 4000.0f, 4020.0f, 3, 16000, 1, 0)) EXPECT_EQ(w, 0.0f);
-    // A NaN limit gives NaN throughout (shapes of their own: a NaN key matches any limit).
+    // A NaN limit gives NaN throughout.
     for (int htk_formula : {0, 1})
         for (float w : get_bank(23, kNaN, 5000.0f, 3, 12345, 0, htk_formula)) EXPECT_TRUE(std::isnan(w));
 }
@@ -75,12 +75,29 @@ TEST(FilterBankCache, KeysOrderFieldByFieldAndEntriesAreSharedAcrossThreads) {
     const MelFilterBankParam later_rate{100, 10.0f, 20.0f, 5, 16001, -5, false};
     const MelFilterBankParam negative_norm{100, 10.0f, 20.0f, 5, 16000, -1, false};  // ints compare signed
     const MelFilterBankParam htk{100, 10.0f, 20.0f, 5, 16000, 0, true};  // the bool last, false first
-    const MelFilterBankParam nan_more{100, 10.0f, kNaN, 6, 16000, 0, false};  // NaN defers to the next field
+    const MelFilterBankParam nan_more{100, 10.0f, kNaN, 4, 16000, 0, false};  // a NaN sorts after every number
     const MelFilterBankParam neg_zero{100, -0.0f, 20.0f, 5, 16000, 0, false}, zero{100, 0.0f, 20.0f, 5, 16000, 0, false};
     EXPECT_TRUE(lower_freq < base && !(base < lower_freq));
     EXPECT_TRUE(base < later_rate && negative_norm < base && base < htk && !(htk < base));
     EXPECT_TRUE(base < nan_more && !(nan_more < base) && !(base < base));
     EXPECT_TRUE(!(zero < neg_zero) && !(neg_zero < zero));
+
+    // The key order is a strict weak ordering over NaNs of either sign and payload, signed zeros
+    // and infinities: irreflexive, and "neither less" is transitive (an equivalence).
+    const float limits[] = {kNaN, -kNaN, std::bit_cast<float>(0x7fc00001u), 0.0f, -0.0f, 1.0f, INFINITY, 20.0f};
+    std::vector<MelFilterBankParam> keys;
+    for (float lo : limits)
+        for (float hi : {kNaN, 20.0f, -kNaN})
+            for (int mel_n : {4, 5}) keys.push_back({100, lo, hi, mel_n, 16000, 0, false});
+    const auto tie = [](const MelFilterBankParam& x, const MelFilterBankParam& y) { return !(x < y) && !(y < x); };
+    for (const MelFilterBankParam& x : keys) {
+        EXPECT_FALSE(x < x);
+        for (const MelFilterBankParam& y : keys)
+            for (const MelFilterBankParam& z : keys) {
+                EXPECT_TRUE(!(x < y && y < z) || x < z);
+                EXPECT_TRUE(!(tie(x, y) && tie(y, z)) || tie(x, z));
+            }
+    }
 
     std::vector<const MelMatrix*> seen(6);
     std::vector<std::thread> threads;
@@ -89,6 +106,45 @@ TEST(FilterBankCache, KeysOrderFieldByFieldAndEntriesAreSharedAcrossThreads) {
     for (std::thread& th : threads) th.join();
     for (std::size_t i = 2; i < seen.size(); ++i) EXPECT_EQ(seen[i], seen[i % 2]);
     EXPECT_NE(seen[0], seen[1]);
+}
+
+// A NaN limit first, the valid shape after: the valid call gets the bank its own parameters
+// build, and the NaN call the NaN bank of its own, in the exported call, through the mel
+// spectrogram and in any order.
+TEST(FilterBankCache, NanLimitsNeverReachAnotherCallsBank) {
+    struct Shape {
+        int freq_n;
+        float f_min, f_max;
+        int mel_n, rate, norm, formula;
+    };
+    const Shape shapes[] = {{201, kNaN, 4000, 40, 16000, 0, 0}, {201, 100, 4000, 40, 16000, 0, 0},
+                            {129, 0, kNaN, 20, 8000, 1, 1},     {129, 0, 3000, 20, 8000, 1, 1},
+                            {129, 0, -kNaN, 20, 8000, 1, 1},    {129, 0, 3500, 20, 8000, 1, 1},
+                            {65, kNaN, kNaN, 10, 22050, 1, 0},  {65, 10, 900, 10, 22050, 1, 0}};
+    const auto built = [](const Shape& s) {
+        MelMatrix fb(s.mel_n, std::vector<float>(s.freq_n, 0.0f));
+        create_fb_matrix(fb, s.freq_n, s.f_min, s.f_max, s.mel_n, s.rate, s.norm, s.formula != 0);
+        std::vector<std::uint32_t> flat;
+        for (const std::vector<float>& row : fb)
+            for (float w : row) flat.push_back(bits(w));
+        return flat;
+    };
+    const auto got = [](const Shape& s) {
+        std::vector<std::uint32_t> flat;
+        for (float w : get_bank(s.freq_n, s.f_min, s.f_max, s.mel_n, s.rate, s.norm, s.formula)) flat.push_back(bits(w));
+        return flat;
+    };
+    for (const Shape& s : shapes) EXPECT_EQ(got(s), built(s)) << s.freq_n << ' ' << s.f_min << ' ' << s.f_max;
+    for (auto s = std::rbegin(shapes); s != std::rend(shapes); ++s) EXPECT_EQ(got(*s), built(*s));
+
+    // The mel spectrogram reads the same cache: a NaN f_min there, then the valid bank.
+    std::vector<float> signal(1024), out(16 * 40);
+    for (std::size_t i = 0; i < signal.size(); ++i) signal[i] = std::sin(0.05f * static_cast<float>(i));
+    for (float f_min : {kNaN, 300.0f})
+        ASSERT_EQ(vorelAudioGetMelSpectrogram(out.data(), signal.data(), 1024, 16000, 256, 128, 256, 1, 16, 1, 2.0f, 0,
+                                              f_min, 4000.0f, 16, 0, 0),
+                  0);
+    EXPECT_EQ(got({129, 300, 4000, 16, 16000, 0, 0}), built({129, 300, 4000, 16, 16000, 0, 0}));
 }
 
 TEST(FilterBankCall, ChecksRefuseInOrderAndLeaveOutputAlone) {
