@@ -12,7 +12,7 @@ namespace vorel::audio {
 static_assert(kFrameLanes == 8, "frames are loaded as two groups of four");
 
 SpectrumLanes::SpectrumLanes(int fft_n, const std::vector<float>& fft_table, const std::vector<float>& window,
-                             int norm_type, LaneKernel kernel)
+                             int norm_type, simd::Isa kernel)
     : n_(static_cast<std::size_t>(fft_n)),
       fft_table_(fft_table),
       norm_type_(norm_type),

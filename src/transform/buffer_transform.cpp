@@ -8,7 +8,7 @@
 
 #include "common/memory_budget.h"
 #include "transform/fft.h"
-#include "transform/fft_kernels.h"
+#include "transform/pow2_kernels.h"
 #include "transform/fft_table.h"
 
 namespace vorel::audio {

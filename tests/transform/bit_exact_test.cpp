@@ -12,14 +12,14 @@
 
 #include "reference.h"
 #include "transform/fft.h"
-#include "transform/fft_kernels.h"
+#include "transform/bit_reverse.h"
 #include "transform/fft_table.h"
-#include "transform/pow2_kernels.h"
+#include "simd/isa.h"
 #include "vorel_audio.h"
 
 using namespace transform_test;
 using vorel::audio::FftTable;
-using vorel::audio::Pow2Kernel;
+using vorel::audio::simd::Isa;
 
 namespace {
 
@@ -81,16 +81,16 @@ std::vector<std::vector<float>> kernel_inputs(int n) {
 
 }  // namespace
 
-class KernelBits : public testing::TestWithParam<Pow2Kernel> {};
+class KernelBits : public testing::TestWithParam<Isa> {};
 
 TEST_P(KernelBits, MatchesThePlainColumnsForEveryPowerOfTwoBothWays) {
-    if (!vorel::audio::pow2_kernel_runs_here(GetParam())) GTEST_SKIP() << "this CPU lacks the instruction set";
+    if (!vorel::audio::simd::isa_supported(GetParam())) GTEST_SKIP() << "this CPU lacks the instruction set";
     for (bool inv : {false, true})
         for (int n = 1; n <= 65536; n *= 2) {
             const std::vector<float>& table = inv ? FftTable::instance().ref_inv_table(n) : FftTable::instance().ref_table(n);
             for (const std::vector<float>& x : kernel_inputs(n)) {
                 std::vector<float> plain = x, fast = x;
-                vorel::audio::pow2_transform(plain.data(), n, table, inv, Pow2Kernel::plain);
+                vorel::audio::pow2_transform(plain.data(), n, table, inv, Isa::scalar);
                 vorel::audio::pow2_transform(fast.data(), n, table, inv, GetParam());
                 // NaN payloads are not compared: which of two NaN operands survives an add
                 // depends on the operand order the compiler picks for each build.
@@ -99,15 +99,15 @@ TEST_P(KernelBits, MatchesThePlainColumnsForEveryPowerOfTwoBothWays) {
         }
 }
 
-INSTANTIATE_TEST_SUITE_P(Builds, KernelBits, testing::Values(Pow2Kernel::sse2, Pow2Kernel::avx2, Pow2Kernel::avx512));
+INSTANTIATE_TEST_SUITE_P(Builds, KernelBits, testing::Values(Isa::sse2, Isa::avx2, Isa::avx512));
 
 TEST(TransformBits, ExportsGiveThePlainBitsAlsoInPlace) {
     for (int n = 1; n <= 65536; n *= 2) {
         const std::vector<float> x = random_floats(2 * n, 1100 + n);
         std::vector<float> forward(2 * n), inverse = x;
         for (int k = 0; k < n; ++k) forward[2 * k] = x[k];
-        vorel::audio::pow2_transform(forward.data(), n, FftTable::instance().ref_table(n), false, Pow2Kernel::plain);
-        vorel::audio::pow2_transform(inverse.data(), n, FftTable::instance().ref_inv_table(n), true, Pow2Kernel::plain);
+        vorel::audio::pow2_transform(forward.data(), n, FftTable::instance().ref_table(n), false, Isa::scalar);
+        vorel::audio::pow2_transform(inverse.data(), n, FftTable::instance().ref_inv_table(n), true, Isa::scalar);
         std::vector<float> dst(2 * n), shared = x;
         ASSERT_EQ(vorelAudioFFT(dst.data(), x.data(), n), VOREL_STATUS_SUCCESS);
         ASSERT_EQ(vorelAudioFFT(shared.data(), shared.data(), n), VOREL_STATUS_SUCCESS);

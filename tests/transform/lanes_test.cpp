@@ -19,7 +19,7 @@ namespace {
 
 // Eight complex frames through fft_lanes, each lane against fft / ifft of its frame. Any NaN
 // matches any NaN: which payload survives an operation on two is the compiler's choice.
-void expect_lanes_match_frames(std::size_t n, bool inverse, LaneKernel kernel, const std::vector<float>& frames) {
+void expect_lanes_match_frames(std::size_t n, bool inverse, simd::Isa kernel, const std::vector<float>& frames) {
     const int len = static_cast<int>(n);
     const std::vector<float>& table = inverse ? FftTable::instance().ref_inv_table(len) : FftTable::instance().ref_table(len);
     const LanePlan plan = make_lane_plan(n);
@@ -41,11 +41,7 @@ void expect_lanes_match_frames(std::size_t n, bool inverse, LaneKernel kernel, c
     }
 }
 
-std::vector<LaneKernel> kernels() {
-    std::vector<LaneKernel> k{LaneKernel::sse2};
-    if (__builtin_cpu_supports("avx2")) k.push_back(LaneKernel::avx2);
-    return k;
-}
+std::vector<simd::Isa> kernels() { return simd::supported_isas(); }
 
 }  // namespace
 
@@ -53,7 +49,7 @@ TEST(FftLanes, EveryLengthKindMatchesTheFrameTransform) {
     std::vector<std::size_t> lengths;
     for (std::size_t n = 1; n <= 64; ++n) lengths.push_back(n);
     for (std::size_t n : {97, 128, 400, 401, 512, 1000, 1024}) lengths.push_back(n);
-    for (LaneKernel kernel : kernels())
+    for (simd::Isa kernel : kernels())
         for (std::size_t n : lengths)
             for (bool inverse : {false, true})
                 expect_lanes_match_frames(n, inverse, kernel, transform_test::random_floats(2 * kFrameLanes * n, 7));
@@ -66,7 +62,7 @@ TEST(FftLanes, NonFiniteValuesStayInTheirLane) {
         frames[2 * (1 * n + 3)] = inf;       // lane 1: an infinite real part
         frames[2 * (4 * n + 0) + 1] = -inf;  // lane 4: an infinite imaginary part
         frames[2 * (6 * n + n - 1)] = nan;   // lane 6: a NaN at the end
-        for (LaneKernel kernel : kernels())
+        for (simd::Isa kernel : kernels())
             for (bool inverse : {false, true}) expect_lanes_match_frames(n, inverse, kernel, frames);
     }
 }
