@@ -126,6 +126,7 @@ template <class V, std::size_t Q, class Layout>
 VOREL_INLINE void combine_step(const float* in, float* out, const Layout& at, std::size_t n, std::size_t q,
                                std::size_t len, const float* table, std::size_t b0, std::size_t b1) {
     if constexpr (Q > 0) q = Q;
+    if (b0 >= b1) return;
     const std::size_t size = q * len;
     const std::size_t c = n / size;
     const auto next_exponent = [size](std::size_t e, std::size_t x) { return e + x >= size ? e + x - size : e + x; };
