@@ -100,7 +100,7 @@ public:
           norm_type_(norm_type),
           factor_(static_cast<float>(fft_n) * 0.5f),
           kernel_(kernel),
-          plan_(make_lane_plan(fft_n)),
+          plan_(make_frame_lane_plan(fft_n)),
           factors_(window_factors(fft_n, window)),
           data_(kLaneStride * fft_n),
           spare_(kLaneStride * fft_n) {}
@@ -129,7 +129,7 @@ private:
     int norm_type_;
     float factor_;
     simd::Isa kernel_;
-    LanePlan plan_;
+    FrameLanePlan plan_;
     WindowFactors factors_;
     std::vector<float> data_, spare_;
 };

@@ -18,7 +18,7 @@ SpectrumLanes::SpectrumLanes(int fft_n, const std::vector<float>& fft_table, con
       norm_type_(norm_type),
       factor_(norm_type == 2 ? scipy_norm_factor(fft_n) : norm_type == 1 ? torch_norm_factor(window) : 1.0f),
       kernel_(kernel),
-      plan_(make_lane_plan(n_)),
+      plan_(make_frame_lane_plan(n_)),
       factors_(window_factors(n_, window)),
       element_(n_),
       segs_(kFrameLanes, std::vector<float>(n_, 0.0f)),

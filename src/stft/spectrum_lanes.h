@@ -34,7 +34,7 @@ private:
     int norm_type_;
     float factor_;
     simd::Isa kernel_;
-    LanePlan plan_;
+    FrameLanePlan plan_;
     WindowFactors factors_;               // per frame sample
     std::vector<std::uint32_t> element_;  // the lane element that frame sample i starts in
     std::vector<std::vector<float>> segs_;  // frames that need padding, one per lane

@@ -66,7 +66,8 @@ void divide_by_length(float* data, std::size_t n) {
 // ---- Powers of two ----
 
 void pow2_transform(float* d, std::size_t n, const std::vector<float>& table, bool inverse, Isa isa) {
-    if (n >= 16 && isa != Isa::scalar) return pow2_split_transform(d, Pow2Input::interleaved, d, d, n, table, inverse, isa);
+    if (n >= 16 && isa != Isa::scalar)
+        return pow2_split_transform(d, Pow2Input::interleaved, d, d, n, table, inverse, isa);
     if (inverse)
         pow2_stages<true, float>(d, kInterleaved, n, table.data());
     else
@@ -83,13 +84,13 @@ void ifft_pow2(std::vector<float>& data, int n, const std::vector<float>& table)
     pow2_transform(data.data(), static_cast<std::size_t>(n), table, true);
 }
 
-void fft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter,
-                   const std::vector<float>& table, std::size_t table_pos) {
+void fft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter, const std::vector<float>& table,
+                   std::size_t table_pos) {
     radix4_column<false, float>(data.data(), kInterleaved, n, start, size, quarter, table.data() + table_pos);
 }
 
-void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter,
-                    const std::vector<float>& table, std::size_t table_pos) {
+void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter, const std::vector<float>& table,
+                    std::size_t table_pos) {
     radix4_column<true, float>(data.data(), kInterleaved, n, start, size, quarter, table.data() + table_pos);
 }
 
@@ -110,7 +111,8 @@ struct FourBlocks {
     VOREL_INLINE void load(const float* base, std::size_t k, float4& re, float4& im) const {
         const float* p = base + 2 * k;
         const std::size_t step = 2 * block;
-        const float4 lo{p[0], p[1], p[step], p[step + 1]}, hi{p[2 * step], p[2 * step + 1], p[3 * step], p[3 * step + 1]};
+        const float4 lo{p[0], p[1], p[step], p[step + 1]},
+            hi{p[2 * step], p[2 * step + 1], p[3 * step], p[3 * step + 1]};
         re = lanes::shuffle<lanes::kEvery2nd<0>>(lo, hi);
         im = lanes::shuffle<lanes::kEvery2nd<1>>(lo, hi);
     }
@@ -140,9 +142,9 @@ void mixed_radix_build(float* data, float* tmp, std::size_t n, const float* tabl
                            [&](std::size_t to, std::size_t from) { std::memcpy(tmp + 2 * to, data + 2 * from, 8); });
         cur = tmp;
     }
-    float* result = mixed_radix_steps(cur, cur == data ? tmp : data, n, [&](float* in, float* out, std::size_t q, std::size_t len) {
-        combine_blocks<InLanes>(in, out, n, q, len, table);
-    });
+    float* result = mixed_radix_steps(cur, cur == data ? tmp : data, n,
+                                      [&](float* in, float* out, std::size_t q, std::size_t len)
+                                          VOREL_INLINE_LAMBDA { combine_blocks<InLanes>(in, out, n, q, len, table); });
     if (result != data) std::memcpy(data, result, 2 * n * sizeof(float));
 }
 

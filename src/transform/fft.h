@@ -42,10 +42,10 @@ void pow2_transform(float* d, std::size_t n, const std::vector<float>& table, bo
 
 // One column of radix-4 butterflies, i = start, start + size, ... below n, with the 12
 // twiddle floats at table_pos.
-void fft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter,
-                   const std::vector<float>& table, std::size_t table_pos);
-void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter,
-                    const std::vector<float>& table, std::size_t table_pos);
+void fft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter, const std::vector<float>& table,
+                   std::size_t table_pos);
+void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter, const std::vector<float>& table,
+                    std::size_t table_pos);
 
 // (a, b) -> (a + b, a - b) on each pair of neighbouring complex elements.
 void fft_pow2_merge(std::vector<float>& data, int n);

@@ -19,12 +19,12 @@ constexpr std::size_t kLaneStride = 2 * kFrameLanes;
 // The fixed moves of one length. The per-frame path reorders its input (mixed radix) or its
 // output (bit reversal for powers of two); here both moves are folded into the loads and
 // reads, so the kernels only compute.
-struct LanePlan {
+struct FrameLanePlan {
     std::size_t n = 0;
     std::vector<std::uint32_t> in_pos;   // lane element j starts as frame sample in_pos[j]
     std::vector<std::uint32_t> out_pos;  // bin k ends in lane element out_pos[k]
 };
-LanePlan make_lane_plan(std::size_t n);
+FrameLanePlan make_frame_lane_plan(std::size_t n);
 
 // Whether lanes suit frames of n samples: their buffers hold 32 n floats, which is kept to a
 // few megabytes; longer frames go one at a time.
@@ -38,7 +38,7 @@ std::size_t lane_work_bytes(std::size_t n);
 // instruction-set level: scalar runs the plain template lane by lane, sse2 four lanes at a
 // time, avx2 and above all eight at once. `spare` has the size of `data`; the result lies in
 // one of the two, which is returned, its bins read through plan.out_pos.
-float* fft_lanes(float* data, float* spare, const LanePlan& plan, const std::vector<float>& table, bool inverse,
+float* fft_lanes(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table, bool inverse,
                  simd::Isa isa = simd::best_isa());
 
 }  // namespace vorel::audio

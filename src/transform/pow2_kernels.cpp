@@ -30,22 +30,22 @@ VOREL_INLINE void transform_of(const float* src, Pow2Input input, float* d, floa
 
 using SplitFn = void (*)(const float*, Pow2Input, float*, float*, std::size_t, const float*, const float*, bool);
 
-VOREL_TARGET_SSE2 void build_sse2(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+VOREL_TARGET_SSE2 void split_sse2(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
                                   const float* table, const float* cols, bool inverse) {
     transform_of<simd::float4>(src, input, d, to, n, table, cols, inverse);
 }
 
-VOREL_TARGET_AVX2 void build_avx2(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+VOREL_TARGET_AVX2 void split_avx2(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
                                   const float* table, const float* cols, bool inverse) {
     transform_of<simd::float8>(src, input, d, to, n, table, cols, inverse);
 }
 
-VOREL_TARGET_AVX512 void build_avx512(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+VOREL_TARGET_AVX512 void split_avx512(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
                                       const float* table, const float* cols, bool inverse) {
     transform_of<simd::float16>(src, input, d, to, n, table, cols, inverse);
 }
 
-constexpr simd::IsaBuilds<SplitFn> kBuilds{nullptr, build_sse2, build_avx2, build_avx512};
+constexpr simd::IsaBuilds<SplitFn> kBuilds{nullptr, split_sse2, split_avx2, split_avx512};
 
 // Runs work(scratch) with 2 n floats of 64-byte aligned scratch, uninitialised: on the stack
 // up to n = 1024, where an allocation would cost a fair share of the transform, else on the

@@ -315,7 +315,7 @@ VOREL_INLINE void bit_reverse_split(const float* from, float* to, std::size_t n)
     const float length = static_cast<float>(n);
     const int mid_bits = std::countr_zero(n) - 4;
     // The four rows of the block that goes to position `at`.
-    const auto store_block = [&](std::uint32_t at, const float8 (&rows)[4]) {
+    const auto store_block = [&](std::uint32_t at, const float8(&rows)[4]) VOREL_INLINE_LAMBDA {
         for (std::size_t r = 0; r < 4; ++r) store(to + r * row_floats + 8 * at, rows[r]);
     };
     for (std::uint32_t mid = 0; mid < n / 16; ++mid) {

@@ -12,6 +12,10 @@
 #include "simd/vec.h"
 #include "transform/mixed_radix.h"
 
+// A lambda inside a kernel template is compiled with the kernel's build only when it is inlined;
+// out of line it would be compiled for the baseline level. Every such lambda carries this.
+#define VOREL_INLINE_LAMBDA __attribute__((always_inline))
+
 namespace vorel::audio {
 
 // acc += x * w, each part of the product rounded before it is added.
@@ -109,7 +113,7 @@ VOREL_INLINE void radix2_pass(float* d, const Layout& at, std::size_t n) {
 template <bool Inverse, class V, class Layout>
 VOREL_INLINE void pow2_stages(float* d, const Layout& at, std::size_t n, const float* table) {
     if (n >= 4)
-        for_each_radix4_stage(n, [&](std::size_t size, std::size_t step) {
+        for_each_radix4_stage(n, [&](std::size_t size, std::size_t step) VOREL_INLINE_LAMBDA {
             const std::size_t quarter = size / 4;
             for (std::size_t start = 0; start < quarter; ++start)
                 radix4_column<Inverse, V>(d, at, n, start, size, quarter, table + start * step);
@@ -129,7 +133,8 @@ VOREL_INLINE void combine_step(const float* in, float* out, const Layout& at, st
     if (b0 >= b1) return;
     const std::size_t size = q * len;
     const std::size_t c = n / size;
-    const auto next_exponent = [size](std::size_t e, std::size_t x) { return e + x >= size ? e + x - size : e + x; };
+    const auto next_exponent = [size](std::size_t e, std::size_t x)
+                                   VOREL_INLINE_LAMBDA { return e + x >= size ? e + x - size : e + x; };
     constexpr std::size_t kHeld = Q > 0 ? Q : 1;
     for (std::size_t r = 0, x = 0; r < q; ++r) {
         for (std::size_t s = 0; s < len; ++s, ++x) {
@@ -164,12 +169,24 @@ template <class V, class Layout>
 VOREL_INLINE void combine_any(const float* in, float* out, const Layout& at, std::size_t n, std::size_t q,
                               std::size_t len, const float* table, std::size_t b0, std::size_t b1) {
     switch (q) {
-        case 2: combine_step<V, 2>(in, out, at, n, q, len, table, b0, b1); break;
-        case 3: combine_step<V, 3>(in, out, at, n, q, len, table, b0, b1); break;
-        case 4: combine_step<V, 4>(in, out, at, n, q, len, table, b0, b1); break;
-        case 5: combine_step<V, 5>(in, out, at, n, q, len, table, b0, b1); break;
-        case 7: combine_step<V, 7>(in, out, at, n, q, len, table, b0, b1); break;
-        default: combine_step<V, 0>(in, out, at, n, q, len, table, b0, b1); break;
+        case 2:
+            combine_step<V, 2>(in, out, at, n, q, len, table, b0, b1);
+            break;
+        case 3:
+            combine_step<V, 3>(in, out, at, n, q, len, table, b0, b1);
+            break;
+        case 4:
+            combine_step<V, 4>(in, out, at, n, q, len, table, b0, b1);
+            break;
+        case 5:
+            combine_step<V, 5>(in, out, at, n, q, len, table, b0, b1);
+            break;
+        case 7:
+            combine_step<V, 7>(in, out, at, n, q, len, table, b0, b1);
+            break;
+        default:
+            combine_step<V, 0>(in, out, at, n, q, len, table, b0, b1);
+            break;
     }
 }
 

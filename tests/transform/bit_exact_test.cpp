@@ -30,8 +30,8 @@ std::vector<float> library(std::vector<float> data, int n, bool inverse) {
 }  // namespace
 
 TEST(TransformBits, EveryLengthKindFollowsTheStatedOrderToTheBit) {
-    const int lengths[] = {1,  2,  4,  8,   16,  32,  64,  128, 256, 1024, 4096, 3,    5,    6,   7,
-                           9, 12, 15, 30, 45, 100, 210, 243, 400, 1000, 1009, 1155, 3988};
+    const int lengths[] = {1, 2, 4,  8,  16, 32, 64,  128, 256, 1024, 4096, 3,    5,    6,
+                           7, 9, 12, 15, 30, 45, 100, 210, 243, 400,  1000, 1009, 1155, 3988};
     for (bool inv : {false, true})
         for (int n : lengths)
             for (const std::vector<float>& x : telling_inputs(n, 500 + n)) {
@@ -93,7 +93,7 @@ TEST(TransformBits, NamedStepsComposeTheTransform) {
             for (int size = n, step = 12;; size /= 4, step *= 4) {
                 for (int start = 0; start < size / 4; ++start)
                     (inv ? vorel::audio::ifft_pow2_core : vorel::audio::fft_pow2_core)(steps, n, start, size, size / 4,
-                                                                                     table, start * step);
+                                                                                       table, start * step);
                 if (size < 16) break;
             }
             if (std::countr_zero(static_cast<unsigned>(n)) % 2 == 1) vorel::audio::fft_pow2_merge(steps, n);

@@ -69,7 +69,7 @@ TEST_P(TransformIsa, FramesInLanesMatchTheFrameTransform) {
     for (std::size_t n : lengths)
         for (bool inv : {false, true}) {
             const std::vector<float>& table = table_of(n, inv);
-            const LanePlan plan = make_lane_plan(n);
+            const FrameLanePlan plan = make_frame_lane_plan(n);
             const std::vector<std::vector<float>> inputs = telling_inputs(n, 2000 + n);
             std::vector<float> data(kLaneStride * n), spare(kLaneStride * n);
             std::vector<std::vector<float>> frames;

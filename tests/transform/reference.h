@@ -132,7 +132,9 @@ inline std::vector<float> reference_pow2(const std::vector<float>& in, int n, bo
 // splits x into q decimated subsequences whose transforms are combined; without a factor
 // the block is a direct DFT. `stride` is n divided by the current length. ----
 
-inline Cf table_entry(const std::vector<float>& table, long index) { return Cf{table[2 * index], table[2 * index + 1]}; }
+inline Cf table_entry(const std::vector<float>& table, long index) {
+    return Cf{table[2 * index], table[2 * index + 1]};
+}
 
 inline void accumulate(Cf& acc, Cf x, Cf w) {
     const float re = x.re * w.re - x.im * w.im;
