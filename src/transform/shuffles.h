@@ -48,16 +48,16 @@ VOREL_INLINE void transpose4(V& a, V& b, V& c, V& d) {
     d = unpack<kBlock, 2 * Unit, 1>(ab_hi, cd_hi);
 }
 
-// Every second lane of a ++ b from lane Part: the real (0) or imaginary (1) parts of
+// Every second lane of a ++ b from lane Im: the real (0) or imaginary (1) parts of
 // interleaved complex elements.
-template <std::size_t Part>
-constexpr auto kEvery2nd = [](std::size_t i, std::size_t) { return 2 * i + Part; };
+template <std::size_t Im>
+constexpr auto kEvery2nd = [](std::size_t i, std::size_t) { return 2 * i + Im; };
 
 // Groups of four real parts then four imaginary parts (the split layout) in a ++ b: lanes of
-// the real (Part 0) or imaginary (Part 1) parts, and back from re and im (Half 0: the first W
+// the real (Im 0) or imaginary (Im 1) parts, and back from re and im (Half 0: the first W
 // lanes of the split layout, Half 1: the next W).
-template <std::size_t Part>
-constexpr auto kSplitPart = [](std::size_t i, std::size_t) { return 8 * (i / 4) + 4 * Part + i % 4; };
+template <std::size_t Im>
+constexpr auto kSplitPart = [](std::size_t i, std::size_t) { return 8 * (i / 4) + 4 * Im + i % 4; };
 template <std::size_t Half>
 constexpr auto kJoinParts = [](std::size_t i, std::size_t w) {
     const std::size_t f = Half * w + i;  // float f of the split layout

@@ -9,10 +9,10 @@
 #include <limits>
 #include <vector>
 
-#include "reference.h"
+#include "common/dft_reference.h"
 #include "vorel_audio.h"
 
-using transform_test::random_floats;
+using vorel::audio::testing::random_floats;
 
 namespace {
 
