@@ -318,17 +318,20 @@ VOREL_INLINE void bit_reverse_split(const float* from, float* to, std::size_t n)
     const auto store_block = [&](std::uint32_t at, const float8(&rows)[4]) VOREL_INLINE_LAMBDA {
         for (std::size_t r = 0; r < 4; ++r) store(to + r * row_floats + 8 * at, rows[r]);
     };
+    if (from != to) {
+        // Out of place every block moves on its own.
+        for (std::uint32_t mid = 0; mid < n / 16; ++mid) {
+            float8 rows[4];
+            transpose_block<Divide>(from + 8 * mid, row_floats, rows, length);
+            store_block(reversed_index(mid, mid_bits), rows);
+        }
+        return;
+    }
+    // In place both blocks of a pair are read before either is written.
     for (std::uint32_t mid = 0; mid < n / 16; ++mid) {
         const std::uint32_t mid_r = reversed_index(mid, mid_bits);
-        float8 to_y[4], to_x[4];
-        if (from != to) {
-            // Out of place every block moves on its own.
-            transpose_block<Divide>(from + 8 * mid, row_floats, to_y, length);
-            store_block(mid_r, to_y);
-            continue;
-        }
-        // In place both blocks of a pair are read before either is written.
         if (mid_r < mid) continue;
+        float8 to_y[4], to_x[4];
         transpose_block<Divide>(from + 8 * mid, row_floats, to_y, length);
         if (mid_r != mid) transpose_block<Divide>(from + 8 * mid_r, row_floats, to_x, length);
         store_block(mid_r, to_y);
