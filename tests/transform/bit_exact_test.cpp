@@ -5,7 +5,6 @@
 
 #include <bit>
 #include <cmath>
-#include <numeric>
 #include <vector>
 
 #include "reference.h"
@@ -40,20 +39,6 @@ TEST(TransformBits, EveryLengthKindFollowsTheStatedOrderToTheBit) {
                                                     : reference_general(x, n, inv);
                 EXPECT_TRUE(same_values(library(x, n, inv), want)) << "n = " << n << " inverse " << inv;
             }
-}
-
-TEST(TransformBits, BitReversalIsTheSwapLoopPermutation) {
-    for (int n = 4; n <= 65536; n *= 2) {
-        std::vector<float> ids(2 * n);
-        std::iota(ids.begin(), ids.end(), 0.0f);
-        std::vector<Cf> want(n);
-        for (int k = 0; k < n; ++k) want[k] = Cf{ids[2 * k], ids[2 * k + 1]};
-        reference_bit_reversal(want, n);
-        vorel::audio::bit_reverse(ids.data(), n);
-        bool same = true;
-        for (int k = 0; k < n; ++k) same = same && ids[2 * k] == want[k].re && ids[2 * k + 1] == want[k].im;
-        EXPECT_TRUE(same) << "n = " << n;
-    }
 }
 
 TEST(TransformBits, CallerScratchGivesTheSameBitsAndIsReusedAcrossLengths) {

@@ -3,26 +3,23 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "common/isa_kit.h"
 #include "errors/exceptions.h"
 #include "reference.h"
 #include "transform/fft_table.h"
 
 using namespace transform_test;
 using vorel::audio::FftTable;
+using vorel::audio::testing::same_bits;
 
 namespace {
 
 const std::vector<float>& fetch(int n, bool inverse) {
     return inverse ? FftTable::instance().ref_inv_table(n) : FftTable::instance().ref_table(n);
-}
-
-bool same_bits(const std::vector<float>& a, const std::vector<float>& b) {
-    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
 
 }  // namespace
