@@ -151,7 +151,7 @@ void bands_of_lanes(float* dst, std::size_t stride, const std::vector<float>& ma
 void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n,
                      int hop_n, int win_n, int win_type, int max_frame_n, int center,
                      float power, int fft_norm_type, float f_min, float f_max, int mel_n,
-                     int mel_norm, int mel_formula, LaneKernel kernel) {
+                     int mel_norm, int mel_formula, simd::Isa kernel) {
     const std::size_t n = static_cast<std::size_t>(fft_n);
     const std::size_t bins = n / 2 + 1;
     const std::size_t bands = static_cast<std::size_t>(mel_n);
@@ -159,7 +159,7 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
     // cut_frame supplies; the count is the one the caller computes, so the stride matches.
     const int frame_n = std::min(get_frame_len(sample_n, fft_n, hop_n, center), max_frame_n);
     const std::size_t frames = static_cast<std::size_t>(std::max(frame_n, 0));
-    const bool use_lanes = kernel != LaneKernel::none && frames >= kFrameLanes && lanes_suit(n);
+    const bool use_lanes = kernel != simd::Isa::scalar && frames >= kFrameLanes && lanes_suit(n);
     // Tables and scratch together, refused up front rather than failing page by page.
     require_memory(fft_work_bytes(fft_n) +
                    sizeof(float) * (3 * n + bins + bands + static_cast<std::size_t>(win_n) + bands * bins) +

@@ -16,7 +16,7 @@ namespace vorel::audio {
 void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n,
                      int hop_n, int win_n, int win_type, int max_frame_n, int center,
                      float power, int fft_norm_type, float f_min, float f_max, int mel_n,
-                     int mel_norm, int mel_formula, LaneKernel kernel = best_lane_kernel());
+                     int mel_norm, int mel_formula, simd::Isa kernel = simd::best_isa());
 
 // band[m] = sum over j ascending of fb[m][j] * magnitude[j], left to right from +0.0.
 void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude,

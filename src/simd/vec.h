@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
+#include <utility>
 
 #define VOREL_INLINE inline __attribute__((always_inline))
 
@@ -77,15 +78,23 @@ VOREL_INLINE void store(Elem<V>* p, V v) {
 
 // Every lane set to x, sign of zero and NaN payload included (an added zero vector would turn
 // -0.0 into +0.0).
+// Written as a 128-bit vector of equal lanes (a width every x86-64 build has) widened by a
+// shuffle: that compiles to one broadcast also where the template is inlined through other
+// templates into a wider build. Built directly at the wide type, or lane by lane, it becomes a
+// chain of lane inserts there.
+template <class V, std::size_t... I, std::size_t... J>
+VOREL_INLINE V broadcast_lanes(Elem<V> x, std::index_sequence<I...>, std::index_sequence<J...>) {
+    using Base = typename VecOf<Elem<V>, sizeof...(J)>::type;
+    const Base base{((void)J, x)...};
+    return __builtin_shufflevector(base, base, ((void)I, 0)...);
+}
+
 template <class V>
 VOREL_INLINE V broadcast(Elem<V> x) {
-    if constexpr (kLanes<V> == 1) {
+    if constexpr (kLanes<V> == 1)
         return x;
-    } else {
-        V v;
-        for (std::size_t i = 0; i < kLanes<V>; ++i) v[i] = x;
-        return v;
-    }
+    else
+        return broadcast_lanes<V>(x, std::make_index_sequence<kLanes<V>>{}, std::make_index_sequence<16 / sizeof(Elem<V>)>{});
 }
 
 // a * b + c rounded once, lane by lane. Only the exact replicas of library functions that

@@ -95,12 +95,12 @@ void gather_column(std::vector<float>& comp, const float* src, std::size_t frame
 // nothing mixes the parts after the transform, so the imaginary ones are not accumulated.
 class InverseLanes {
 public:
-    InverseLanes(std::size_t fft_n, const std::vector<float>& window, int norm_type, LaneKernel kernel)
+    InverseLanes(std::size_t fft_n, const std::vector<float>& window, int norm_type, simd::Isa kernel)
         : n_(fft_n),
           norm_type_(norm_type),
           factor_(static_cast<float>(fft_n) * 0.5f),
           kernel_(kernel),
-          plan_(make_lane_plan(fft_n)),
+          plan_(make_frame_lane_plan(fft_n)),
           factors_(window_factors(fft_n, window)),
           data_(kLaneStride * fft_n),
           spare_(kLaneStride * fft_n) {}
@@ -128,8 +128,8 @@ private:
     std::size_t n_;
     int norm_type_;
     float factor_;
-    LaneKernel kernel_;
-    LanePlan plan_;
+    simd::Isa kernel_;
+    FrameLanePlan plan_;
     WindowFactors factors_;
     std::vector<float> data_, spare_;
 };
@@ -138,7 +138,7 @@ private:
 
 void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n,
                          int win_n, int win_type, int max_sample_n, int center, int norm_type,
-                         LaneKernel kernel) {
+                         simd::Isa kernel) {
     const int64_t fft_n64 = 2 * static_cast<int64_t>(freq_n) - 2;
     // A transform length beyond int is refused like a length below 1.
     require(fft_n64 <= INT32_MAX, "Invalid value of fft points.");
@@ -156,7 +156,7 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
     std::vector<float> scratch;
 
     std::size_t t = 0;
-    if (kernel != LaneKernel::none && frames >= kFrameLanes && lanes_suit(n)) {
+    if (kernel != simd::Isa::scalar && frames >= kFrameLanes && lanes_suit(n)) {
         InverseLanes lanes(n, window, norm_type, kernel);
         for (; t + kFrameLanes <= frames; t += kFrameLanes)
             lanes.add(y.data(), src, frames, static_cast<std::size_t>(freq_n), hop, t, fft_table);

@@ -18,7 +18,7 @@ int get_sample_len(int frame_n, int freq_n, int hop_n, bool center);
 // transformed in lanes with `kernel` (none: every frame on its own).
 void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n,
                          int win_n, int win_type, int max_sample_n, int center, int norm_type,
-                         LaneKernel kernel = best_lane_kernel());
+                         simd::Isa kernel = simd::best_isa());
 
 // comp (fft_n complex bins) -> frame (fft_n complex samples): inverse transform, window, and
 // the factor fft_n * 0.5f for norm_type 2. norm_type 1 has no inverse factor on purpose.

@@ -84,7 +84,7 @@ int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame
 }
 
 void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n,
-                 int win_type, int max_frame_n, int center, float power, int norm_type, LaneKernel kernel) {
+                 int win_type, int max_frame_n, int center, float power, int norm_type, simd::Isa kernel) {
     const int frame_n = stft_frame_len(sample_n, fft_n, hop_n, center, max_frame_n);
     // Without a frame nothing is written; tables and scratch sized by fft_n are not built
     // either, so a short signal with a huge fft_n returns at once.
@@ -96,7 +96,7 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
     const std::size_t stride = 2 * static_cast<std::size_t>(max_frame_n);
     const std::size_t frames = static_cast<std::size_t>(frame_n);
     std::size_t t = 0;
-    if (kernel != LaneKernel::none && frames >= kFrameLanes && lanes_suit(n)) {
+    if (kernel != simd::Isa::scalar && frames >= kFrameLanes && lanes_suit(n)) {
         SpectrumLanes lanes(fft_n, fft_table, window, norm_type, kernel);
         for (; t + kFrameLanes <= frames; t += kFrameLanes) {
             lanes.transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));

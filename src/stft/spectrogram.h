@@ -18,7 +18,7 @@ int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame
 // Full groups of frames run in lanes with `kernel` (none: every frame on its own).
 void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n,
                  int win_type, int max_frame_n, int center, float power, int norm_type,
-                 LaneKernel kernel = best_lane_kernel());
+                 simd::Isa kernel = simd::best_isa());
 
 // seg (fft_n real samples) -> comp (fft_n complex bins), windowed, transformed and scaled by
 // norm_type (1: 1/sqrt(sum of window squares), 2: 2/fft_n, otherwise none). seg is windowed

@@ -12,13 +12,13 @@ namespace vorel::audio {
 static_assert(kFrameLanes == 8, "frames are loaded as two groups of four");
 
 SpectrumLanes::SpectrumLanes(int fft_n, const std::vector<float>& fft_table, const std::vector<float>& window,
-                             int norm_type, LaneKernel kernel)
+                             int norm_type, simd::Isa kernel)
     : n_(static_cast<std::size_t>(fft_n)),
       fft_table_(fft_table),
       norm_type_(norm_type),
       factor_(norm_type == 2 ? scipy_norm_factor(fft_n) : norm_type == 1 ? torch_norm_factor(window) : 1.0f),
       kernel_(kernel),
-      plan_(make_lane_plan(n_)),
+      plan_(make_frame_lane_plan(n_)),
       factors_(window_factors(n_, window)),
       element_(n_),
       segs_(kFrameLanes, std::vector<float>(n_, 0.0f)),

@@ -16,7 +16,7 @@ class SpectrumLanes {
 public:
     // The tables must outlive the object (the process-wide caches keep theirs).
     SpectrumLanes(int fft_n, const std::vector<float>& fft_table, const std::vector<float>& window, int norm_type,
-                  LaneKernel kernel = best_lane_kernel());
+                  simd::Isa kernel = simd::best_isa());
 
     // Frames first .. first + kFrameLanes - 1, hop_n apart, cut as cut_frame cuts them.
     // Only the bins up to fft_n / 2 are scaled: the upper half is left for no caller.
@@ -33,8 +33,8 @@ private:
     const std::vector<float>& fft_table_;
     int norm_type_;
     float factor_;
-    LaneKernel kernel_;
-    LanePlan plan_;
+    simd::Isa kernel_;
+    FrameLanePlan plan_;
     WindowFactors factors_;               // per frame sample
     std::vector<std::uint32_t> element_;  // the lane element that frame sample i starts in
     std::vector<std::vector<float>> segs_;  // frames that need padding, one per lane

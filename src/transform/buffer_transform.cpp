@@ -8,8 +8,8 @@
 
 #include "common/memory_budget.h"
 #include "transform/fft.h"
-#include "transform/fft_kernels.h"
 #include "transform/fft_table.h"
+#include "transform/pow2_kernels.h"
 
 namespace vorel::audio {
 

@@ -1,8 +1,12 @@
-// In-place single-precision transforms over interleaved complex buffers (2 * n floats).
+// The transform core on interleaved complex buffers (2 n floats): the forward and inverse
+// transforms and their named steps. Powers of two take radix-4 stages, a radix-2 pass and a
+// bit reversal; every other length the mixed-radix transform with direct DFTs at its leaves.
 #pragma once
 
 #include <cstddef>
 #include <vector>
+
+#include "simd/isa.h"
 
 namespace vorel::audio {
 
@@ -24,5 +28,46 @@ void ifft(std::vector<float>& data, int n, const std::vector<float>& table, std:
 // Bytes a transform of length n needs besides its own data: the table of one direction and
 // the scratch of the mixed-radix path.
 std::size_t fft_work_bytes(int n);
+
+// ---- Powers of two ----
+void fft_pow2(std::vector<float>& data, int n, const std::vector<float>& table);
+// The same with the inverse butterfly and table, then every float divided by float(n).
+void ifft_pow2(std::vector<float>& data, int n, const std::vector<float>& table);
+
+// In place on 2 n interleaved floats, forward or inverse (then divided by n), at an
+// instruction-set level: scalar is the plain template at width 1 on the interleaved buffer,
+// the others hold n >= 16 in the split layout with butterflies in vector lanes.
+void pow2_transform(float* d, std::size_t n, const std::vector<float>& table, bool inverse,
+                    simd::Isa isa = simd::best_isa());
+
+// One column of radix-4 butterflies, i = start, start + size, ... below n, with the 12
+// twiddle floats at table_pos.
+void fft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter, const std::vector<float>& table,
+                   std::size_t table_pos);
+void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter, const std::vector<float>& table,
+                    std::size_t table_pos);
+
+// (a, b) -> (a + b, a - b) on each pair of neighbouring complex elements.
+void fft_pow2_merge(std::vector<float>& data, int n);
+
+// Every float of 2 n divided by float(n): the scaling of the inverse transforms.
+void divide_by_length(float* data, std::size_t n);
+
+// ---- Other lengths ----
+// Mixed radix: factors found while the data is decimated, direct DFTs on the leaf blocks,
+// then one combine step per factor. `tmp` is resized to 2 * n floats.
+void fft_general(std::vector<float>& data, int n, const std::vector<float>& table);
+void fft_general(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& tmp);
+
+// The same on 2 n floats at `data` with 2 n floats of scratch at `tmp`, at an instruction-set
+// level: scalar runs block by block, the others four blocks of equal size in vector lanes.
+void mixed_radix_transform(float* data, float* tmp, std::size_t n, const float* table,
+                           simd::Isa isa = simd::best_isa());
+
+// Direct DFT of block_n consecutive blocks of n / block_n elements, with table entries
+// block_n * (m * k mod L). `scratch` is resized to 2 * n floats.
+void dft_sub(std::vector<float>& data, int n, int block_n, const std::vector<float>& table);
+void dft_sub(std::vector<float>& data, int n, int block_n, const std::vector<float>& table,
+             std::vector<float>& scratch);
 
 }  // namespace vorel::audio

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "simd/isa.h"
+
 namespace vorel::audio {
 
 constexpr std::size_t kFrameLanes = 8;
@@ -14,21 +16,15 @@ constexpr std::size_t kFrameLanes = 8;
 // imaginary parts: element k of lane l is re at 16 k + l, im at 16 k + 8 + l.
 constexpr std::size_t kLaneStride = 2 * kFrameLanes;
 
-// Which kernels run the lanes: four-lane SSE2 vectors (two passes over the eight lanes), or
-// eight-lane AVX2 vectors where the CPU has them. `none` asks the frame loops to transform
-// frame by frame (the reference the lanes are held to); fft_lanes runs it as sse2.
-enum class LaneKernel { none, sse2, avx2 };
-LaneKernel best_lane_kernel();
-
 // The fixed moves of one length. The per-frame path reorders its input (mixed radix) or its
 // output (bit reversal for powers of two); here both moves are folded into the loads and
 // reads, so the kernels only compute.
-struct LanePlan {
+struct FrameLanePlan {
     std::size_t n = 0;
     std::vector<std::uint32_t> in_pos;   // lane element j starts as frame sample in_pos[j]
     std::vector<std::uint32_t> out_pos;  // bin k ends in lane element out_pos[k]
 };
-LanePlan make_lane_plan(std::size_t n);
+FrameLanePlan make_frame_lane_plan(std::size_t n);
 
 // Whether lanes suit frames of n samples: their buffers hold 32 n floats, which is kept to a
 // few megabytes; longer frames go one at a time.
@@ -38,10 +34,11 @@ inline bool lanes_suit(std::size_t n) { return n >= 1 && n <= 65536; }
 std::size_t lane_work_bytes(std::size_t n);
 
 // Transforms the kFrameLanes frames held in `data` (n elements in the layout above, loaded
-// through plan.in_pos) with the table of n, forward or inverse (then divided by n). `spare`
-// has the size of `data`; the result lies in one of the two, which is returned, its bins
-// read through plan.out_pos.
-float* fft_lanes(float* data, float* spare, const LanePlan& plan, const std::vector<float>& table, bool inverse,
-                 LaneKernel kernel);
+// through plan.in_pos) with the table of n, forward or inverse (then divided by n), at an
+// instruction-set level: scalar runs the plain template lane by lane, sse2 four lanes at a
+// time, avx2 and above all eight at once. `spare` has the size of `data`; the result lies in
+// one of the two, which is returned, its bins read through plan.out_pos.
+float* fft_lanes(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table, bool inverse,
+                 simd::Isa isa = simd::best_isa());
 
 }  // namespace vorel::audio

@@ -1,5 +1,5 @@
-// The factorisation and the reordering of the mixed-radix transform, shared by the per-frame
-// path and the one that runs several frames in vector lanes.
+// The factorisation and the reordering of the mixed-radix transform, shared by the plain path
+// and the one that runs frames in vector lanes (which folds the reordering into its loads).
 #pragma once
 
 #include <array>

@@ -1,86 +1,105 @@
-// The three builds of the split-layout stages: SSE2 (every x86-64 CPU), and functions
-// compiled for AVX2 and for AVX-512 with eight and sixteen lanes. Contraction is off, so no
-// build fuses a multiply into an add.
+// The builds of the split-layout transform: four lanes for SSE2 (every x86-64 CPU), eight for
+// AVX2 and sixteen for AVX-512, each the template of pow2_stages.h compiled for its level.
+// Contraction is off, so no build fuses a multiply into an add.
 #include "transform/pow2_kernels.h"
 
-#include <bit>
+#include <algorithm>
 
-#include "transform/fft_kernels.h"
-
-// Wide values are passed only between always-inlined helpers, never across a call.
-#pragma GCC diagnostic ignored "-Wpsabi"
-
+#include "common/aligned_floats.h"
+#include "transform/column_twiddles.h"
+#include "transform/fft.h"
 #include "transform/pow2_stages.h"
 
 namespace vorel::audio {
 
 namespace {
 
-// Radix-4 stages and the radix-2 pass, then the bit reversal (SSE2: the
-// four-lane one of bit_reverse.cpp).
-template <bool Inverse, class V, pow2::Input In>
-VOREL_POW2_INLINE void transform(const float* src, float* d, float* to, std::size_t n, const float* table,
-                                 const float* cols) {
-    pow2::split_stages<Inverse, V, In>(d, src, n, table, cols);
-    if constexpr (kWidth<V> == 4)
-        bit_reverse_split(d, to, n, Inverse);
-    else
-        pow2::bit_reverse_split8<Inverse>(d, to, n);
-}
+using simd::Isa;
 
 template <class V>
-VOREL_POW2_INLINE void transform_of(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
-                                    const float* table, const float* cols, bool inverse) {
+VOREL_INLINE void transform_of(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+                               const float* table, const float* cols, bool inverse) {
     using pow2::Input;
     if (input == Pow2Input::real)
-        inverse ? transform<true, V, Input::real>(src, d, to, n, table, cols)
-                : transform<false, V, Input::real>(src, d, to, n, table, cols);
+        inverse ? pow2::transform<true, V, Input::real>(src, d, to, n, table, cols)
+                : pow2::transform<false, V, Input::real>(src, d, to, n, table, cols);
     else
-        inverse ? transform<true, V, Input::interleaved>(src, d, to, n, table, cols)
-                : transform<false, V, Input::interleaved>(src, d, to, n, table, cols);
+        inverse ? pow2::transform<true, V, Input::interleaved>(src, d, to, n, table, cols)
+                : pow2::transform<false, V, Input::interleaved>(src, d, to, n, table, cols);
 }
 
-void transform_sse2(const float* src, Pow2Input input, float* d, float* to, std::size_t n, const float* table,
-                    const float* cols, bool inverse) {
-    transform_of<float4>(src, input, d, to, n, table, cols, inverse);
+using SplitFn = void (*)(const float*, Pow2Input, float*, float*, std::size_t, const float*, const float*, bool);
+
+VOREL_TARGET_SSE2 void split_sse2(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+                                  const float* table, const float* cols, bool inverse) {
+    transform_of<simd::float4>(src, input, d, to, n, table, cols, inverse);
 }
 
-__attribute__((target("avx2"))) void transform_avx2(const float* src, Pow2Input input, float* d, float* to,
-                                                    std::size_t n, const float* table, const float* cols,
-                                                    bool inverse) {
-    transform_of<float8>(src, input, d, to, n, table, cols, inverse);
+VOREL_TARGET_AVX2 void split_avx2(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+                                  const float* table, const float* cols, bool inverse) {
+    transform_of<simd::float8>(src, input, d, to, n, table, cols, inverse);
 }
 
-__attribute__((target("avx512f"))) void transform_avx512(const float* src, Pow2Input input, float* d, float* to,
-                                                         std::size_t n, const float* table, const float* cols,
-                                                         bool inverse) {
-    transform_of<float16>(src, input, d, to, n, table, cols, inverse);
+VOREL_TARGET_AVX512 void split_avx512(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+                                      const float* table, const float* cols, bool inverse) {
+    transform_of<simd::float16>(src, input, d, to, n, table, cols, inverse);
+}
+
+constexpr simd::IsaBuilds<SplitFn> kBuilds{nullptr, split_sse2, split_avx2, split_avx512};
+
+// Runs work(scratch) with 2 n floats of 64-byte aligned scratch, uninitialised: on the stack
+// up to n = 1024, where an allocation would cost a fair share of the transform, else on the
+// heap.
+template <class Work>
+void with_scratch(std::size_t n, Work&& work) {
+    constexpr std::size_t kStackFloats = 2048;
+    if (2 * n <= kStackFloats) {
+        alignas(64) float local[kStackFloats];
+        work(local);
+    } else {
+        work(make_aligned_floats(2 * n).get());
+    }
+}
+
+// Between caller buffers: the split layout from n = 16 on, else the plain path on a copy.
+void transform_to(float* dst, const float* src, Pow2Input input, std::size_t n, const std::vector<float>& table,
+                  bool inverse, Isa isa) {
+    with_scratch(n, [&](float* d) {
+        if (n >= 16 && isa != Isa::scalar) return pow2_split_transform(src, input, d, dst, n, table, inverse, isa);
+        for (std::size_t k = 0; k < n; ++k) {
+            d[2 * k] = input == Pow2Input::real ? src[k] : src[2 * k];
+            d[2 * k + 1] = input == Pow2Input::real ? 0.0f : src[2 * k + 1];
+        }
+        pow2_transform(d, n, table, inverse, Isa::scalar);
+        std::copy(d, d + 2 * n, dst);
+    });
 }
 
 }  // namespace
 
-bool pow2_kernel_runs_here(Pow2Kernel kernel) {
-    switch (kernel) {
-        case Pow2Kernel::avx2: return __builtin_cpu_supports("avx2");
-        case Pow2Kernel::avx512: return __builtin_cpu_supports("avx512f");
-        default: return true;
+void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+                          const std::vector<float>& table, bool inverse, Isa isa) {
+    // A thread remembers the last entry it used, which spares the table's lock when it
+    // transforms one length over and over; entries never change or move once built.
+    thread_local struct {
+        std::size_t n = 0;
+        bool inverse = false;
+        const std::vector<float>* cols = nullptr;
+    } last;
+    if (last.cols == nullptr || last.n != n || last.inverse != inverse) {
+        last.cols = nullptr;
+        last.cols = &ColumnTwiddleTable::instance().ref_columns(static_cast<int>(n), inverse, table);
+        last.n = n, last.inverse = inverse;
     }
+    kBuilds(isa)(src, input, d, to, n, table.data(), last.cols->data(), inverse);
 }
 
-Pow2Kernel best_pow2_kernel() {
-    static const Pow2Kernel best = pow2_kernel_runs_here(Pow2Kernel::avx512) ? Pow2Kernel::avx512
-                                   : pow2_kernel_runs_here(Pow2Kernel::avx2) ? Pow2Kernel::avx2
-                                                                             : Pow2Kernel::sse2;
-    return best;
+void fft_pow2_real_to(float* dst, const float* src, std::size_t n, const std::vector<float>& table, Isa isa) {
+    transform_to(dst, src, Pow2Input::real, n, table, false, isa);
 }
 
-void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n, const float* table,
-                          const float* cols, bool inverse, Pow2Kernel kernel) {
-    switch (kernel) {
-        case Pow2Kernel::avx512: transform_avx512(src, input, d, to, n, table, cols, inverse); break;
-        case Pow2Kernel::avx2: transform_avx2(src, input, d, to, n, table, cols, inverse); break;
-        default: transform_sse2(src, input, d, to, n, table, cols, inverse); break;
-    }
+void ifft_pow2_to(float* dst, const float* src, std::size_t n, const std::vector<float>& table, Isa isa) {
+    transform_to(dst, src, Pow2Input::interleaved, n, table, true, isa);
 }
 
 }  // namespace vorel::audio

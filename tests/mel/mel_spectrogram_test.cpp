@@ -84,21 +84,21 @@ TEST(MelSpectrogram, EqualsSpectrogramThenProductAndLanesEqualFramesBitForBit) {
     // Finite samples whose squared spectra overflow give infinite norms, which meet the zero
     // weights outside the spans; infinite and NaN samples reach every band of their frames.
     loud[1500] = 1e20f, loud[2200] = kNaN, loud[2600] = std::numeric_limits<float>::infinity();
-    std::vector<vorel::audio::LaneKernel> kernels{vorel::audio::LaneKernel::sse2};
-    if (__builtin_cpu_supports("avx2")) kernels.push_back(vorel::audio::LaneKernel::avx2);
+    std::vector<vorel::audio::simd::Isa> kernels{vorel::audio::simd::Isa::sse2};
+    if (__builtin_cpu_supports("avx2")) kernels.push_back(vorel::audio::simd::Isa::avx2);
     for (const std::vector<float>* signal : {&x, &loud})
         for (const Config& c : configs()) {
             SCOPED_TRACE(testing::Message() << "fft " << c.fft_n << " center " << c.center << " power " << c.power);
             const std::vector<float> got = mel(*signal, c);
             expect_same_bits(got, spectrogram_then_product(*signal, c));
-            auto run_with = [&](vorel::audio::LaneKernel kernel) {
+            auto run_with = [&](vorel::audio::simd::Isa kernel) {
                 std::vector<float> dst(got.size(), -7.25f);
                 vorel::audio::mel_spectrogram(dst.data(), signal->data(), 3001, c.rate, c.fft_n, c.hop_n, c.win_n,
                                               c.win_type, frames_of(*signal, c), c.center, c.power, c.norm_type, c.f_min,
                                               c.f_max, c.mel_n, c.mel_norm, c.mel_formula, kernel);
                 return dst;
             };
-            const std::vector<float> want = run_with(vorel::audio::LaneKernel::none);
+            const std::vector<float> want = run_with(vorel::audio::simd::Isa::scalar);
             for (auto kernel : kernels) expect_same_bits(run_with(kernel), want);
             if (signal != &loud || c.fft_n != 400 || c.center != 1) continue;
             for (int m : {0, c.mel_n - 1}) EXPECT_TRUE(std::isnan(got[m * frames_of(loud, c) + 2200 / 160])) << m;

@@ -90,16 +90,16 @@ TEST(InverseSpectrogram, LanesMatchThePerFramePathBitForBit) {
                 spectrogram(spectrum.data(), x.data(), 3000, fft_n, hop, fft_n, 1, frames, 1, 0.0f, norm);
                 if (fft_n == 512) spectrum[2 * (7 * frames + 9) + 1] = std::numeric_limits<float>::infinity();
                 const int sample_n = get_sample_len(frames, freq_n, hop, center != 0);
-                auto with = [&](LaneKernel k) {
+                auto with = [&](simd::Isa k) {
                     std::vector<float> dst(static_cast<std::size_t>(sample_n), kSentinel);
                     inverse_spectrogram(dst.data(), spectrum.data(), frames, freq_n, hop, fft_n - 9, 2, sample_n, center,
                                         norm, k);
                     return dst;
                 };
                 SCOPED_TRACE(testing::Message() << "fft_n " << fft_n << " norm " << norm << " center " << center);
-                const std::vector<float> want = with(LaneKernel::none);
-                stft_ref::expect_same_bits(with(LaneKernel::sse2), want);
-                if (__builtin_cpu_supports("avx2")) stft_ref::expect_same_bits(with(LaneKernel::avx2), want);
+                const std::vector<float> want = with(simd::Isa::scalar);
+                stft_ref::expect_same_bits(with(simd::Isa::sse2), want);
+                if (__builtin_cpu_supports("avx2")) stft_ref::expect_same_bits(with(simd::Isa::avx2), want);
             }
 }
 

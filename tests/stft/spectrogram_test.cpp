@@ -91,15 +91,15 @@ TEST(Spectrogram, LanesMatchThePerFramePathBitForBit) {
     std::vector<float> x = stft_ref::test_signal(4000, 11);
     auto expect_lanes_match = [&](const Call& c) {
         const int frames = stft_frame_len(c.sample_n, c.fft_n, c.hop_n, c.center, 1 << 20);
-        auto with = [&](LaneKernel kernel) {
+        auto with = [&](simd::Isa kernel) {
             std::vector<float> dst(2 * static_cast<std::size_t>(c.fft_n / 2 + 1) * frames, kSentinel);
             spectrogram(dst.data(), x.data(), c.sample_n, c.fft_n, c.hop_n, c.win_n, c.win_type, frames, c.center,
                         c.power, c.norm_type, kernel);
             return dst;
         };
-        const std::vector<float> want = with(LaneKernel::none);
-        stft_ref::expect_same_bits(with(LaneKernel::sse2), want);
-        if (__builtin_cpu_supports("avx2")) stft_ref::expect_same_bits(with(LaneKernel::avx2), want);
+        const std::vector<float> want = with(simd::Isa::scalar);
+        stft_ref::expect_same_bits(with(simd::Isa::sse2), want);
+        if (__builtin_cpu_supports("avx2")) stft_ref::expect_same_bits(with(simd::Isa::avx2), want);
     };
     // Frame counts of 20 to 41 with these hops: never a whole number of groups.
     for (int fft_n : {400, 512, 401, 12})

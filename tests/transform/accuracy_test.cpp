@@ -6,10 +6,10 @@
 #include <numeric>
 #include <vector>
 
-#include "reference.h"
+#include "common/dft_reference.h"
 #include "vorel_audio.h"
 
-using namespace transform_test;
+using namespace vorel::audio::testing;
 
 namespace {
 

@@ -1,19 +1,18 @@
 // The exported transforms at their boundary: pointer and size checks, untouched output on
 // refusal, refusal of lengths beyond memory, and a buffer shared by input and output.
 #include <gtest/gtest.h>
-
 #include <sys/sysinfo.h>
 
 #include <climits>
 #include <cmath>
-#include <limits>
 #include <cstring>
+#include <limits>
 #include <vector>
 
-#include "reference.h"
+#include "common/dft_reference.h"
 #include "vorel_audio.h"
 
-using transform_test::random_floats;
+using vorel::audio::testing::random_floats;
 
 namespace {
 
@@ -30,7 +29,8 @@ TEST(TransformApi, NullPointersFirstThenLengthsBelowOneLeaveTheOutputAlone) {
         EXPECT_EQ(f(nullptr, src.data(), 4), VOREL_STATUS_INVALID_ARGUMENT);
         EXPECT_EQ(f(dst.data(), nullptr, 0), VOREL_STATUS_INVALID_ARGUMENT);
         EXPECT_EQ(f(nullptr, nullptr, -1), VOREL_STATUS_INVALID_ARGUMENT);
-        for (int n : {0, -1, -1024, INT_MIN}) EXPECT_EQ(f(dst.data(), src.data(), n), VOREL_STATUS_INVALID_ARGUMENT) << n;
+        for (int n : {0, -1, -1024, INT_MIN})
+            EXPECT_EQ(f(dst.data(), src.data(), n), VOREL_STATUS_INVALID_ARGUMENT) << n;
         EXPECT_EQ(dst, std::vector<float>(8, kSentinel));
     }
 }

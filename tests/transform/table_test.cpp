@@ -3,26 +3,23 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "common/isa_kit.h"
 #include "errors/exceptions.h"
 #include "reference.h"
 #include "transform/fft_table.h"
 
 using namespace transform_test;
 using vorel::audio::FftTable;
+using vorel::audio::testing::same_bits;
 
 namespace {
 
 const std::vector<float>& fetch(int n, bool inverse) {
     return inverse ? FftTable::instance().ref_inv_table(n) : FftTable::instance().ref_table(n);
-}
-
-bool same_bits(const std::vector<float>& a, const std::vector<float>& b) {
-    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
 
 }  // namespace
@@ -48,8 +45,9 @@ TEST(FftTable, EntriesAreTheUnitRootsInTheirLayout) {
         ASSERT_EQ(r.size(), 768u);
         for (int j = 0; j < 64; ++j) {
             const double a1 = w * j / 256, a2 = 2 * a1, a3 = 3 * a1;
-            const double want[12] = {std::cos(a2), std::sin(a2), -std::sin(a2), std::cos(a2), std::cos(a1), std::sin(a1),
-                                     -std::sin(a1), std::cos(a1), -std::sin(a3), std::cos(a3), std::cos(a3), std::sin(a3)};
+            const double want[12] = {std::cos(a2),  std::sin(a2), -std::sin(a2), std::cos(a2),
+                                     std::cos(a1),  std::sin(a1), -std::sin(a1), std::cos(a1),
+                                     -std::sin(a3), std::cos(a3), std::cos(a3),  std::sin(a3)};
             for (int p = 0; p < 12; ++p) EXPECT_NEAR(r[12 * j + p], want[p], 4e-7) << "row " << j << " position " << p;
         }
     }
@@ -85,7 +83,8 @@ TEST(FftTable, ConcurrentFirstUseBuildsEachEntryOnceAndCorrectly) {
     for (int n = 2001; n <= 2160; ++n) ns.push_back(n);
     for (int n = 8192; n <= 131072; n *= 2) ns.push_back(n);
     const int threads = 6;
-    std::vector<std::vector<const std::vector<float>*>> seen(threads, std::vector<const std::vector<float>*>(2 * ns.size()));
+    std::vector<std::vector<const std::vector<float>*>> seen(threads,
+                                                             std::vector<const std::vector<float>*>(2 * ns.size()));
     std::vector<std::thread> pool;
     for (int t = 0; t < threads; ++t)
         pool.emplace_back([&, t] {

@@ -1,0 +1,98 @@
+// Every kernel of the transform at every instruction-set level this CPU runs, held to the
+// scalar template bit for bit (any NaN matching any NaN), over lengths and frame counts that
+// leave tails: powers of two in the split layout, blocks of the mixed-radix path four to a
+// vector and the rest one by one, and frames in lanes.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <vector>
+
+#include "common/isa_kit.h"
+#include "reference.h"
+#include "transform/fft.h"
+#include "transform/fft_lanes.h"
+#include "transform/fft_table.h"
+#include "transform/pow2_kernels.h"
+
+using namespace transform_test;
+using namespace vorel::audio;
+using simd::Isa;
+
+namespace {
+
+class TransformIsa : public vorel::audio::testing::EachIsa {};
+VOREL_FOR_EACH_ISA(TransformIsa);
+
+const std::vector<float>& table_of(std::size_t n, bool inverse) {
+    const int len = static_cast<int>(n);
+    return inverse ? FftTable::instance().ref_inv_table(len) : FftTable::instance().ref_table(len);
+}
+
+}  // namespace
+
+TEST_P(TransformIsa, PowersOfTwoInPlaceAndBetweenBuffers) {
+    for (bool inv : {false, true})
+        for (std::size_t n = 1; n <= 65536; n *= 2)
+            for (const std::vector<float>& x : telling_inputs(n, 1000 + n)) {
+                const std::vector<float>& table = table_of(n, inv);
+                std::vector<float> plain = x, fast = x;
+                pow2_transform(plain.data(), n, table, inv, Isa::scalar);
+                pow2_transform(fast.data(), n, table, inv, GetParam());
+                ASSERT_TRUE(same_values(fast, plain)) << "in place, n = " << n << " inverse " << inv;
+                // Between buffers, the forward transform reads the real parts only; and src may be dst.
+                std::vector<float> real(2 * n), shared = x;
+                for (std::size_t k = 0; k < n; ++k) real[2 * k] = x[k];
+                pow2_transform(real.data(), n, table, inv, Isa::scalar);
+                inv ? ifft_pow2_to(shared.data(), shared.data(), n, table, GetParam())
+                    : fft_pow2_real_to(shared.data(), shared.data(), n, table, GetParam());
+                ASSERT_TRUE(same_values(shared, inv ? plain : real)) << "to a buffer, n = " << n << " inverse " << inv;
+            }
+}
+
+TEST_P(TransformIsa, MixedRadixBlocksInLanesAndTheirTail) {
+    // Leaf and combine blocks in counts below four, a multiple of four, and four plus a tail.
+    for (std::size_t n : {3, 6, 12, 18, 20, 28, 36, 45, 100, 210, 400, 1000, 1009, 1155})
+        for (const std::vector<float>& x : telling_inputs(n, 1500 + n)) {
+            std::vector<float> plain = x, fast = x, tmp(2 * n);
+            mixed_radix_transform(plain.data(), tmp.data(), n, table_of(n, false).data(), Isa::scalar);
+            mixed_radix_transform(fast.data(), tmp.data(), n, table_of(n, false).data(), GetParam());
+            ASSERT_TRUE(same_values(fast, plain)) << "n = " << n;
+        }
+}
+
+TEST_P(TransformIsa, FramesInLanesMatchTheFrameTransform) {
+    // Every frame holds the values of telling_inputs, rotated so that each lane differs.
+    std::vector<std::size_t> lengths;
+    for (std::size_t n = 1; n <= 64; ++n) lengths.push_back(n);
+    for (std::size_t n : {97, 128, 400, 401, 512, 1000, 1024}) lengths.push_back(n);
+    for (std::size_t n : lengths)
+        for (bool inv : {false, true}) {
+            const std::vector<float>& table = table_of(n, inv);
+            const FrameLanePlan plan = make_frame_lane_plan(n);
+            const std::vector<std::vector<float>> inputs = telling_inputs(n, 2000 + n);
+            std::vector<float> data(kLaneStride * n), spare(kLaneStride * n);
+            std::vector<std::vector<float>> frames;
+            for (std::size_t l = 0; l < kFrameLanes; ++l) {
+                frames.push_back(inputs[l % inputs.size()]);
+                std::rotate(frames[l].begin(), frames[l].begin() + 2 * (l % n), frames[l].end());
+                for (std::size_t j = 0; j < n; ++j)
+                    for (std::size_t part = 0; part < 2; ++part)
+                        data[kLaneStride * j + part * kFrameLanes + l] = frames[l][2 * plan.in_pos[j] + part];
+            }
+            const float* out = fft_lanes(data.data(), spare.data(), plan, table, inv, GetParam());
+            for (std::size_t l = 0; l < kFrameLanes; ++l) {
+                std::vector<float> want = frames[l], got(2 * n), tmp(2 * n);
+                if (std::has_single_bit(n)) {
+                    pow2_transform(want.data(), n, table, inv, Isa::scalar);
+                } else {
+                    mixed_radix_transform(want.data(), tmp.data(), n, table.data(), Isa::scalar);
+                    if (inv) divide_by_length(want.data(), n);
+                }
+                for (std::size_t k = 0; k < n; ++k)
+                    for (std::size_t part = 0; part < 2; ++part)
+                        got[2 * k + part] = out[kLaneStride * plan.out_pos[k] + part * kFrameLanes + l];
+                ASSERT_TRUE(same_values(got, want)) << "n " << n << " lane " << l << (inv ? " inverse" : " forward");
+            }
+        }
+}
