@@ -11,6 +11,7 @@
 
 #include "mel/mel_spectrogram.h"
 #include "stft/framing.h"
+#include "stft/counting_new.h"
 #include "stft/stft_reference.h"
 #include "vorel_audio.h"
 
@@ -84,22 +85,20 @@ TEST(MelSpectrogram, EqualsSpectrogramThenProductAndLanesEqualFramesBitForBit) {
     // Finite samples whose squared spectra overflow give infinite norms, which meet the zero
     // weights outside the spans; infinite and NaN samples reach every band of their frames.
     loud[1500] = 1e20f, loud[2200] = kNaN, loud[2600] = std::numeric_limits<float>::infinity();
-    std::vector<vorel::audio::LaneKernel> kernels{vorel::audio::LaneKernel::sse2};
-    if (__builtin_cpu_supports("avx2")) kernels.push_back(vorel::audio::LaneKernel::avx2);
     for (const std::vector<float>* signal : {&x, &loud})
         for (const Config& c : configs()) {
-            SCOPED_TRACE(testing::Message() << "fft " << c.fft_n << " center " << c.center << " power " << c.power);
+            SCOPED_TRACE(::testing::Message() << "fft " << c.fft_n << " center " << c.center << " power " << c.power);
             const std::vector<float> got = mel(*signal, c);
             expect_same_bits(got, spectrogram_then_product(*signal, c));
-            auto run_with = [&](vorel::audio::LaneKernel kernel) {
+            auto run_with = [&](vorel::audio::simd::Isa isa) {
                 std::vector<float> dst(got.size(), -7.25f);
                 vorel::audio::mel_spectrogram(dst.data(), signal->data(), 3001, c.rate, c.fft_n, c.hop_n, c.win_n,
                                               c.win_type, frames_of(*signal, c), c.center, c.power, c.norm_type, c.f_min,
-                                              c.f_max, c.mel_n, c.mel_norm, c.mel_formula, kernel);
+                                              c.f_max, c.mel_n, c.mel_norm, c.mel_formula, isa);
                 return dst;
             };
-            const std::vector<float> want = run_with(vorel::audio::LaneKernel::none);
-            for (auto kernel : kernels) expect_same_bits(run_with(kernel), want);
+            const std::vector<float> want = run_with(vorel::audio::simd::Isa::scalar);
+            for (auto isa : vorel::audio::simd::supported_isas()) expect_same_bits(run_with(isa), want);
             if (signal != &loud || c.fft_n != 400 || c.center != 1) continue;
             for (int m : {0, c.mel_n - 1}) EXPECT_TRUE(std::isnan(got[m * frames_of(loud, c) + 2200 / 160])) << m;
         }
@@ -190,12 +189,50 @@ TEST(MelSpectrogramCall, NanAndHugeArgumentsEndInAStatus) {
     c.f_max = kNaN;
     c.rate = 16001;  // a key of its own: a NaN limit is equivalent to any other in the cache
     for (float v : mel(x, c)) EXPECT_TRUE(std::isnan(v));
-    // Tables beyond any machine are refused before they are built; fft_n + 1 must not wrap.
+    // Tables beyond any machine are refused before they are built, output untouched.
+    const std::vector<float> long_signal = stft_ref::test_signal(1 << 20, 8);
     std::vector<float> out(16, 1.0f);
-    for (auto [fft_n, win_n, mel_n] : {std::array<int, 3>{INT_MAX, 4, INT_MAX / 2}, {1 << 30, 4, 1 << 20}, {INT_MAX, 400, 40}}) {
-        c = Config{};
-        c.fft_n = fft_n, c.win_n = win_n, c.mel_n = mel_n;
-        EXPECT_EQ(run(out, x, c, 1), VOREL_STATUS_OUT_OF_MEMORY);
-    }
+    c = Config{};
+    c.fft_n = 1 << 20, c.win_n = 4, c.mel_n = 1 << 19;
+    EXPECT_EQ(run(out, long_signal, c, 1), VOREL_STATUS_OUT_OF_MEMORY);
     EXPECT_EQ(out, std::vector<float>(16, 1.0f));
+}
+
+TEST(MelSpectrogramCall, NoFrameBuildsNothing) {
+    // A frame longer than the signal: no table and no scratch, not even for 2^24 or INT_MAX.
+    const std::vector<float> x = {0.25f, -0.5f};
+    for (int fft_n : {1 << 24, 1 << 30, INT_MAX}) {
+        Config c;
+        c.fft_n = fft_n, c.win_n = fft_n, c.mel_n = 1;
+        std::vector<float> out(4, 1.0f);
+        counting_new::Watch watch;
+        EXPECT_EQ(run(out, x, c, 1), VOREL_STATUS_SUCCESS);
+        EXPECT_EQ(counting_new::allocations.load(), 0);
+        EXPECT_EQ(out, std::vector<float>(4, 1.0f));
+    }
+}
+
+TEST(MelSpectrogramCall, OutOfMemoryAnywhereLeavesTheOutputUntouched) {
+    // 13 frames: a group in lanes, then a tail, with padded frames at both ends.
+    const std::vector<float> x = stft_ref::test_signal(2000, 4);
+    Config c;
+    c.mel_n = 10;
+    const std::vector<float> want = mel(x, c);  // the tables are cached from here on
+    bool completed = false;
+    long k = 0;
+    for (; !completed; ++k) {
+        std::vector<float> out(want.size(), -1.5f);
+        int status;
+        {
+            counting_new::Watch watch(k);
+            status = run(out, x, c, INT_MAX);
+        }
+        ASSERT_TRUE(status == VOREL_STATUS_SUCCESS || status == VOREL_STATUS_OUT_OF_MEMORY) << status;
+        completed = status == VOREL_STATUS_SUCCESS;
+        if (completed)
+            expect_same_bits(out, want);
+        else
+            ASSERT_EQ(out, std::vector<float>(want.size(), -1.5f)) << "allocation " << k;
+    }
+    EXPECT_GT(k, 5);  // the sweep reached the scratch of the lanes and of the single frames
 }

@@ -12,6 +12,7 @@
 #include "stft/inverse_spectrogram.h"
 #include "stft/spectrogram.h"
 #include "stft_reference.h"
+#include "common/isa_kit.h"
 #include "vorel_audio.h"
 
 using stft_ref::cd;
@@ -71,7 +72,7 @@ TEST(InverseSpectrogram, MatchesOverlapAddReference) {
         for (int center : {0, 1, 2})
             for (int norm : {0, 1, 2})
                 for (int type : {1, 2}) {
-                    SCOPED_TRACE(testing::Message() << "freq " << sh[0] << " win " << sh[1] << " hop " << sh[2]
+                    SCOPED_TRACE(::testing::Message() << "freq " << sh[0] << " win " << sh[1] << " hop " << sh[2]
                                                     << " center " << center << " norm " << norm << " type " << type);
                     // Room beyond the accumulator (the copy stops at its end), and an output cut short.
                     expect_matches_reference({7, sh[0], sh[2], sh[1], type, 2 * sh[0] + 6 * sh[2] + 7, center, norm}, ++seed);
@@ -79,7 +80,10 @@ TEST(InverseSpectrogram, MatchesOverlapAddReference) {
                 }
 }
 
-TEST(InverseSpectrogram, LanesMatchThePerFramePathBitForBit) {
+class InverseLevels : public vorel::audio::testing::EachIsa {};
+VOREL_FOR_EACH_ISA(InverseLevels);
+
+TEST_P(InverseLevels, EqualTheScalarPathBitForBit) {
     const std::vector<float> x = stft_ref::test_signal(3000, 23);
     for (int fft_n : {400, 512, 402, 12})
         for (int norm : {0, 1, 2})
@@ -90,16 +94,18 @@ TEST(InverseSpectrogram, LanesMatchThePerFramePathBitForBit) {
                 spectrogram(spectrum.data(), x.data(), 3000, fft_n, hop, fft_n, 1, frames, 1, 0.0f, norm);
                 if (fft_n == 512) spectrum[2 * (7 * frames + 9) + 1] = std::numeric_limits<float>::infinity();
                 const int sample_n = get_sample_len(frames, freq_n, hop, center != 0);
-                auto with = [&](LaneKernel k) {
-                    std::vector<float> dst(static_cast<std::size_t>(sample_n), kSentinel);
-                    inverse_spectrogram(dst.data(), spectrum.data(), frames, freq_n, hop, fft_n - 9, 2, sample_n, center,
-                                        norm, k);
-                    return dst;
-                };
-                SCOPED_TRACE(testing::Message() << "fft_n " << fft_n << " norm " << norm << " center " << center);
-                const std::vector<float> want = with(LaneKernel::none);
-                stft_ref::expect_same_bits(with(LaneKernel::sse2), want);
-                if (__builtin_cpu_supports("avx2")) stft_ref::expect_same_bits(with(LaneKernel::avx2), want);
+                // Every sample, and a cut that leaves out the later frames (a tail after 8 frames).
+                for (int max_sample_n : {sample_n, 9 * hop + 5}) {
+                    auto at = [&](simd::Isa isa) {
+                        std::vector<float> dst(static_cast<std::size_t>(max_sample_n), kSentinel);
+                        inverse_spectrogram(dst.data(), spectrum.data(), frames, freq_n, hop, fft_n - 9, 2,
+                                            max_sample_n, center, norm, isa);
+                        return dst;
+                    };
+                    SCOPED_TRACE(::testing::Message() << "fft_n " << fft_n << " norm " << norm << " center " << center
+                                                    << " max_sample_n " << max_sample_n);
+                    stft_ref::expect_same_bits(at(GetParam()), at(simd::Isa::scalar));
+                }
             }
 }
 

@@ -1,0 +1,36 @@
+// The lane buffers, the plan and the level's lane transform.
+#include "stft/frame_lanes.h"
+
+#include <cstdint>
+
+namespace vorel::audio {
+
+namespace {
+
+// Every level above scalar runs the lane transform at its widest kernel.
+LaneKernel lane_kernel(simd::Isa isa) {
+    return isa >= simd::Isa::avx2 ? LaneKernel::avx2 : isa == simd::Isa::sse2 ? LaneKernel::sse2 : LaneKernel::none;
+}
+
+}  // namespace
+
+std::size_t frame_lane_width(simd::Isa isa) { return isa == simd::Isa::scalar ? 1 : kFrameLanes; }
+
+FrameLanes::Parts FrameLanes::declare(WorkingSet& ws, std::size_t n) {
+    const Parts parts{ws.part<float>(kLaneStride * n), ws.part<float>(kLaneStride * n)};
+    ws.outside(2 * n * sizeof(std::uint32_t));  // the plan's two index vectors
+    return parts;
+}
+
+FrameLanes::FrameLanes(const WorkingSet& ws, const Parts& parts, std::size_t n, const std::vector<float>& table,
+                       simd::Isa isa)
+    : table_(table),
+      kernel_(lane_kernel(isa)),
+      plan_(make_lane_plan(n)),
+      data_(ws[parts.data]),
+      spare_(ws[parts.spare]),
+      result_(data_) {}
+
+void FrameLanes::transform(bool inverse) { result_ = fft_lanes(data_, spare_, plan_, table_, inverse, kernel_); }
+
+}  // namespace vorel::audio
