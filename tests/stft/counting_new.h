@@ -7,6 +7,9 @@
 #include <cstddef>
 #include <cstdlib>
 #include <new>
+#include <vector>
+
+#include <gtest/gtest.h>
 
 namespace counting_new {
 
@@ -32,6 +35,28 @@ inline void* allocate(std::size_t n, std::size_t align) {
                                                 : std::malloc(n == 0 ? 1 : n);
     if (p == nullptr) throw std::bad_alloc();
     return p;
+}
+
+// Fails allocation k = 0, 1, ... of call(out) until the call succeeds, out starting as
+// want.size() copies of `fill` each time: a refusal must be VOREL_STATUS_OUT_OF_MEMORY (-5) with
+// out as it was, and the success must satisfy `same(out, want)`. Returns the refusals seen.
+template <class Call, class Same>
+long sweep_failures(const std::vector<float>& want, float fill, Call&& call, Same&& same) {
+    for (long k = 0;; ++k) {
+        std::vector<float> out(want.size(), fill);
+        int status;
+        {
+            Watch watch(k);
+            status = call(out);
+        }
+        if (status == 0) {
+            same(out, want);
+            return k;
+        }
+        EXPECT_EQ(status, -5) << "allocation " << k;
+        EXPECT_EQ(out, std::vector<float>(want.size(), fill)) << "allocation " << k;
+        if (::testing::Test::HasFailure()) return k;
+    }
 }
 
 }  // namespace counting_new

@@ -11,25 +11,9 @@
 
 namespace {
 
-// Fails allocation k = 0, 1, ... of call(out) until the call succeeds: each refusal must leave
-// out as it was, and the success must give want. Returns the number of refusals.
 template <class Call>
-long sweep_allocation_failures(const std::vector<float>& want, Call&& call) {
-    for (long k = 0;; ++k) {
-        std::vector<float> out(want.size(), -1.5f);
-        int status;
-        {
-            counting_new::Watch watch(k);
-            status = call(out);
-        }
-        if (status == VOREL_STATUS_SUCCESS) {
-            stft_ref::expect_same_bits(out, want);
-            return k;
-        }
-        EXPECT_EQ(status, VOREL_STATUS_OUT_OF_MEMORY);
-        EXPECT_EQ(out, std::vector<float>(want.size(), -1.5f)) << "allocation " << k;
-        if (::testing::Test::HasFailure()) return k;
-    }
+long sweep(const std::vector<float>& want, Call&& call) {
+    return counting_new::sweep_failures(want, -1.5f, call, stft_ref::expect_same_bits);
 }
 
 }  // namespace
@@ -45,7 +29,7 @@ TEST(WorkingMemory, AFailedAllocationWritesNothing) {
         };
         std::vector<float> spectrum(2 * static_cast<std::size_t>(freq_n) * frames);
         ASSERT_EQ(forward(spectrum), 0);
-        EXPECT_GT(sweep_allocation_failures(spectrum, forward), 5) << fft_n;
+        EXPECT_GT(sweep(spectrum, forward), 5) << fft_n;
         int sample_n = 0;
         vorelAudioGetSampleLen(&sample_n, frames, freq_n, hop, 1);
         auto inverse = [&](std::vector<float>& out) {
@@ -54,7 +38,7 @@ TEST(WorkingMemory, AFailedAllocationWritesNothing) {
         };
         std::vector<float> signal(sample_n);
         ASSERT_EQ(inverse(signal), 0);
-        EXPECT_GT(sweep_allocation_failures(signal, inverse), 3) << fft_n;
+        EXPECT_GT(sweep(signal, inverse), 3) << fft_n;
     }
 }
 
