@@ -1,6 +1,6 @@
 // The mel spectrogram end to end: bit for bit against the spectrogram followed by the filter bank
-// product (each held to its own double reference), frames in lanes against frame by frame, its
-// packing, its checks, and NaN or huge arguments.
+// product (each held to its own double reference) and every level against the scalar path, its
+// packing, its checks, NaN or huge arguments, and what it allocates.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -11,6 +11,7 @@
 
 #include "mel/mel_spectrogram.h"
 #include "stft/framing.h"
+#include "common/isa_kit.h"
 #include "stft/counting_new.h"
 #include "stft/stft_reference.h"
 #include "vorel_audio.h"
@@ -80,7 +81,11 @@ std::vector<Config> configs() {
 
 }  // namespace
 
-TEST(MelSpectrogram, EqualsSpectrogramThenProductAndLanesEqualFramesBitForBit) {
+class MelLevels : public vorel::audio::testing::EachIsa {};
+VOREL_FOR_EACH_ISA(MelLevels);
+
+// At every level, bit for bit: the scalar path, and the exported spectrogram then the product.
+TEST_P(MelLevels, EqualTheScalarPathAndSpectrogramThenProduct) {
     std::vector<float> x = stft_ref::test_signal(3001, 9), loud = x;
     // Finite samples whose squared spectra overflow give infinite norms, which meet the zero
     // weights outside the spans; infinite and NaN samples reach every band of their frames.
@@ -88,19 +93,19 @@ TEST(MelSpectrogram, EqualsSpectrogramThenProductAndLanesEqualFramesBitForBit) {
     for (const std::vector<float>* signal : {&x, &loud})
         for (const Config& c : configs()) {
             SCOPED_TRACE(::testing::Message() << "fft " << c.fft_n << " center " << c.center << " power " << c.power);
-            const std::vector<float> got = mel(*signal, c);
-            expect_same_bits(got, spectrogram_then_product(*signal, c));
-            auto run_with = [&](vorel::audio::simd::Isa isa) {
-                std::vector<float> dst(got.size(), -7.25f);
+            const int frames = frames_of(*signal, c);
+            auto at = [&](vorel::audio::simd::Isa isa) {
+                std::vector<float> dst(static_cast<std::size_t>(c.mel_n) * frames, -7.25f);
                 vorel::audio::mel_spectrogram(dst.data(), signal->data(), 3001, c.rate, c.fft_n, c.hop_n, c.win_n,
-                                              c.win_type, frames_of(*signal, c), c.center, c.power, c.norm_type, c.f_min,
-                                              c.f_max, c.mel_n, c.mel_norm, c.mel_formula, isa);
+                                              c.win_type, frames, c.center, c.power, c.norm_type, c.f_min, c.f_max,
+                                              c.mel_n, c.mel_norm, c.mel_formula, isa);
                 return dst;
             };
-            const std::vector<float> want = run_with(vorel::audio::simd::Isa::scalar);
-            for (auto isa : vorel::audio::simd::supported_isas()) expect_same_bits(run_with(isa), want);
+            const std::vector<float> got = at(GetParam());
+            expect_same_bits(got, at(vorel::audio::simd::Isa::scalar));
+            expect_same_bits(got, spectrogram_then_product(*signal, c));
             if (signal != &loud || c.fft_n != 400 || c.center != 1) continue;
-            for (int m : {0, c.mel_n - 1}) EXPECT_TRUE(std::isnan(got[m * frames_of(loud, c) + 2200 / 160])) << m;
+            for (int m : {0, c.mel_n - 1}) EXPECT_TRUE(std::isnan(got[m * frames + 2200 / 160])) << m;
         }
 }
 
