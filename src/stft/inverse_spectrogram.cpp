@@ -11,7 +11,6 @@
 #include "simd/lanes.h"
 #include "stft/frame_lanes.h"
 #include "stft/frame_ops.h"
-#include "stft/spectrogram.h"
 #include "stft/window_table.h"
 #include "transform/fft.h"
 #include "transform/fft_table.h"
