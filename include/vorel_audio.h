@@ -115,7 +115,10 @@ VOREL_AUDIO_API int vorelAudioGetFrameLen(int* dst, int sample_n, int fft_n, int
  * written, status 0). A call without frames (also sample_n below fft_n) returns at once,
  * without building the tables of fft_n. Without centring no frame reaches past the end of
  * src, also where the single-precision frame count of a signal beyond 2^24 samples rounds
- * up. */
+ * up. Memory: about 200 * fft_n bytes of scratch for the call, plus the cached transform
+ * table and window (about 16 * fft_n + 4 * win_n bytes, kept for the process); all of it is
+ * allocated before the first cell is written, so VOREL_STATUS_OUT_OF_MEMORY leaves dst
+ * untouched, and a working set beyond the machine's memory is refused up front. */
 VOREL_AUDIO_API int vorelAudioGetSpectrogram(float* dst, const float* src, int sample_n, int fft_n,
                                              int hop_n, int win_n, int win_type, int max_frame_n,
                                              int center, float power, int norm_type);
@@ -135,7 +138,11 @@ VOREL_AUDIO_API int vorelAudioGetSampleLen(int* dst, int frame_n, int freq_n, in
  * multiplied by 0. The copy stops at the end of the overlap-add result: with center != 0 and
  * max_sample_n above the count of vorelAudioGetSampleLen, at most fft_n / 2 further samples
  * (the reach of the last frame) are written and dst behind them is left as it is.
- * hop_n = 0 stacks all frames on the same fft_n samples. */
+ * hop_n = 0 stacks all frames on the same fft_n samples. Memory: only the frames that reach
+ * the samples written are summed, so the accumulator holds at most max_sample_n + 3 * fft_n / 2
+ * samples (8 bytes each), whatever hop_n and frame_n are; besides it about 200 * fft_n bytes
+ * of scratch, and the cached inverse table and window (kept for the process). dst is written
+ * only at the end: VOREL_STATUS_OUT_OF_MEMORY leaves it untouched. */
 VOREL_AUDIO_API int vorelAudioGetInverseSpectrogram(float* dst, const float* src, int frame_n,
                                                     int freq_n, int hop_n, int win_n,
                                                     int win_type, int max_sample_n, int center,
@@ -167,8 +174,12 @@ VOREL_AUDIO_API int vorelAudioGetFBMatrix(float* dst, int freq_n, float f_min, f
  * window has no place in the frame: "Invalid win_n value."). A signal shorter than fft_n,
  * or hop_n 0, gives no frame: success with dst untouched. Without centring, a frame that
  * the single-precision frame count places partly past the end of src (signals beyond 2^24
- * samples) reads zeros there. Working sets larger than the machine's memory are refused with
- * VOREL_STATUS_OUT_OF_MEMORY before anything is built. */
+ * samples) reads zeros there. A call without frames returns before any table or scratch is
+ * built. Memory: about 220 * fft_n bytes of scratch for the call, plus the cached transform
+ * table, window and filter bank (4 * mel_n * (fft_n / 2 + 1) bytes, kept for the process).
+ * Working sets larger than the machine's memory are refused with VOREL_STATUS_OUT_OF_MEMORY
+ * before anything is built; all scratch is allocated before the first value is written, so
+ * that status leaves dst untouched. */
 VOREL_AUDIO_API int vorelAudioGetMelSpectrogram(float* dst, const float* src, int sample_n,
                                                 int sample_rate, int fft_n, int hop_n, int win_n,
                                                 int win_type, int max_frame_n, int center,

@@ -23,8 +23,9 @@ extern "C" int vorelAudioGetFBMatrix(float* dst, int freq_n, float f_min, float 
         require(mel_n >= 1, "Invalid mel_n size.");
         require(freq_n > mel_n, "mel_n must be lesser than freq_n.");
         require(sample_rate >= 1, "Invalid sample_rate value.");
-        require_one_of(mel_norm, {0, 1}, "Invalid mel_norm format.");
-        require_one_of(mel_formula, {1, 0}, "Invalid mel_formula format.");
+        require_one_of(mel_norm, {VOREL_AUDIO_MEL_NORM_NONE, VOREL_AUDIO_MEL_NORM_AREA}, "Invalid mel_norm format.");
+        require_one_of(mel_formula, {VOREL_AUDIO_MEL_FORMULA_HTK, VOREL_AUDIO_MEL_FORMULA_SLANEY},
+                       "Invalid mel_formula format.");
         get_fb_matrix(dst, freq_n, f_min, f_max, mel_n, sample_rate, mel_norm, mel_formula);
     });
 }
@@ -39,14 +40,18 @@ extern "C" int vorelAudioGetMelSpectrogram(float* dst, const float* src, int sam
         require(sample_n >= 1, "Invalid sample_n size.");
         require(sample_rate >= 1, "Invalid sample_rate value.");
         require_stft_arguments(fft_n, hop_n, win_n, win_type, max_frame_n, center, power);
-        require_one_of(fft_norm_type, {0, 1, 1, 2}, "Invalid fft_norm_type format.");
+        require_one_of(fft_norm_type,
+                       {VOREL_AUDIO_NORM_TYPE_NONE, VOREL_AUDIO_NORM_TYPE_TORCH, VOREL_AUDIO_NORM_TYPE_TORCH,
+                        VOREL_AUDIO_NORM_TYPE_SCIPY},
+                       "Invalid fft_norm_type format.");
         require(!(f_min < 0.0f), "Invalid f_min value.");
         require(!(f_max < 0.0f), "Invalid f_max value.");
         require(!(f_max <= f_min), "f_max must be greater than f_min.");
         require(mel_n >= 1, "Invalid mel_n size.");
         require(mel_n <= fft_n / 2, "mel_n must be lesser than freq_n( fft_n / 2 + 1).");
-        require_one_of(mel_norm, {0, 1}, "Invalid mel_norm format.");
-        require_one_of(mel_formula, {1, 0}, "Invalid mel_formula format.");
+        require_one_of(mel_norm, {VOREL_AUDIO_MEL_NORM_NONE, VOREL_AUDIO_MEL_NORM_AREA}, "Invalid mel_norm format.");
+        require_one_of(mel_formula, {VOREL_AUDIO_MEL_FORMULA_HTK, VOREL_AUDIO_MEL_FORMULA_SLANEY},
+                       "Invalid mel_formula format.");
         mel_spectrogram(dst, src, sample_n, sample_rate, fft_n, hop_n, win_n, win_type,
                         max_frame_n, center, power, fft_norm_type, f_min, f_max, mel_n, mel_norm,
                         mel_formula);

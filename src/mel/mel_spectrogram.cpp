@@ -6,15 +6,18 @@
 #include <cstdint>
 #include <cstring>
 
-#include "common/float4.h"
-#include "common/memory_budget.h"
+#include <optional>
+
+#include "common/working_set.h"
 #include "features/complex_norm.h"
+#include "simd/lanes.h"
 #include "stft/framing.h"
 #include "stft/spectrogram.h"
 #include "stft/spectrum_lanes.h"
 #include "stft/window_table.h"
 #include "transform/fft.h"
 #include "transform/fft_table.h"
+#include "vorel_audio.h"
 
 namespace vorel::audio {
 
@@ -125,24 +128,24 @@ static_assert(kFrameLanes == 8, "the band sums hold the lanes as two groups of f
 
 // The bands of kFrameLanes frames from their norms mag[k * kFrameLanes + l]: per lane the
 // sums of convert_freq_to_mel_1d, written to dst[m * stride + l].
-void bands_of_lanes(float* dst, std::size_t stride, const std::vector<float>& mag, const MelMatrix& fb,
+void bands_of_lanes(float* dst, std::size_t stride, const float* mag, std::size_t bins, const MelMatrix& fb,
                     const std::vector<BandSpan>& spans) {
-    const std::size_t bins = mag.size() / kFrameLanes;
+    using simd::float4;
     // A finite lane sums the full row to the bits of its span, so one non-finite lane may
     // send all of them through the full rows.
-    const bool finite = all_finite(mag.data(), mag.size());
+    const bool finite = all_finite(mag, bins * kFrameLanes);
     for (std::size_t m = 0; m < fb.size(); ++m, dst += stride) {
         const float* row = fb[m].data();
         const BandSpan span = finite ? spans[m] : BandSpan{0, bins};
         float4 lo{}, hi{};  // lanes 0-3 and 4-7
         for (std::size_t k = span.begin; k < span.end; ++k) {
-            const float* x = mag.data() + k * kFrameLanes;
-            const float4 w{row[k], row[k], row[k], row[k]};
-            lo = lo + w * load4(x);
-            hi = hi + w * load4(x + 4);
+            const float* x = mag + k * kFrameLanes;
+            const float4 w = simd::broadcast<float4>(row[k]);
+            lo = lo + w * simd::load<float4>(x);
+            hi = hi + w * simd::load<float4>(x + 4);
         }
-        store4(dst, lo);
-        store4(dst + 4, hi);
+        simd::store(dst, lo);
+        simd::store(dst + 4, hi);
     }
 }
 
@@ -151,53 +154,62 @@ void bands_of_lanes(float* dst, std::size_t stride, const std::vector<float>& ma
 void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n,
                      int hop_n, int win_n, int win_type, int max_frame_n, int center,
                      float power, int fft_norm_type, float f_min, float f_max, int mel_n,
-                     int mel_norm, int mel_formula, simd::Isa kernel) {
-    const std::size_t n = static_cast<std::size_t>(fft_n);
-    const std::size_t bins = n / 2 + 1;
-    const std::size_t bands = static_cast<std::size_t>(mel_n);
+                     int mel_norm, int mel_formula, simd::Isa isa) {
     // Without centring, frames never reach past the signal by more than the zeros that
     // cut_frame supplies; the count is the one the caller computes, so the stride matches.
     const int frame_n = std::min(get_frame_len(sample_n, fft_n, hop_n, center), max_frame_n);
-    const std::size_t frames = static_cast<std::size_t>(std::max(frame_n, 0));
-    const bool use_lanes = kernel != simd::Isa::scalar && frames >= kFrameLanes && lanes_suit(n);
-    // Tables and scratch together, refused up front rather than failing page by page.
-    require_memory(fft_work_bytes(fft_n) +
-                   sizeof(float) * (3 * n + bins + bands + static_cast<std::size_t>(win_n) + bands * bins) +
-                   (use_lanes ? SpectrumLanes::work_bytes(fft_n) + sizeof(float) * kFrameLanes * bins : 0));
+    // No frame: nothing is written, and no table or scratch is built for nothing.
+    if (frame_n < 1) return;
+    const std::size_t n = static_cast<std::size_t>(fft_n);
+    const std::size_t bins = n / 2 + 1;
+    const std::size_t bands = static_cast<std::size_t>(mel_n);
+    const std::size_t frames = static_cast<std::size_t>(frame_n);
+    const simd::LaneSplit split = simd::split_lanes(frames, frame_lane_width(isa), lanes_suit(n));
+
+    WorkingSet ws;
+    const StftScratch one = StftScratch::declare(ws, n);
+    const VectorPart magnitude_part = ws.vector(bins), band_part = ws.vector(bands);
+    SpectrumLanes::Parts lane_parts{};
+    Part<float> mag_part{};
+    if (split.lanes()) lane_parts = SpectrumLanes::declare(ws, n), mag_part = ws.part<float>(kFrameLanes * bins);
+    // The band spans (a vector the span-skipping sums take), and the tables: transform, window,
+    // and the filter bank with its row headers.
+    ws.outside(bands * sizeof(BandSpan) + fft_work_bytes(fft_n) + sizeof(float) * static_cast<std::size_t>(win_n) +
+               bands * (bins * sizeof(float) + sizeof(std::vector<float>)));
+    ws.require_fits();
 
     const std::vector<float>& fft_table = FftTable::instance().ref_table(fft_n);
     const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
     const MelMatrix& fb = MFBTable::instance().ref_table(static_cast<int>(bins), f_min, f_max,
                                                          mel_n, sample_rate, mel_norm,
-                                                         mel_formula != 0);
-
-    std::vector<float> seg(n, 0.0f), comp(2 * n, 0.0f), magnitude(bins, 0.0f),
-        band(bands, 0.0f), scratch;
-    if (frame_n < 1) return;
-
+                                                         mel_formula != VOREL_AUDIO_MEL_FORMULA_SLANEY);
+    ws.allocate();
+    std::vector<float>&seg = ws[one.seg], &comp = ws[one.comp], &scratch = ws[one.fft];
+    std::vector<float>&magnitude = ws[magnitude_part], &band = ws[band_part];
     const std::vector<BandSpan> spans = band_spans(fb);
-    std::size_t t = 0;
-    if (use_lanes) {
-        SpectrumLanes lanes(fft_n, fft_table, window, fft_norm_type, kernel);
-        std::vector<float> mag(kFrameLanes * bins);
-        const float exponent = power * 0.5f;
-        for (; t + kFrameLanes <= frames; t += kFrameLanes) {
-            lanes.transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
+    std::optional<SpectrumLanes> lanes;
+    if (split.lanes()) lanes.emplace(ws, lane_parts, fft_n, fft_table, window, fft_norm_type, isa);
+    float* const mag = ws[mag_part];
+    const float exponent = power * 0.5f;
+
+    simd::run_lanes_then_rest(
+        split,
+        [&](std::size_t t) {
+            lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
             for (std::size_t k = 0; k < bins; ++k) {
-                const float* b = lanes.bin(k);
+                const float* b = lanes->bin(k);
                 for (std::size_t l = 0; l < kFrameLanes; ++l)
                     mag[k * kFrameLanes + l] = complex_norm(b[l], b[kFrameLanes + l], exponent);
             }
-            bands_of_lanes(dst + t, frames, mag, fb, spans);
-        }
-    }
-    for (; t < frames; ++t) {
-        cut_frame(seg, src, sample_n, static_cast<int64_t>(t) * hop_n, center);
-        stft_core(comp, seg, fft_n, fft_table, window, fft_norm_type, scratch);
-        complex_norm_1d(magnitude, comp, power);
-        convert_freq_to_mel_1d(band, magnitude, fb, spans, mel_n);
-        for (std::size_t m = 0; m < bands; ++m) dst[m * frames + t] = band[m];
-    }
+            bands_of_lanes(dst + t, frames, mag, bins, fb, spans);
+        },
+        [&](std::size_t t) {
+            cut_frame(seg, src, sample_n, static_cast<int64_t>(t) * hop_n, center);
+            stft_core(comp, seg, fft_n, fft_table, window, fft_norm_type, scratch);
+            complex_norm_1d(magnitude, comp, power);
+            convert_freq_to_mel_1d(band, magnitude, fb, spans, mel_n);
+            for (std::size_t m = 0; m < bands; ++m) dst[m * frames + t] = band[m];
+        });
 }
 
 }  // namespace vorel::audio

@@ -6,17 +6,18 @@
 #include <vector>
 
 #include "mel/mel_filter_bank.h"
-#include "transform/fft_lanes.h"
+#include "simd/isa.h"
 
 namespace vorel::audio {
 
 // Band-major output packed with the computed frame count F = min(max_frame_n, frame count)
-// as row stride: dst[m * F + t]. A call that yields no frame leaves dst untouched. Full
-// groups of frames run in lanes with `kernel` (none: every frame on its own).
+// as row stride: dst[m * F + t]. A call that yields no frame returns before any table or
+// scratch is made, dst untouched; otherwise all scratch is made before the first value is
+// written. Full groups of frames run in the lanes of `isa` (scalar: every frame on its own).
 void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n,
                      int hop_n, int win_n, int win_type, int max_frame_n, int center,
                      float power, int fft_norm_type, float f_min, float f_max, int mel_n,
-                     int mel_norm, int mel_formula, simd::Isa kernel = simd::best_isa());
+                     int mel_norm, int mel_formula, simd::Isa isa = simd::best_isa());
 
 // band[m] = sum over j ascending of fb[m][j] * magnitude[j], left to right from +0.0.
 void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude,

@@ -31,15 +31,14 @@ inline WindowSpan window_span(std::size_t frame_n, std::size_t win_n) {
 // [begin, end) are multiplied, by the window value inside its span and by 0 on an odd
 // difference's extra sample; every other sample is replaced by 0.
 struct WindowFactors {
-    std::vector<float> weight;
     std::size_t begin, end;
 };
 
-inline WindowFactors window_factors(std::size_t frame_n, const std::vector<float>& window) {
+// Writes the window values into weight (frame_n floats, zero-filled beforehand).
+inline WindowFactors place_window(float* weight, std::size_t frame_n, const std::vector<float>& window) {
     const WindowSpan span = window_span(frame_n, window.size());
-    WindowFactors f{std::vector<float>(frame_n, 0.0f), span.half, span.half + span.used + (span.extra ? 1 : 0)};
-    std::copy_n(window.begin(), span.used, f.weight.begin() + static_cast<std::ptrdiff_t>(span.half));
-    return f;
+    std::copy_n(window.begin(), span.used, weight + span.half);
+    return {span.half, span.half + span.used + (span.extra ? 1 : 0)};
 }
 
 // Every float times factor, each product rounded on its own (the loop vectorises).

@@ -4,12 +4,17 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
+#include "common/working_set.h"
 #include "errors/checks.h"
+#include "simd/lanes.h"
+#include "stft/frame_lanes.h"
 #include "stft/frame_ops.h"
 #include "stft/window_table.h"
 #include "transform/fft.h"
 #include "transform/fft_table.h"
+#include "vorel_audio.h"
 
 namespace vorel::audio {
 
@@ -50,28 +55,25 @@ void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n,
                 std::vector<float>& scratch) {
     ifft(comp, fft_n, fft_table, scratch);
     apply_window_comp(frame, comp, window);
-    if (norm_type == 2) {
+    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) {
         scale_istft_scipy(frame, fft_n);
-    } else if (norm_type == 1) {
+    } else if (norm_type == VOREL_AUDIO_NORM_TYPE_TORCH) {
         scale_istft_torch(frame, window);
     }
 }
 
-void scale_istft_window_suqare_sum(std::vector<float>& y, const std::vector<float>& window,
-                                   int fft_n, int hop_n, int, int frame_n) {
-    std::vector<float> squares(window.size());
-    for (std::size_t i = 0; i < window.size(); ++i) squares[i] = window[i] * window[i];
+void scale_istft_window_suqare_sum(float* y, float* sums, std::size_t len, const std::vector<float>& window,
+                                   int fft_n, int hop_n, int frame_n) {
     const std::size_t n = fft_n > 0 ? static_cast<std::size_t>(fft_n) : 0;
     const WindowSpan span = window_span(n, window.size());
     const std::size_t hop = static_cast<std::size_t>(hop_n);
-    std::vector<float> sums(n + static_cast<std::size_t>(frame_n - 1) * hop, 0.0f);
+    std::fill_n(sums, len, 0.0f);
     for (int t = 0; t < frame_n; ++t) {
-        float* s = sums.data() + static_cast<std::size_t>(t) * hop + span.half;
-        for (std::size_t i = 0; i < span.used; ++i) s[i] += squares[i];
+        float* s = sums + static_cast<std::size_t>(t) * hop + span.half;
+        for (std::size_t i = 0; i < span.used; ++i) s[i] += window[i] * window[i];
     }
-    const std::size_t c = std::min(sums.size(), y.size() / 2);
-    for (std::size_t i = 0; i < c; ++i)
-        if (static_cast<double>(sums[i]) > 1e-10) y[2 * i] = y[2 * i] / sums[i];
+    for (std::size_t i = 0; i < len; ++i)
+        if (static_cast<double>(sums[i]) > 1e-10) y[i] = y[i] / sums[i];
 }
 
 namespace {
@@ -90,89 +92,92 @@ void gather_column(std::vector<float>& comp, const float* src, std::size_t frame
     for (std::size_t k = 0; k < fft_n; ++k) column_bin(src, frame_n, freq_n, fft_n, t, k, comp[2 * k], comp[2 * k + 1]);
 }
 
-// Columns t0 .. t0 + kFrameLanes - 1 transformed in lanes, then windowed, scaled and added to
-// y frame after frame, as the frame loop adds them. Only real parts reach the output, and
-// nothing mixes the parts after the transform, so the imaginary ones are not accumulated.
-class InverseLanes {
-public:
-    InverseLanes(std::size_t fft_n, const std::vector<float>& window, int norm_type, simd::Isa kernel)
-        : n_(fft_n),
-          norm_type_(norm_type),
-          factor_(static_cast<float>(fft_n) * 0.5f),
-          kernel_(kernel),
-          plan_(make_frame_lane_plan(fft_n)),
-          factors_(window_factors(fft_n, window)),
-          data_(kLaneStride * fft_n),
-          spare_(kLaneStride * fft_n) {}
-
-    void add(float* y, const float* src, std::size_t frame_n, std::size_t freq_n, std::size_t hop, std::size_t t0,
-             const std::vector<float>& fft_table) {
-        for (std::size_t j = 0; j < n_; ++j) {
-            float* to = data_.data() + kLaneStride * j;
-            for (std::size_t l = 0; l < kFrameLanes; ++l)
-                column_bin(src, frame_n, freq_n, n_, t0 + l, plan_.in_pos[j], to[l], to[kFrameLanes + l]);
-        }
-        const float* out = fft_lanes(data_.data(), spare_.data(), plan_, fft_table, true, kernel_);
-        for (std::size_t l = 0; l < kFrameLanes; ++l) {
-            float* acc = y + 2 * (t0 + l) * hop;
-            for (std::size_t i = 0; i < n_; ++i) {
-                const bool kept = i >= factors_.begin && i < factors_.end;
-                float v = kept ? out[kLaneStride * plan_.out_pos[i] + l] * factors_.weight[i] : 0.0f;
-                if (norm_type_ == 2) v = v * factor_;
-                acc[2 * i] += v;
-            }
-        }
-    }
-
-private:
-    std::size_t n_;
-    int norm_type_;
-    float factor_;
-    simd::Isa kernel_;
-    FrameLanePlan plan_;
-    WindowFactors factors_;
-    std::vector<float> data_, spare_;
-};
+// Frames whose samples reach the output: the copy reads the accumulator below `reach`, and a
+// frame starting at or past it adds nothing there. Every sample below `reach` gets the sums of
+// the same frames in the same order as with all frames, so its bits do not change.
+std::size_t frames_reaching(std::size_t frame_n, std::size_t hop, std::size_t reach) {
+    return hop == 0 ? frame_n : std::min(frame_n, (reach - 1) / hop + 1);
+}
 
 }  // namespace
 
 void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n,
                          int win_n, int win_type, int max_sample_n, int center, int norm_type,
-                         simd::Isa kernel) {
+                         simd::Isa isa) {
     const int64_t fft_n64 = 2 * static_cast<int64_t>(freq_n) - 2;
     // A transform length beyond int is refused like a length below 1.
     require(fft_n64 <= INT32_MAX, "Invalid value of fft points.");
     const int fft_n = static_cast<int>(fft_n64);
-    const std::vector<float>& fft_table = FftTable::instance().ref_inv_table(fft_n);
-    const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
-
+    require(fft_n >= 1, "Invalid value of fft points.");
     const std::size_t n = static_cast<std::size_t>(fft_n);
     const std::size_t hop = static_cast<std::size_t>(hop_n);
-    const std::size_t total_n = n + static_cast<std::size_t>(frame_n - 1) * hop;
-    const std::size_t frames = static_cast<std::size_t>(frame_n);
-    std::vector<float> comp(2 * n, 0.0f);
-    std::vector<float> frame(2 * n, 0.0f);
-    std::vector<float> y(2 * total_n, 0.0f);
-    std::vector<float> scratch;
-
-    std::size_t t = 0;
-    if (kernel != simd::Isa::scalar && frames >= kFrameLanes && lanes_suit(n)) {
-        InverseLanes lanes(n, window, norm_type, kernel);
-        for (; t + kFrameLanes <= frames; t += kFrameLanes)
-            lanes.add(y.data(), src, frames, static_cast<std::size_t>(freq_n), hop, t, fft_table);
-    }
-    for (; t < frames; ++t) {
-        gather_column(comp, src, frames, static_cast<std::size_t>(freq_n), n, t);
-        istft_core(frame, comp, fft_n, fft_table, window, norm_type, scratch);
-        float* acc = y.data() + 2 * t * hop;
-        for (std::size_t i = 0; i < 2 * n; ++i) acc[i] += frame[i];
-    }
-    scale_istft_window_suqare_sum(y, window, fft_n, hop_n, 0, frame_n);
-
-    // Centring drops fft_n/2 samples at the front; the copy stops at the accumulator's end.
-    const std::size_t off = center != 0 ? n / 2 : 0;
+    const std::size_t bins = static_cast<std::size_t>(freq_n);
+    const std::size_t all_frames = static_cast<std::size_t>(frame_n);
+    const std::size_t total_n = n + (all_frames - 1) * hop;
+    // Centring drops fft_n/2 samples at the front; the copy stops at the signal's end.
+    const std::size_t off = center != VOREL_AUDIO_CENTER_NONE ? n / 2 : 0;
     const std::size_t out_n = std::min(total_n - off, static_cast<std::size_t>(max_sample_n));
-    for (std::size_t i = 0; i < out_n; ++i) dst[i] = y[2 * (off + i)];
+    const std::size_t frames = frames_reaching(all_frames, hop, off + out_n);
+    const std::size_t acc_n = n + (frames - 1) * hop;
+    const simd::LaneSplit split = simd::split_lanes(frames, frame_lane_width(isa), lanes_suit(n));
+
+    WorkingSet ws;
+    const VectorPart comp_part = ws.vector(2 * n), frame_part = ws.vector(2 * n);
+    const VectorPart fft_part = ws.vector(is_pow2(fft_n) ? 0 : 2 * n);
+    const Part<float> acc_part = ws.part<float>(acc_n), sums_part = ws.part<float>(acc_n);
+    FrameLanes::Parts lane_parts{};
+    Part<float> weight_part{};
+    if (split.lanes()) lane_parts = FrameLanes::declare(ws, n), weight_part = ws.part<float>(n);
+    ws.outside(fft_work_bytes(fft_n) + static_cast<std::size_t>(win_n) * sizeof(float));
+    ws.require_fits();
+    const std::vector<float>& fft_table = FftTable::instance().ref_inv_table(fft_n);
+    const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
+    ws.allocate();
+    std::vector<float>&comp = ws[comp_part], &frame = ws[frame_part], &scratch = ws[fft_part];
+    float* const y = ws[acc_part];  // real parts only: nothing mixes them with the imaginary ones
+    std::optional<FrameLanes> lanes;
+    WindowFactors factors{0, 0};
+    if (split.lanes()) {
+        lanes.emplace(ws, lane_parts, n, fft_table, isa);
+        factors = place_window(ws[weight_part], n, window);
+    }
+    const float* const weight = ws[weight_part];
+    const float scipy_factor = static_cast<float>(fft_n) * 0.5f;
+
+    simd::run_lanes_then_rest(
+        split,
+        // Columns t0 .. t0 + kFrameLanes - 1 transformed in lanes, then windowed, scaled and
+        // added frame after frame, as the frame loop adds them.
+        [&](std::size_t t0) {
+            for (std::size_t j = 0; j < n; ++j) {
+                float* to = lanes->in(j);
+                for (std::size_t l = 0; l < kFrameLanes; ++l)
+                    column_bin(src, all_frames, bins, n, t0 + l, lanes->plan().in_pos[j], to[l], to[kFrameLanes + l]);
+            }
+            lanes->transform(true);
+            for (std::size_t l = 0; l < kFrameLanes; ++l) {
+                float* acc = y + (t0 + l) * hop;
+                for (std::size_t i = 0; i < n; ++i) {
+                    const bool kept = i >= factors.begin && i < factors.end;
+                    float v = kept ? lanes->out(i)[l] * weight[i] : 0.0f;
+                    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) v = v * scipy_factor;
+                    acc[i] += v;
+                }
+            }
+        },
+        [&](std::size_t t) {
+            gather_column(comp, src, all_frames, bins, n, t);
+            istft_core(frame, comp, fft_n, fft_table, window, norm_type, scratch);
+            float* acc = y + t * hop;
+            for (std::size_t i = 0; i < n; ++i) acc[i] += frame[2 * i];
+        });
+    scale_istft_window_suqare_sum(y, ws[sums_part], acc_n, window, fft_n, hop_n, static_cast<int>(frames));
+
+    // Samples in a gap between frames (a hop longer than the frame) past the last frame that
+    // reaches the output were never added to: +0.0, as an accumulator over all frames holds.
+    const std::size_t stored = std::min(out_n, acc_n - std::min(acc_n, off));
+    std::copy_n(y + off, stored, dst);
+    std::fill_n(dst + stored, out_n - stored, 0.0f);
 }
 
 }  // namespace vorel::audio

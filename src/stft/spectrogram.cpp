@@ -5,15 +5,17 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
-#include "common/float4.h"
 #include "features/complex_norm.h"
+#include "simd/lanes.h"
 #include "stft/frame_ops.h"
 #include "stft/framing.h"
 #include "stft/spectrum_lanes.h"
 #include "stft/window_table.h"
 #include "transform/fft.h"
 #include "transform/fft_table.h"
+#include "vorel_audio.h"
 
 namespace vorel::audio {
 
@@ -35,6 +37,17 @@ float torch_norm_factor(const std::vector<float>& window) {
 
 float scipy_norm_factor(int fft_n) { return 2.0f / static_cast<float>(fft_n); }
 
+float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& window) {
+    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) return scipy_norm_factor(fft_n);
+    if (norm_type == VOREL_AUDIO_NORM_TYPE_TORCH) return torch_norm_factor(window);
+    return 1.0f;
+}
+
+StftScratch StftScratch::declare(WorkingSet& ws, std::size_t n) {
+    // Powers of two transform in place; the mixed-radix path moves through 2 n floats.
+    return {ws.vector(n), ws.vector(2 * n), ws.vector(is_pow2(static_cast<int>(n)) ? 0 : 2 * n)};
+}
+
 void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window) {
     scale_floats(comp, torch_norm_factor(window));
 }
@@ -47,9 +60,9 @@ void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n,
     apply_window(seg, window);
     fft_pre_process(comp, seg.data(), fft_n);
     fft(comp, fft_n, fft_table, scratch);
-    if (norm_type == 2) {
+    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) {
         scale_stft_scipy(comp, fft_n);
-    } else if (norm_type == 1) {
+    } else if (norm_type == VOREL_AUDIO_NORM_TYPE_TORCH) {
         scale_stft_torch(comp, window);
     }
 }
@@ -64,11 +77,9 @@ inline void store_cell(float* cell, float re, float im, float power) {
 
 // The bins of all lanes as (re, im) pairs: lane l to cell[2l], cell[2l + 1]. Only moves.
 inline void interleave_lanes(float* cell, const float* bin) {
-    for (std::size_t l = 0; l < kFrameLanes; l += 4) {
-        const float4 re = load4(bin + l), im = load4(bin + kFrameLanes + l);
-        store4(cell + 2 * l, __builtin_shufflevector(re, im, 0, 4, 1, 5));
-        store4(cell + 2 * l + 4, __builtin_shufflevector(re, im, 2, 6, 3, 7));
-    }
+    for (std::size_t l = 0; l < kFrameLanes; l += 4)
+        simd::store_interleaved(cell + 2 * l, simd::load<simd::float4>(bin + l),
+                                simd::load<simd::float4>(bin + kFrameLanes + l));
 }
 
 }  // namespace
@@ -76,7 +87,7 @@ inline void interleave_lanes(float* cell, const float* bin) {
 int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame_n) {
     int frame_n = std::min(get_frame_len(sample_n, fft_n, hop_n, center), max_frame_n);
     // A positive count implies hop_n > 0.
-    if (center != 1 && center != 2 && frame_n > 0) {
+    if (center == VOREL_AUDIO_CENTER_NONE && frame_n > 0) {
         const int64_t inside = (static_cast<int64_t>(sample_n) - fft_n) / hop_n + 1;
         frame_n = static_cast<int>(std::min<int64_t>(frame_n, inside));
     }
@@ -84,39 +95,51 @@ int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame
 }
 
 void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n,
-                 int win_type, int max_frame_n, int center, float power, int norm_type, simd::Isa kernel) {
+                 int win_type, int max_frame_n, int center, float power, int norm_type, simd::Isa isa) {
     const int frame_n = stft_frame_len(sample_n, fft_n, hop_n, center, max_frame_n);
     // Without a frame nothing is written; tables and scratch sized by fft_n are not built
     // either, so a short signal with a huge fft_n returns at once.
     if (frame_n < 1) return;
-    const std::vector<float>& fft_table = FftTable::instance().ref_table(fft_n);
-    const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
     const std::size_t n = static_cast<std::size_t>(fft_n);
     const std::size_t freq_n = n / 2 + 1;
     const std::size_t stride = 2 * static_cast<std::size_t>(max_frame_n);
-    const std::size_t frames = static_cast<std::size_t>(frame_n);
-    std::size_t t = 0;
-    if (kernel != simd::Isa::scalar && frames >= kFrameLanes && lanes_suit(n)) {
-        SpectrumLanes lanes(fft_n, fft_table, window, norm_type, kernel);
-        for (; t + kFrameLanes <= frames; t += kFrameLanes) {
-            lanes.transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
+    const simd::LaneSplit split =
+        simd::split_lanes(static_cast<std::size_t>(frame_n), frame_lane_width(isa), lanes_suit(n));
+
+    WorkingSet ws;
+    const StftScratch one = StftScratch::declare(ws, n);
+    SpectrumLanes::Parts lane_parts{};
+    if (split.lanes()) lane_parts = SpectrumLanes::declare(ws, n);
+    ws.outside(fft_work_bytes(fft_n) + static_cast<std::size_t>(win_n) * sizeof(float));
+    ws.require_fits();
+    const std::vector<float>& fft_table = FftTable::instance().ref_table(fft_n);
+    const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
+    ws.allocate();
+    std::optional<SpectrumLanes> lanes;
+    if (split.lanes()) lanes.emplace(ws, lane_parts, fft_n, fft_table, window, norm_type, isa);
+    std::vector<float>&seg = ws[one.seg], &comp = ws[one.comp], &scratch = ws[one.fft];
+
+    simd::run_lanes_then_rest(
+        split,
+        [&](std::size_t t) {
+            lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
             for (std::size_t k = 0; k < freq_n; ++k) {
-                const float* b = lanes.bin(k);
+                const float* b = lanes->bin(k);
                 float* cell = dst + k * stride + 2 * t;
                 if (power > 0.0f)
-                    for (std::size_t l = 0; l < kFrameLanes; ++l) store_cell(cell + 2 * l, b[l], b[kFrameLanes + l], power);
+                    for (std::size_t l = 0; l < kFrameLanes; ++l)
+                        store_cell(cell + 2 * l, b[l], b[kFrameLanes + l], power);
                 else
                     interleave_lanes(cell, b);
             }
-        }
-    }
-    std::vector<float> seg(n, 0.0f), comp(2 * n, 0.0f), scratch;
-    for (; t < frames; ++t) {
-        cut_frame(seg, src, sample_n, static_cast<int64_t>(t) * hop_n, center);
-        stft_core(comp, seg, fft_n, fft_table, window, norm_type, scratch);
-        // Bins above fft_n/2 are dropped, so their norms are never taken.
-        for (std::size_t k = 0; k < freq_n; ++k) store_cell(dst + k * stride + 2 * t, comp[2 * k], comp[2 * k + 1], power);
-    }
+        },
+        [&](std::size_t t) {
+            cut_frame(seg, src, sample_n, static_cast<int64_t>(t) * hop_n, center);
+            stft_core(comp, seg, fft_n, fft_table, window, norm_type, scratch);
+            // Bins above fft_n/2 are dropped, so their norms are never taken.
+            for (std::size_t k = 0; k < freq_n; ++k)
+                store_cell(dst + k * stride + 2 * t, comp[2 * k], comp[2 * k + 1], power);
+        });
 }
 
 }  // namespace vorel::audio

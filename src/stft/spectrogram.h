@@ -4,7 +4,8 @@
 
 #include <vector>
 
-#include "transform/fft_lanes.h"
+#include "common/working_set.h"
+#include "simd/isa.h"
 
 namespace vorel::audio {
 
@@ -15,14 +16,22 @@ int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame
 
 // Fills the first stft_frame_len(...) columns of dst (freq_n = fft_n/2 + 1 rows of
 // max_frame_n cells of two floats). Expects win_n <= fft_n + 1, which the caller checks.
-// Full groups of frames run in lanes with `kernel` (none: every frame on its own).
+// Full groups of frames run in the lanes of `isa` (scalar: every frame on its own). All
+// scratch is allocated before the first cell is written.
 void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n,
                  int win_type, int max_frame_n, int center, float power, int norm_type,
-                 simd::Isa kernel = simd::best_isa());
+                 simd::Isa isa = simd::best_isa());
 
 // seg (fft_n real samples) -> comp (fft_n complex bins), windowed, transformed and scaled by
-// norm_type (1: 1/sqrt(sum of window squares), 2: 2/fft_n, otherwise none). seg is windowed
+// norm_type (torch: 1/sqrt(sum of window squares), scipy: 2/fft_n, none: no factor). seg is windowed
 // in place. `scratch` serves the transform, so that a frame loop allocates once.
+// The per-frame scratch of stft_core for frames of n samples: the segment, the spectrum and
+// the transform's scratch, declared in a working set.
+struct StftScratch {
+    VectorPart seg, comp, fft;
+    static StftScratch declare(WorkingSet& ws, std::size_t n);
+};
+
 void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n,
                const std::vector<float>& fft_table, const std::vector<float>& window, int norm_type,
                std::vector<float>& scratch);
@@ -32,9 +41,11 @@ void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n,
 // sample meets a window value of 0. A window longer than seg gives its first seg.size() samples.
 void apply_window(std::vector<float>& seg, const std::vector<float>& window);
 
-// The factors of norm_type 1 (1/sqrt of the sum of window squares, summed in order) and 2.
+// The factors of the torch norm (1/sqrt of the sum of window squares, summed in order) and of
+// the scipy norm; stft_norm_factor gives the one of norm_type, 1 for none.
 float torch_norm_factor(const std::vector<float>& window);
 float scipy_norm_factor(int fft_n);
+float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& window);
 
 void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window);
 void scale_stft_scipy(std::vector<float>& comp, int fft_n);

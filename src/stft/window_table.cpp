@@ -6,6 +6,7 @@
 #include <cstddef>
 
 #include "common/process_table.h"
+#include "vorel_audio.h"
 
 namespace vorel::audio {
 
@@ -15,12 +16,12 @@ WindowTable& WindowTable::instance() {
 }
 
 const std::vector<float>& WindowTable::ref_table(int n, int win_type) {
-    auto& map = win_type == 2 ? hamming : hann;
+    auto& map = win_type == VOREL_AUDIO_WIN_TYPE_HAMMING ? hamming : hann;
     return lock_build_find(lock, map, n, [&] { init_window(n, win_type); });
 }
 
 void WindowTable::init_window(int n, int win_type) {
-    const bool is_hamming = win_type == 2;
+    const bool is_hamming = win_type == VOREL_AUDIO_WIN_TYPE_HAMMING;
     auto& map = is_hamming ? hamming : hann;
     if (map.find(n) != map.end()) return;
     // Built whole in a local first: a failed allocation leaves no half-built entry behind.

@@ -1,6 +1,6 @@
 // The mel spectrogram end to end: bit for bit against the spectrogram followed by the filter bank
-// product (each held to its own double reference), frames in lanes against frame by frame, its
-// packing, its checks, and NaN or huge arguments.
+// product (each held to its own double reference) and every level against the scalar path, its
+// packing, its checks, NaN or huge arguments, and what it allocates.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -11,6 +11,8 @@
 
 #include "mel/mel_spectrogram.h"
 #include "stft/framing.h"
+#include "common/isa_kit.h"
+#include "stft/counting_new.h"
 #include "stft/stft_reference.h"
 #include "vorel_audio.h"
 
@@ -79,29 +81,31 @@ std::vector<Config> configs() {
 
 }  // namespace
 
-TEST(MelSpectrogram, EqualsSpectrogramThenProductAndLanesEqualFramesBitForBit) {
+class MelLevels : public vorel::audio::testing::EachIsa {};
+VOREL_FOR_EACH_ISA(MelLevels);
+
+// At every level, bit for bit: the scalar path, and the exported spectrogram then the product.
+TEST_P(MelLevels, EqualTheScalarPathAndSpectrogramThenProduct) {
     std::vector<float> x = stft_ref::test_signal(3001, 9), loud = x;
     // Finite samples whose squared spectra overflow give infinite norms, which meet the zero
     // weights outside the spans; infinite and NaN samples reach every band of their frames.
     loud[1500] = 1e20f, loud[2200] = kNaN, loud[2600] = std::numeric_limits<float>::infinity();
-    std::vector<vorel::audio::simd::Isa> kernels{vorel::audio::simd::Isa::sse2};
-    if (__builtin_cpu_supports("avx2")) kernels.push_back(vorel::audio::simd::Isa::avx2);
     for (const std::vector<float>* signal : {&x, &loud})
         for (const Config& c : configs()) {
-            SCOPED_TRACE(testing::Message() << "fft " << c.fft_n << " center " << c.center << " power " << c.power);
-            const std::vector<float> got = mel(*signal, c);
-            expect_same_bits(got, spectrogram_then_product(*signal, c));
-            auto run_with = [&](vorel::audio::simd::Isa kernel) {
-                std::vector<float> dst(got.size(), -7.25f);
+            SCOPED_TRACE(::testing::Message() << "fft " << c.fft_n << " center " << c.center << " power " << c.power);
+            const int frames = frames_of(*signal, c);
+            auto at = [&](vorel::audio::simd::Isa isa) {
+                std::vector<float> dst(static_cast<std::size_t>(c.mel_n) * frames, -7.25f);
                 vorel::audio::mel_spectrogram(dst.data(), signal->data(), 3001, c.rate, c.fft_n, c.hop_n, c.win_n,
-                                              c.win_type, frames_of(*signal, c), c.center, c.power, c.norm_type, c.f_min,
-                                              c.f_max, c.mel_n, c.mel_norm, c.mel_formula, kernel);
+                                              c.win_type, frames, c.center, c.power, c.norm_type, c.f_min, c.f_max,
+                                              c.mel_n, c.mel_norm, c.mel_formula, isa);
                 return dst;
             };
-            const std::vector<float> want = run_with(vorel::audio::simd::Isa::scalar);
-            for (auto kernel : kernels) expect_same_bits(run_with(kernel), want);
+            const std::vector<float> got = at(GetParam());
+            expect_same_bits(got, at(vorel::audio::simd::Isa::scalar));
+            expect_same_bits(got, spectrogram_then_product(*signal, c));
             if (signal != &loud || c.fft_n != 400 || c.center != 1) continue;
-            for (int m : {0, c.mel_n - 1}) EXPECT_TRUE(std::isnan(got[m * frames_of(loud, c) + 2200 / 160])) << m;
+            for (int m : {0, c.mel_n - 1}) EXPECT_TRUE(std::isnan(got[m * frames + 2200 / 160])) << m;
         }
 }
 
@@ -190,12 +194,36 @@ TEST(MelSpectrogramCall, NanAndHugeArgumentsEndInAStatus) {
     c.f_max = kNaN;
     c.rate = 16001;  // a key of its own: a NaN limit is equivalent to any other in the cache
     for (float v : mel(x, c)) EXPECT_TRUE(std::isnan(v));
-    // Tables beyond any machine are refused before they are built; fft_n + 1 must not wrap.
+    // Tables beyond any machine are refused before they are built, output untouched.
+    const std::vector<float> long_signal = stft_ref::test_signal(1 << 20, 8);
     std::vector<float> out(16, 1.0f);
-    for (auto [fft_n, win_n, mel_n] : {std::array<int, 3>{INT_MAX, 4, INT_MAX / 2}, {1 << 30, 4, 1 << 20}, {INT_MAX, 400, 40}}) {
-        c = Config{};
-        c.fft_n = fft_n, c.win_n = win_n, c.mel_n = mel_n;
-        EXPECT_EQ(run(out, x, c, 1), VOREL_STATUS_OUT_OF_MEMORY);
-    }
+    c = Config{};
+    c.fft_n = 1 << 20, c.win_n = 4, c.mel_n = 1 << 19;
+    EXPECT_EQ(run(out, long_signal, c, 1), VOREL_STATUS_OUT_OF_MEMORY);
     EXPECT_EQ(out, std::vector<float>(16, 1.0f));
+}
+
+TEST(MelSpectrogramCall, NoFrameBuildsNothing) {
+    // A frame longer than the signal: no table and no scratch, not even for 2^24 or INT_MAX.
+    const std::vector<float> x = {0.25f, -0.5f};
+    for (int fft_n : {1 << 24, 1 << 30, INT_MAX}) {
+        Config c;
+        c.fft_n = fft_n, c.win_n = fft_n, c.mel_n = 1;
+        std::vector<float> out(4, 1.0f);
+        counting_new::Watch watch;
+        EXPECT_EQ(run(out, x, c, 1), VOREL_STATUS_SUCCESS);
+        EXPECT_EQ(counting_new::allocations.load(), 0);
+        EXPECT_EQ(out, std::vector<float>(4, 1.0f));
+    }
+}
+
+TEST(MelSpectrogramCall, OutOfMemoryAnywhereLeavesTheOutputUntouched) {
+    // 13 frames: a group in lanes, then a tail, with padded frames at both ends.
+    const std::vector<float> x = stft_ref::test_signal(2000, 4);
+    Config c;
+    c.mel_n = 10;
+    const std::vector<float> want = mel(x, c);  // the tables are cached from here on
+    auto call = [&](std::vector<float>& out) { return run(out, x, c, INT_MAX); };
+    // The sweep must reach the scratch of the lanes and of the single frames.
+    EXPECT_GT(counting_new::sweep_failures(want, -1.5f, call, expect_same_bits), 5);
 }

@@ -1,6 +1,6 @@
 // Spectrograms against a double-precision windowed DFT of each frame over every framing mode,
-// window placement, scaling and power; frames in lanes against the per-frame path to the bit;
-// short signals, the scale order and the checks.
+// window placement, scaling and power; every level against the scalar path to the bit, forward
+// and inverse; short signals, the scale order and the checks.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,9 +8,11 @@
 #include <limits>
 #include <vector>
 
+#include "stft/inverse_spectrogram.h"
 #include "stft/spectrogram.h"
 #include "stft/window_table.h"
 #include "stft_reference.h"
+#include "common/isa_kit.h"
 #include "vorel_audio.h"
 
 using namespace vorel::audio;
@@ -75,7 +77,7 @@ TEST(Spectrogram, MatchesWindowedDftInEveryModeAndPlacement) {
         for (int center : {0, 1, 2})
             for (int norm : {0, 1, 2})
                 for (float power : {0.0f, 2.0f, 0.7f}) {
-                    SCOPED_TRACE(testing::Message() << "fft " << s[0] << " win " << s[1] << " center " << center
+                    SCOPED_TRACE(::testing::Message() << "fft " << s[0] << " win " << s[1] << " center " << center
                                                     << " norm " << norm << " power " << power);
                     const int frames = stft_ref::frame_count(57, s[0], 5, center);
                     // More columns than frames, and fewer: the stride is always max_frame_n.
@@ -87,30 +89,48 @@ TEST(Spectrogram, MatchesWindowedDftInEveryModeAndPlacement) {
     expect_matches_reference({0.5f, -1.0f, 2.0f}, {3, 3, 1, 3, 2, 5, 1, 0.0f, 1});
 }
 
-TEST(Spectrogram, LanesMatchThePerFramePathBitForBit) {
+class ShortTimeLevels : public vorel::audio::testing::EachIsa {};
+VOREL_FOR_EACH_ISA(ShortTimeLevels);
+
+// Each level against the scalar path, forward and back, over frame counts that leave a tail.
+TEST_P(ShortTimeLevels, EqualTheScalarPathBitForBit) {
     std::vector<float> x = stft_ref::test_signal(4000, 11);
-    auto expect_lanes_match = [&](const Call& c) {
+    auto expect_level_matches = [&](const Call& c) {
         const int frames = stft_frame_len(c.sample_n, c.fft_n, c.hop_n, c.center, 1 << 20);
-        auto with = [&](simd::Isa kernel) {
+        auto forward = [&](simd::Isa isa) {
             std::vector<float> dst(2 * static_cast<std::size_t>(c.fft_n / 2 + 1) * frames, kSentinel);
             spectrogram(dst.data(), x.data(), c.sample_n, c.fft_n, c.hop_n, c.win_n, c.win_type, frames, c.center,
-                        c.power, c.norm_type, kernel);
+                        c.power, c.norm_type, isa);
             return dst;
         };
-        const std::vector<float> want = with(simd::Isa::scalar);
-        stft_ref::expect_same_bits(with(simd::Isa::sse2), want);
-        if (__builtin_cpu_supports("avx2")) stft_ref::expect_same_bits(with(simd::Isa::avx2), want);
+        const std::vector<float> spectrum = forward(simd::Isa::scalar);
+        stft_ref::expect_same_bits(forward(GetParam()), spectrum);
+        if (c.power > 0.0f) return;
+        const int freq_n = c.fft_n / 2 + 1, inverse_n = 2 * freq_n - 2;
+        const int sample_n = get_sample_len(frames, freq_n, c.hop_n, c.center != 0);
+        // Every sample, and a cut after ten frames that leaves the later ones out.
+        for (int max_sample_n : {sample_n, 9 * c.hop_n + 5}) {
+            auto inverse = [&](simd::Isa isa) {
+                std::vector<float> dst(static_cast<std::size_t>(max_sample_n), kSentinel);
+                inverse_spectrogram(dst.data(), spectrum.data(), frames, freq_n, c.hop_n, std::min(c.win_n, inverse_n),
+                                    c.win_type, max_sample_n, c.center, c.norm_type, isa);
+                return dst;
+            };
+            stft_ref::expect_same_bits(inverse(GetParam()), inverse(simd::Isa::scalar));
+        }
     };
-    // Frame counts of 20 to 41 with these hops: never a whole number of groups.
+    // Frame counts of 20 to 41 with these hops, never a whole number of groups; 7 frames: no group.
     for (int fft_n : {400, 512, 401, 12})
         for (int center : {0, 1, 2})
             for (int norm : {0, 1, 2})
                 for (float power : {0.0f, 2.0f, 0.7f}) {
-                    SCOPED_TRACE(testing::Message() << fft_n << " " << center << " " << norm << " " << power);
-                    expect_lanes_match({4000, fft_n, fft_n / 4 + 3, fft_n == 12 ? 12 : fft_n - 55, 1, 0, center, power, norm});
+                    SCOPED_TRACE(::testing::Message() << fft_n << " " << center << " " << norm << " " << power);
+                    expect_level_matches({4000, fft_n, fft_n / 4 + 3, fft_n == 12 ? 12 : fft_n - 55, 1 + norm % 2, 0,
+                                          center, power, norm});
                 }
+    expect_level_matches({4000, 400, 600, 400, 2, 0, 1, 2.0f, 1});
     x[100] = kInf, x[1700] = std::numeric_limits<float>::quiet_NaN(), x[2500] = -kInf;
-    for (float power : {0.0f, 2.0f}) expect_lanes_match({4000, 512, 160, 512, 2, 0, 1, power, 1});
+    for (float power : {0.0f, 2.0f}) expect_level_matches({4000, 512, 160, 512, 2, 0, 1, power, 1});
 }
 
 TEST(Spectrogram, NoFrameWritesNothingAndNaNPowerActsAsZero) {

@@ -1,0 +1,56 @@
+// Independent items in lanes, then the rest one by one: the one driver of every frame loop
+// that runs groups of frames through vector lanes. Full groups of `width` items go to the
+// group body, the items after the last full group to the single-item body, both in ascending
+// order. Each lane does what the single-item body does, so the split never changes a bit.
+// Also the moves that bring items into lanes: a lane holds one item, so a block of samples of
+// several items is transposed on its way in.
+#pragma once
+
+#include <cstddef>
+
+#include "simd/vec.h"
+
+namespace vorel::audio::simd {
+
+// How a run of items splits: [0, grouped) in groups of `width`, [grouped, n) one by one.
+struct LaneSplit {
+    std::size_t n = 0;
+    std::size_t width = 1;
+    std::size_t grouped = 0;
+    bool lanes() const { return grouped > 0; }
+};
+
+// `width` is what the level runs at once (1: no lanes); `suits` whether the items take lanes at
+// all (a frame too long for lane buffers does not). Fewer items than a group run one by one.
+inline LaneSplit split_lanes(std::size_t n, std::size_t width, bool suits) {
+    if (!suits || width < 2 || n < width) return {n, 1, 0};
+    return {n, width, n - n % width};
+}
+
+// group(first) for each full group, then single(t) for each remaining item.
+template <class Group, class Single>
+VOREL_INLINE void run_lanes_then_rest(const LaneSplit& split, Group&& group, Single&& single) {
+    std::size_t t = 0;
+    for (; t < split.grouped; t += split.width) group(t);
+    for (; t < split.n; ++t) single(t);
+}
+
+// Rows a, b, c, d become columns: afterwards a holds element 0 of each input, b element 1, ...
+VOREL_INLINE void transpose4(float4& a, float4& b, float4& c, float4& d) {
+    const float4 ab_lo = __builtin_shufflevector(a, b, 0, 4, 1, 5);
+    const float4 cd_lo = __builtin_shufflevector(c, d, 0, 4, 1, 5);
+    const float4 ab_hi = __builtin_shufflevector(a, b, 2, 6, 3, 7);
+    const float4 cd_hi = __builtin_shufflevector(c, d, 2, 6, 3, 7);
+    a = __builtin_shufflevector(ab_lo, cd_lo, 0, 1, 4, 5);
+    b = __builtin_shufflevector(ab_lo, cd_lo, 2, 3, 6, 7);
+    c = __builtin_shufflevector(ab_hi, cd_hi, 0, 1, 4, 5);
+    d = __builtin_shufflevector(ab_hi, cd_hi, 2, 3, 6, 7);
+}
+
+// Four lanes of real parts and four of imaginary parts as (re, im) pairs at cell[0..7].
+VOREL_INLINE void store_interleaved(float* cell, float4 re, float4 im) {
+    store(cell, float4(__builtin_shufflevector(re, im, 0, 4, 1, 5)));
+    store(cell + 4, float4(__builtin_shufflevector(re, im, 2, 6, 3, 7)));
+}
+
+}  // namespace vorel::audio::simd
