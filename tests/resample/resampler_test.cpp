@@ -14,11 +14,12 @@
 #include <vector>
 
 #include "resample/resample_filter_table.h"
-#include "resample/resample_lanes.h"
+#include "common/isa_kit.h"
 #include "resample/resampler.h"
 #include "vorel_audio.h"
 
 using namespace vorel::audio;
+using vorel::audio::testing::same_bits;
 
 namespace {
 
@@ -68,7 +69,6 @@ std::vector<float> convert(const std::vector<float>& x, int dst_rate, int src_ra
     return y;
 }
 
-bool same_bits(const float* a, const float* b, size_t n) { return std::memcmp(a, b, n * sizeof(float)) == 0; }
 
 }  // namespace
 
@@ -139,10 +139,11 @@ TEST(ResampleValues, DstMayOverlapTheSource) {
     }
 }
 
-namespace {
+// Each level's lanes against the plain walk, over whole blocks, their tails, cuts and edges.
+class ResampleLanes : public vorel::audio::testing::EachIsa {};
+VOREL_FOR_EACH_ISA(ResampleLanes);
 
-// Each lane path against the plain walk, over whole blocks, their tails, cuts and edges.
-void expect_path_matches_plain(ResamplePath path) {
+TEST_P(ResampleLanes, MatchThePlainWalkBitForBit) {
     const int cases[][3] = {{16000, 44100, 60000}, {16000, 48000, 30001}, {22050, 16000, 20000},
                             {2, 1, 5000},          {8000, 8000, 9000},    {48000, 44100, 20000},
                             {3, 2, 777},           {44101, 44100, 710000}, {441, 1, 300},
@@ -162,25 +163,11 @@ void expect_path_matches_plain(ResamplePath path) {
         for (int dst_n : {n, n - 1000, n + 7}) {
             if (dst_n < 1) continue;
             std::vector<float> fast(dst_n, -1.0f), plain(dst_n, -2.0f);
-            resample_by(path, fast.data(), x.data(), dst_rate, dst_n, src_rate, src_n);
-            resample_by(ResamplePath::plain, plain.data(), x.data(), dst_rate, dst_n, src_rate, src_n);
+            resample(fast.data(), x.data(), dst_rate, dst_n, src_rate, src_n, GetParam());
+            resample(plain.data(), x.data(), dst_rate, dst_n, src_rate, src_n, simd::Isa::scalar);
             EXPECT_TRUE(same_bits(fast.data(), plain.data(), dst_n)) << dst_rate << "/" << src_rate << " " << dst_n;
         }
     }
-}
-
-}  // namespace
-
-TEST(ResampleLanes, Sse2MatchesThePlainWalkBitForBit) { expect_path_matches_plain(ResamplePath::sse2); }
-
-TEST(ResampleLanes, Avx2MatchesThePlainWalkBitForBit) {
-    if (!avx2_supported()) GTEST_SKIP() << "no AVX2 on this CPU";
-    expect_path_matches_plain(ResamplePath::avx2);
-}
-
-TEST(ResampleLanes, Avx512MatchesThePlainWalkBitForBit) {
-    if (!avx512_supported()) GTEST_SKIP() << "no AVX-512 on this CPU";
-    expect_path_matches_plain(ResamplePath::avx512);
 }
 
 TEST(ResampleConcurrency, FirstUseFromManyThreadsGivesOneFilterAndOneResult) {
