@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "common/signal_padding.h"
 #include "errors/checks.h"
 #include "stft/framing.h"
 

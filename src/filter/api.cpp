@@ -59,7 +59,10 @@ extern "C" int vorelAudioFilterFilter(float* dst, const float* src, const float*
     if (any_null(dst, src, n_coef, d_coef)) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require_signal_and_filter_counts(dst_n, src_n, n_coef_n, d_coef_n);
-        require_one_of(pad_type, {0, 1, 2, 3}, "Invalid pad_type format.");
+        require_one_of(pad_type,
+                       {VOREL_AUDIO_PAD_TYPE_NONE, VOREL_AUDIO_PAD_TYPE_ODD, VOREL_AUDIO_PAD_TYPE_REFLECT,
+                        VOREL_AUDIO_PAD_TYPE_CONSTANT},
+                       "Invalid pad_type format.");
         require(pad_len >= 0, "Invalid pad_len value.");
         filtfilt(dst, src, n_coef, d_coef, dst_n, src_n, n_coef_n, d_coef_n, pad_type, pad_len);
     });

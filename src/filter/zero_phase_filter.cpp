@@ -13,9 +13,10 @@
 #include <stdexcept>
 #include <vector>
 
+#include "common/signal_padding.h"
 #include "filter/filter_initial_state.h"
 #include "filter/linear_filter.h"
-#include "stft/framing.h"
+#include "vorel_audio.h"
 
 namespace vorel::audio {
 
@@ -27,9 +28,9 @@ using Filler = void (*)(std::vector<float>&, const float*, int, int, int);
 
 Filler filler_for(int pad_type) {
     switch (pad_type) {
-        case 1: return extract_segment_sample_center_odd;
-        case 2: return extract_segment_sample_center_reflect;
-        case 3: return extract_segment_sample_center_constant;
+        case VOREL_AUDIO_PAD_TYPE_ODD: return extract_segment_sample_center_odd;
+        case VOREL_AUDIO_PAD_TYPE_REFLECT: return extract_segment_sample_center_reflect;
+        case VOREL_AUDIO_PAD_TYPE_CONSTANT: return extract_segment_sample_center_constant;
         default: fail("Invalid pad_type.");
     }
 }
@@ -98,7 +99,7 @@ void scale_state(std::vector<double>& state, const std::vector<double>& settled,
 void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_coef, int dst_n,
               int src_n, int n_coef_n, int d_coef_n, int pad_type, int pad_len) {
     if (src_n < 1) return;  // nothing to read, and no edge sample to extend from
-    const int pad = (pad_len < 0 || pad_type == 0) ? 0 : pad_len;
+    const int pad = (pad_len < 0 || pad_type == VOREL_AUDIO_PAD_TYPE_NONE) ? 0 : pad_len;
     if (static_cast<int64_t>(src_n) + 2 * static_cast<int64_t>(pad) > INT_MAX)
         throw std::length_error("extended signal longer than INT_MAX");
     const Filler fill = pad >= 1 ? filler_for(pad_type) : nullptr;
