@@ -33,9 +33,9 @@ int main() {
     if (!ok(vorelAudioGetFrameLen(&frame_n, sample_n, fft_n, hop_n, center), "vorelAudioGetFrameLen")) return 1;
     std::vector<float> mel(static_cast<std::size_t>(mel_n) * frame_n);
     if (!ok(vorelAudioGetMelSpectrogram(mel.data(), signal.data(), sample_n, sample_rate, fft_n, hop_n, win_n,
-                                        VOREL_AUDIO_WIN_TYPE_HANN, frame_n, center, 2.0f,
-                                        VOREL_AUDIO_NORM_TYPE_NONE, 0.0f, sample_rate / 2.0f, mel_n,
-                                        VOREL_AUDIO_MEL_NORM_AREA, VOREL_AUDIO_MEL_FORMULA_SLANEY),
+                                        VOREL_AUDIO_WIN_TYPE_HANN, frame_n, center, 2.0f, VOREL_AUDIO_NORM_TYPE_NONE,
+                                        0.0f, sample_rate / 2.0f, mel_n, VOREL_AUDIO_MEL_NORM_AREA,
+                                        VOREL_AUDIO_MEL_FORMULA_SLANEY),
             "vorelAudioGetMelSpectrogram"))
         return 1;
     // In place: decibels relative to the loudest cell, nothing below -80 dB.
@@ -49,7 +49,8 @@ int main() {
     std::printf("\n");
     for (int m = 0; m < mel_n; m += 8) {
         std::printf("%4d ", m);
-        for (int t = 0; t < frame_n; t += frame_n / 5) std::printf(" %7.2f", mel[static_cast<std::size_t>(m) * frame_n + t]);
+        for (int t = 0; t < frame_n; t += frame_n / 5)
+            std::printf(" %7.2f", mel[static_cast<std::size_t>(m) * frame_n + t]);
         std::printf("\n");
     }
     return 0;

@@ -34,27 +34,23 @@ inline int64_t mirror(int64_t q, int src_n) {
 
 }  // namespace
 
-void extract_segment_sample_center_reflect(std::vector<float>& dst, const float* src, int src_n,
-                                           int start, int pad) {
+void extract_segment_sample_center_reflect(std::vector<float>& dst, const float* src, int src_n, int start, int pad) {
     for (std::size_t i = 0; i < dst.size(); ++i) dst[i] = src[mirror(signal_pos(start, pad, i), src_n)];
 }
 
-void extract_segment_sample_center_zeros_padded(std::vector<float>& dst, const float* src,
-                                                int src_n, int start, int pad) {
+void extract_segment_sample_center_zeros_padded(std::vector<float>& dst, const float* src, int src_n, int start,
+                                                int pad) {
     for (std::size_t i = 0; i < dst.size(); ++i) {
         const int64_t q = signal_pos(start, pad, i);
         dst[i] = (q < 0 || q >= src_n) ? 0.0f : src[q];
     }
 }
 
-void extract_segment_sample_center_constant(std::vector<float>& dst, const float* src, int src_n,
-                                            int start, int pad) {
-    for (std::size_t i = 0; i < dst.size(); ++i)
-        dst[i] = src[clamp_index(signal_pos(start, pad, i), src_n)];
+void extract_segment_sample_center_constant(std::vector<float>& dst, const float* src, int src_n, int start, int pad) {
+    for (std::size_t i = 0; i < dst.size(); ++i) dst[i] = src[clamp_index(signal_pos(start, pad, i), src_n)];
 }
 
-void extract_segment_sample_center_odd(std::vector<float>& dst, const float* src, int src_n,
-                                       int start, int pad) {
+void extract_segment_sample_center_odd(std::vector<float>& dst, const float* src, int src_n, int start, int pad) {
     for (std::size_t i = 0; i < dst.size(); ++i) {
         const int64_t q = signal_pos(start, pad, i);
         if (q < 0) {

@@ -13,13 +13,10 @@ namespace vorel::audio {
 // repeat the edge (constant) or point-reflect through the edge (odd).
 // A mirrored index folds again while it lies outside the signal, so that nothing outside src is
 // ever read, however short the signal.
-void extract_segment_sample_center_reflect(std::vector<float>& dst, const float* src, int src_n,
-                                           int start, int pad);
-void extract_segment_sample_center_zeros_padded(std::vector<float>& dst, const float* src,
-                                                int src_n, int start, int pad);
-void extract_segment_sample_center_constant(std::vector<float>& dst, const float* src, int src_n,
-                                            int start, int pad);
-void extract_segment_sample_center_odd(std::vector<float>& dst, const float* src, int src_n,
-                                       int start, int pad);
+void extract_segment_sample_center_reflect(std::vector<float>& dst, const float* src, int src_n, int start, int pad);
+void extract_segment_sample_center_zeros_padded(std::vector<float>& dst, const float* src, int src_n, int start,
+                                                int pad);
+void extract_segment_sample_center_constant(std::vector<float>& dst, const float* src, int src_n, int start, int pad);
+void extract_segment_sample_center_odd(std::vector<float>& dst, const float* src, int src_n, int start, int pad);
 
 }  // namespace vorel::audio

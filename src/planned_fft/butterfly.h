@@ -15,8 +15,7 @@ namespace vorel::audio::qentor {
 // Above Isa::scalar pairs of butterflies run in vector lanes that round as the scalar code
 // does; a pair in which a product needs the recovery of infinite results is redone by the
 // plain code. At Isa::scalar one butterfly at a time: the reference, the same bits.
-void radix2_butterflies(Complex* lo, Complex* hi, const Complex* w, uint64_t count,
-                        simd::Isa isa = simd::best_isa());
+void radix2_butterflies(Complex* lo, Complex* hi, const Complex* w, uint64_t count, simd::Isa isa = simd::best_isa());
 void radix2_butterflies_scaled(Complex* lo, Complex* hi, const Complex* w, uint64_t count, float factor,
                                simd::Isa isa = simd::best_isa());
 

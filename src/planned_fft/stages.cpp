@@ -13,8 +13,8 @@ namespace {
 // One output column of a general butterfly: the inputs block[j + p l] against the table
 // entries (j + q l) p mod len. The table index walks by steps below len, so one subtraction
 // reduces it.
-Complex column_sum(const Complex* block, const std::vector<Complex>& W, uint64_t r, uint64_t l,
-                   uint64_t j, uint64_t q) {
+Complex column_sum(const Complex* block, const std::vector<Complex>& W, uint64_t r, uint64_t l, uint64_t j,
+                   uint64_t q) {
     const uint64_t len = W.size();
     const uint64_t step = j + q * l;
     uint64_t t = 0;
@@ -29,8 +29,8 @@ Complex column_sum(const Complex* block, const std::vector<Complex>& W, uint64_t
 
 // Columns q and q + 1 in the two halves of one register; false when a product needs the
 // scalar recovery, and then work is left for the caller to fill.
-bool column_pair(const Complex* block, const std::vector<Complex>& W, uint64_t r, uint64_t l,
-                 uint64_t j, uint64_t q, Complex* work) {
+bool column_pair(const Complex* block, const std::vector<Complex>& W, uint64_t r, uint64_t l, uint64_t j, uint64_t q,
+                 Complex* work) {
     const uint64_t len = W.size();
     const uint64_t step0 = j + q * l;
     const uint64_t step1 = step0 + l;

@@ -28,8 +28,7 @@ struct LaneVec {
 
 // Columns of a W x W block of floats from its rows.
 template <int W>
-[[gnu::always_inline]] inline void transpose(const typename LaneVec<W>::f (&r)[W],
-                                             typename LaneVec<W>::f (&c)[W]) {
+[[gnu::always_inline]] inline void transpose(const typename LaneVec<W>::f (&r)[W], typename LaneVec<W>::f (&c)[W]) {
     if constexpr (W == 2) {
         c[0] = __builtin_shufflevector(r[0], r[1], 0, 2);
         c[1] = __builtin_shufflevector(r[0], r[1], 1, 3);
@@ -50,14 +49,13 @@ template <int W>
 // `base`, lanes side by side: element k of lane l goes to chunk[(k - base) * 16 + l], so one
 // tap meets the sixteen lanes in 16 / W consecutive vectors.
 template <int W>
-[[gnu::always_inline]] inline void widen(const ResampleLaneBlock& b, std::int64_t base,
-                                         std::int64_t k0, std::int64_t k1) {
+[[gnu::always_inline]] inline void widen(const ResampleLaneBlock& b, std::int64_t base, std::int64_t k0,
+                                         std::int64_t k1) {
     using V = LaneVec<W>;
     const std::int64_t whole = k1 - (k1 - k0) % W;
     // The inputs stream from memory: ask for the next stretch of each lane now.
     for (int l = 0; l < lane_n; ++l)
-        for (std::int64_t k = k1; k < std::min(b.extent, 2 * k1 - k0); k += 16)
-            __builtin_prefetch(b.lane_src[l] + k);
+        for (std::int64_t k = k1; k < std::min(b.extent, 2 * k1 - k0); k += 16) __builtin_prefetch(b.lane_src[l] + k);
     double* const chunk = b.chunk;  // a local, which the stores below cannot be taken to change
     for (int l0 = 0; l0 < lane_n; l0 += W) {
         const float* src[W];
@@ -80,8 +78,7 @@ template <int W>
 // P outputs of all lanes: output p uses rows[p] on the chunk from x[p], and lane l of it goes
 // to dst[l * stride + p]. Each lane's sum starts at 0.0 and adds tap 64 - j times element j.
 template <int W, int P>
-[[gnu::always_inline]] inline void dot_taps_lanes(const Row* const (&rows)[P],
-                                                  const double* const (&x)[P], float* dst,
+[[gnu::always_inline]] inline void dot_taps_lanes(const Row* const (&rows)[P], const double* const (&x)[P], float* dst,
                                                   std::int64_t stride) {
     using V = LaneVec<W>;
     constexpr int q_n = V::per_lanes;
@@ -162,8 +159,8 @@ VOREL_TARGET_AVX512 void resample_lanes_avx512(const ResampleLaneBlock& block) {
 }  // namespace
 
 ResampleLaneKernel resample_lane_kernel(simd::Isa isa) {
-    static constexpr simd::IsaBuilds<ResampleLaneKernel> builds{
-        nullptr, resample_lanes_sse2, resample_lanes_avx2, resample_lanes_avx512};
+    static constexpr simd::IsaBuilds<ResampleLaneKernel> builds{nullptr, resample_lanes_sse2, resample_lanes_avx2,
+                                                                resample_lanes_avx512};
     return builds(isa);
 }
 

@@ -48,7 +48,8 @@ TEST_P(PairedLanes, ButterfliesMatchThePlainForm) {
                 auto lo = mixed_values(count, 1 + count, specials), hi = mixed_values(count, 2 + count, specials);
                 const auto w = mixed_values(count, 3 + count, specials);
                 auto lo_plain = lo, hi_plain = hi;
-                for (const auto& [l, h, isa] : {std::tuple{&lo, &hi, GetParam()}, {&lo_plain, &hi_plain, Isa::scalar}}) {
+                for (const auto& [l, h, isa] :
+                     {std::tuple{&lo, &hi, GetParam()}, {&lo_plain, &hi_plain, Isa::scalar}}) {
                     if (scaled)
                         radix2_butterflies_scaled(l->data(), h->data(), w.data(), count, factor, isa);
                     else
