@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "planned_fft/plan.h"
+#include "simd/mask.h"
 #include "simd/vec.h"
 
 namespace vorel::audio::qentor {
@@ -32,8 +33,8 @@ VOREL_INLINE float4 product_pairs(float4 w, float4 x) {
 // True when both parts of one of the two products are NaN: the scalar product's recovery of
 // infinite results has to redo those.
 VOREL_INLINE bool needs_recovery(float4 t) {
-    const int4 nan = t != t;
-    return (nan[0] & nan[1]) | (nan[2] & nan[3]);
+    const int nan = simd::lane_bits(t != t);
+    return (nan & 3) == 3 || (nan & 12) == 12;
 }
 
 VOREL_INLINE float4 load_pair(const Complex* p) { return simd::load<float4>(&p->re); }
