@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the Python package need, when missing.
 set -euo pipefail
-packages=(g++ cmake make binutils libgtest-dev libgmock-dev libbenchmark-dev
+packages=(g++ cmake make binutils clang-format libgtest-dev libgmock-dev libbenchmark-dev
           python3 python3-numpy python3-pytest python3-scipy python3-torch python3-torchaudio
           python3-soundfile python3-matplotlib
           python3-dask python3-distributed python3-tqdm espeak-ng pkg-config

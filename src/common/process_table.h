@@ -12,8 +12,7 @@ namespace vorel::audio {
 // the entry otherwise), finds the entry and returns it. The lock is released by unwinding
 // when the build throws.
 template <class Map, class Key, class Build>
-const typename Map::mapped_type& lock_build_find(std::mutex& lock, Map& map, const Key& key,
-                                                  Build&& build) {
+const typename Map::mapped_type& lock_build_find(std::mutex& lock, Map& map, const Key& key, Build&& build) {
     std::lock_guard<std::mutex> guard(lock);
     build();
     return map.find(key)->second;

@@ -7,9 +7,7 @@
 
 namespace vorel::audio {
 
-[[noreturn]] inline void fail(const char* message) {
-    throw vorel::Util::Exceptions::VorelInvalidArgment(message);
-}
+[[noreturn]] inline void fail(const char* message) { throw vorel::Util::Exceptions::VorelInvalidArgment(message); }
 
 // Float comparisons are written by the caller as plain comparisons, so a NaN passes them.
 inline void require(bool ok, const char* message) {

@@ -5,8 +5,7 @@
 
 namespace vorel::Util::Exceptions {
 
-VorelException::VorelException(std::string message_, int code)
-    : message(std::move(message_)), error_code(code) {}
+VorelException::VorelException(std::string message_, int code) : message(std::move(message_)), error_code(code) {}
 
 VorelException::~VorelException() = default;
 
@@ -27,8 +26,7 @@ void VorelException::setLayerInfo(const std::string& first, const std::string& s
     layer_info = first + "(" + second + ")";
 }
 
-VorelInvalidArgmentExceptionBase::VorelInvalidArgmentExceptionBase(const std::string& message,
-                                                                   int code)
+VorelInvalidArgmentExceptionBase::VorelInvalidArgmentExceptionBase(const std::string& message, int code)
     : std::invalid_argument(message), VorelException(message, code) {}
 
 VorelInvalidArgmentExceptionBase::~VorelInvalidArgmentExceptionBase() = default;

@@ -10,6 +10,7 @@
 #include <new>
 #include <vector>
 
+#include "common/signal_padding.h"
 #include "errors/checks.h"
 #include "stft/framing.h"
 

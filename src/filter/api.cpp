@@ -30,22 +30,19 @@ bool any_null(const float* dst, const float* src, const float* n_coef, const flo
 
 }  // namespace
 
-extern "C" int vorelAudioLinerFilter(float* dst, const float* src, const float* n_coef,
-                                     const float* d_coef, float* zi, int dst_n, int src_n,
-                                     int n_coef_n, int d_coef_n, int zi_n) {
+extern "C" int vorelAudioLinerFilter(float* dst, const float* src, const float* n_coef, const float* d_coef, float* zi,
+                                     int dst_n, int src_n, int n_coef_n, int d_coef_n, int zi_n) {
     if (any_null(dst, src, n_coef, d_coef)) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require_signal_and_filter_counts(dst_n, src_n, n_coef_n, d_coef_n);
-        linerfilter<float, float, float, float>(dst, src, n_coef, d_coef, zi, dst_n, src_n,
-                                                n_coef_n, d_coef_n, zi_n, false);
+        linerfilter<float, float, float, float>(dst, src, n_coef, d_coef, zi, dst_n, src_n, n_coef_n, d_coef_n, zi_n,
+                                                false);
     });
 }
 
-extern "C" int vorelAudioGetLinerFilterZiCoef(float* dst, const float* n_coef,
-                                              const float* d_coef, int dst_n, int n_coef_n,
-                                              int d_coef_n) {
-    if (dst == nullptr || n_coef == nullptr || d_coef == nullptr)
-        return VOREL_STATUS_INVALID_ARGUMENT;
+extern "C" int vorelAudioGetLinerFilterZiCoef(float* dst, const float* n_coef, const float* d_coef, int dst_n,
+                                              int n_coef_n, int d_coef_n) {
+    if (dst == nullptr || n_coef == nullptr || d_coef == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require(dst_n >= 1, "Invalid dst_n size.");
         require_filter_counts(n_coef_n, d_coef_n);
@@ -53,13 +50,15 @@ extern "C" int vorelAudioGetLinerFilterZiCoef(float* dst, const float* n_coef,
     });
 }
 
-extern "C" int vorelAudioFilterFilter(float* dst, const float* src, const float* n_coef,
-                                      const float* d_coef, int dst_n, int src_n, int n_coef_n,
-                                      int d_coef_n, int pad_type, int pad_len) {
+extern "C" int vorelAudioFilterFilter(float* dst, const float* src, const float* n_coef, const float* d_coef, int dst_n,
+                                      int src_n, int n_coef_n, int d_coef_n, int pad_type, int pad_len) {
     if (any_null(dst, src, n_coef, d_coef)) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require_signal_and_filter_counts(dst_n, src_n, n_coef_n, d_coef_n);
-        require_one_of(pad_type, {0, 1, 2, 3}, "Invalid pad_type format.");
+        require_one_of(pad_type,
+                       {VOREL_AUDIO_PAD_TYPE_NONE, VOREL_AUDIO_PAD_TYPE_ODD, VOREL_AUDIO_PAD_TYPE_REFLECT,
+                        VOREL_AUDIO_PAD_TYPE_CONSTANT},
+                       "Invalid pad_type format.");
         require(pad_len >= 0, "Invalid pad_len value.");
         filtfilt(dst, src, n_coef, d_coef, dst_n, src_n, n_coef_n, d_coef_n, pad_type, pad_len);
     });

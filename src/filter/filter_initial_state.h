@@ -13,8 +13,7 @@ namespace vorel::audio {
 // Registers beyond the filter order are zero; a pure gain (one coefficient each) has none.
 // With the denominator summing to zero (a pole at 1) the values are not finite.
 template <class Dst, class Coef>
-void create_zi_coef(Dst* dst, const Coef* n_coef, const Coef* d_coef, int dst_n, int n_coef_n,
-                    int d_coef_n) {
+void create_zi_coef(Dst* dst, const Coef* n_coef, const Coef* d_coef, int dst_n, int n_coef_n, int d_coef_n) {
     if (dst_n < 1) return;
     require_coefficient_counts(n_coef_n, d_coef_n);
     const std::size_t out_n = static_cast<std::size_t>(dst_n);

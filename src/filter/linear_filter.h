@@ -28,8 +28,7 @@ inline void require_coefficient_counts(int n_coef_n, int d_coef_n) {
 }
 
 template <class Coef>
-NormalisedCoefficients normalise_coefficients(const Coef* n_coef, const Coef* d_coef, int n_coef_n,
-                                              int d_coef_n) {
+NormalisedCoefficients normalise_coefficients(const Coef* n_coef, const Coef* d_coef, int n_coef_n, int d_coef_n) {
     const std::size_t length = static_cast<std::size_t>(std::max(n_coef_n, d_coef_n));
     NormalisedCoefficients c{std::vector<double>(length, 0.0), std::vector<double>(length, 0.0)};
     const double d0 = static_cast<double>(d_coef[0]);
@@ -47,19 +46,17 @@ namespace filter_detail {
 template <class Dst, class Src, class Step>
 inline void drive(Dst* dst, const Src* src, std::size_t n, bool reverse, Step&& step) {
     if (!reverse) {
-        for (std::size_t i = 0; i < n; ++i)
-            dst[i] = static_cast<Dst>(step(static_cast<double>(src[i])));
+        for (std::size_t i = 0; i < n; ++i) dst[i] = static_cast<Dst>(step(static_cast<double>(src[i])));
     } else {
-        for (std::size_t i = n; i-- > 0;)
-            dst[i] = static_cast<Dst>(step(static_cast<double>(src[i])));
+        for (std::size_t i = n; i-- > 0;) dst[i] = static_cast<Dst>(step(static_cast<double>(src[i])));
     }
 }
 
 // One sample of the recurrence for R >= 2 registers. The output y stays double for the
 // recurrence; every register is narrowed to the state's width when stored.
 template <class State>
-inline double general_step(double x, const double* __restrict b, const double* __restrict a,
-                           State* __restrict z, std::size_t order) {
+inline double general_step(double x, const double* __restrict b, const double* __restrict a, State* __restrict z,
+                           std::size_t order) {
     const double y = b[0] * x + static_cast<double>(z[0]);
     for (std::size_t k = 1; k < order; ++k)
         z[k - 1] = static_cast<State>((b[k] * x + static_cast<double>(z[k])) - y * a[k]);
@@ -70,8 +67,7 @@ inline double general_step(double x, const double* __restrict b, const double* _
 // The general loop with the order known at compile time: coefficients and registers live in
 // local arrays the compiler keeps in registers. Same operations as the run-time order.
 template <std::size_t R, class Dst, class Src, class State>
-void run_fixed(Dst* dst, const Src* src, std::size_t n, bool reverse,
-               const NormalisedCoefficients& c, State* z_io) {
+void run_fixed(Dst* dst, const Src* src, std::size_t n, bool reverse, const NormalisedCoefficients& c, State* z_io) {
     std::array<double, R + 1> b, a;
     std::array<State, R> z;
     std::copy_n(c.b.begin(), R + 1, b.begin());
@@ -82,8 +78,8 @@ void run_fixed(Dst* dst, const Src* src, std::size_t n, bool reverse,
 }
 
 template <class Dst, class Src, class State>
-void run_general(Dst* dst, const Src* src, std::size_t n, bool reverse,
-                 const NormalisedCoefficients& c, State* z_io, std::size_t order) {
+void run_general(Dst* dst, const Src* src, std::size_t n, bool reverse, const NormalisedCoefficients& c, State* z_io,
+                 std::size_t order) {
     std::vector<State> z(z_io, z_io + order);
     const double* b = c.b.data();
     const double* a = c.a.data();
@@ -96,13 +92,10 @@ void run_general(Dst* dst, const Src* src, std::size_t n, bool reverse,
 inline constexpr std::size_t max_fixed_order = 12;
 
 template <class Dst, class Src, class State, std::size_t... Rs>
-void dispatch_order(Dst* dst, const Src* src, std::size_t n, bool reverse,
-                    const NormalisedCoefficients& c, State* z, std::size_t order,
-                    std::index_sequence<Rs...>) {
+void dispatch_order(Dst* dst, const Src* src, std::size_t n, bool reverse, const NormalisedCoefficients& c, State* z,
+                    std::size_t order, std::index_sequence<Rs...>) {
     // Rs runs from 0; fixed loops cover orders 2 .. max_fixed_order.
-    const bool fixed = ((order == Rs + 2 ? (run_fixed<Rs + 2>(dst, src, n, reverse, c, z), true)
-                                         : false) ||
-                        ...);
+    const bool fixed = ((order == Rs + 2 ? (run_fixed<Rs + 2>(dst, src, n, reverse, c, z), true) : false) || ...);
     if (!fixed) run_general(dst, src, n, reverse, c, z, order);
 }
 
@@ -116,8 +109,8 @@ void dispatch_order(Dst* dst, const Src* src, std::size_t n, bool reverse,
 // reverse runs from the last sample to the first, keeping the buffer's time order.
 // dst may be src (same element type); dst beyond the filtered count keeps its contents.
 template <class Dst, class Src, class Coef, class State>
-void linerfilter(Dst* dst, const Src* src, const Coef* n_coef, const Coef* d_coef, State* zi,
-                 int dst_n, int src_n, int n_coef_n, int d_coef_n, int zi_n, bool reverse) {
+void linerfilter(Dst* dst, const Src* src, const Coef* n_coef, const Coef* d_coef, State* zi, int dst_n, int src_n,
+                 int n_coef_n, int d_coef_n, int zi_n, bool reverse) {
     require_coefficient_counts(n_coef_n, d_coef_n);
     const NormalisedCoefficients c = normalise_coefficients(n_coef, d_coef, n_coef_n, d_coef_n);
     const std::size_t order = c.b.size() - 1;
@@ -129,8 +122,7 @@ void linerfilter(Dst* dst, const Src* src, const Coef* n_coef, const Coef* d_coe
         return;
     }
 
-    const bool use_caller_state = zi != nullptr && zi_n >= 0 &&
-                                  static_cast<std::size_t>(zi_n) >= order;
+    const bool use_caller_state = zi != nullptr && zi_n >= 0 && static_cast<std::size_t>(zi_n) >= order;
     std::vector<State> local_state;
     if (!use_caller_state) local_state.assign(order, State(0));
     State* z = use_caller_state ? zi : local_state.data();
@@ -153,20 +145,13 @@ void linerfilter(Dst* dst, const Src* src, const Coef* n_coef, const Coef* d_coe
 
 // The forms in use: the exported filter, and the forward and two backward passes of the
 // zero-phase filter. Defined once, in linear_filter.cpp.
-extern template void linerfilter<float, float, float, float>(float*, const float*, const float*,
-                                                             const float*, float*, int, int, int,
-                                                             int, int, bool);
-extern template void linerfilter<double, float, float, double>(double*, const float*,
-                                                               const float*, const float*,
-                                                               double*, int, int, int, int, int,
-                                                               bool);
-extern template void linerfilter<double, double, float, double>(double*, const double*,
-                                                                const float*, const float*,
-                                                                double*, int, int, int, int,
-                                                                int, bool);
-extern template void linerfilter<float, double, float, double>(float*, const double*,
-                                                               const float*, const float*,
-                                                               double*, int, int, int, int, int,
-                                                               bool);
+extern template void linerfilter<float, float, float, float>(float*, const float*, const float*, const float*, float*,
+                                                             int, int, int, int, int, bool);
+extern template void linerfilter<double, float, float, double>(double*, const float*, const float*, const float*,
+                                                               double*, int, int, int, int, int, bool);
+extern template void linerfilter<double, double, float, double>(double*, const double*, const float*, const float*,
+                                                                double*, int, int, int, int, int, bool);
+extern template void linerfilter<float, double, float, double>(float*, const double*, const float*, const float*,
+                                                               double*, int, int, int, int, int, bool);
 
 }  // namespace vorel::audio

@@ -13,9 +13,10 @@
 #include <stdexcept>
 #include <vector>
 
+#include "common/signal_padding.h"
 #include "filter/filter_initial_state.h"
 #include "filter/linear_filter.h"
-#include "stft/framing.h"
+#include "vorel_audio.h"
 
 namespace vorel::audio {
 
@@ -27,9 +28,9 @@ using Filler = void (*)(std::vector<float>&, const float*, int, int, int);
 
 Filler filler_for(int pad_type) {
     switch (pad_type) {
-        case 1: return extract_segment_sample_center_odd;
-        case 2: return extract_segment_sample_center_reflect;
-        case 3: return extract_segment_sample_center_constant;
+        case VOREL_AUDIO_PAD_TYPE_ODD: return extract_segment_sample_center_odd;
+        case VOREL_AUDIO_PAD_TYPE_REFLECT: return extract_segment_sample_center_reflect;
+        case VOREL_AUDIO_PAD_TYPE_CONSTANT: return extract_segment_sample_center_constant;
         default: fail("Invalid pad_type.");
     }
 }
@@ -46,10 +47,16 @@ struct Coefficients {
 // when out is null, to the scratch buffer and are dropped.
 class ForwardPass {
 public:
-    ForwardPass(const float* src, int src_n, int pad, Filler fill, const Coefficients& c,
-                double* z, int order)
-        : src_(src), src_n_(src_n), pad_(pad), fill_(fill), c_(c), z_(z), order_(order),
-          step_(std::min(pad, chunk_n)), chunk_(static_cast<std::size_t>(step_)),
+    ForwardPass(const float* src, int src_n, int pad, Filler fill, const Coefficients& c, double* z, int order)
+        : src_(src),
+          src_n_(src_n),
+          pad_(pad),
+          fill_(fill),
+          c_(c),
+          z_(z),
+          order_(order),
+          step_(std::min(pad, chunk_n)),
+          chunk_(static_cast<std::size_t>(step_)),
           scratch_(static_cast<std::size_t>(step_)) {}
 
     // The first element of the extended signal: the scale of the forward start state.
@@ -73,8 +80,8 @@ public:
 
 private:
     void run(double* out, const float* in, int n) {
-        linerfilter<double, float, float, double>(out, in, c_.n_coef, c_.d_coef, z_, n, n,
-                                                  c_.n_coef_n, c_.d_coef_n, order_, false);
+        linerfilter<double, float, float, double>(out, in, c_.n_coef, c_.d_coef, z_, n, n, c_.n_coef_n, c_.d_coef_n,
+                                                  order_, false);
     }
 
     const float* src_;
@@ -95,10 +102,10 @@ void scale_state(std::vector<double>& state, const std::vector<double>& settled,
 
 }  // namespace
 
-void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_coef, int dst_n,
-              int src_n, int n_coef_n, int d_coef_n, int pad_type, int pad_len) {
+void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_coef, int dst_n, int src_n,
+              int n_coef_n, int d_coef_n, int pad_type, int pad_len) {
     if (src_n < 1) return;  // nothing to read, and no edge sample to extend from
-    const int pad = (pad_len < 0 || pad_type == 0) ? 0 : pad_len;
+    const int pad = (pad_len < 0 || pad_type == VOREL_AUDIO_PAD_TYPE_NONE) ? 0 : pad_len;
     if (static_cast<int64_t>(src_n) + 2 * static_cast<int64_t>(pad) > INT_MAX)
         throw std::length_error("extended signal longer than INT_MAX");
     const Filler fill = pad >= 1 ? filler_for(pad_type) : nullptr;
@@ -113,8 +120,7 @@ void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_
     const int order = std::max(n_coef_n, d_coef_n) - 1;
     std::vector<double> settled(static_cast<std::size_t>(order));
     std::vector<double> state(static_cast<std::size_t>(order));
-    if (order >= 1)
-        create_zi_coef<double, float>(settled.data(), n_coef, d_coef, order, n_coef_n, d_coef_n);
+    if (order >= 1) create_zi_coef<double, float>(settled.data(), n_coef, d_coef, order, n_coef_n, d_coef_n);
     double* z = order >= 1 ? state.data() : nullptr;
     ForwardPass forward(src, src_n, pad, fill, c, z, order);
 
@@ -129,12 +135,11 @@ void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_
     scale_state(state, settled, y[kept_n - 1]);
     const int direct_n = std::max(0, std::min(dst_n, src_n));
     if (kept_n > direct_n)
-        linerfilter<double, double, float, double>(y.get() + direct_n, y.get() + direct_n, n_coef,
-                                                   d_coef, z, kept_n - direct_n,
-                                                   kept_n - direct_n, n_coef_n, d_coef_n, order,
+        linerfilter<double, double, float, double>(y.get() + direct_n, y.get() + direct_n, n_coef, d_coef, z,
+                                                   kept_n - direct_n, kept_n - direct_n, n_coef_n, d_coef_n, order,
                                                    true);
-    linerfilter<float, double, float, double>(dst, y.get(), n_coef, d_coef, z, direct_n, direct_n,
-                                              n_coef_n, d_coef_n, order, true);
+    linerfilter<float, double, float, double>(dst, y.get(), n_coef, d_coef, z, direct_n, direct_n, n_coef_n, d_coef_n,
+                                              order, true);
     const int copy_end = std::min(dst_n, kept_n);
     for (int i = direct_n; i < copy_end; ++i) dst[i] = static_cast<float>(y[i]);
 }

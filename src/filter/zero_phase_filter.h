@@ -10,7 +10,7 @@ namespace vorel::audio {
 // Extensions reaching beyond what the signal can mirror keep folding inside src. An
 // extended signal longer than INT_MAX samples throws std::length_error before any work.
 // dst may be src.
-void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_coef, int dst_n,
-              int src_n, int n_coef_n, int d_coef_n, int pad_type, int pad_len);
+void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_coef, int dst_n, int src_n,
+              int n_coef_n, int d_coef_n, int pad_type, int pad_len);
 
 }  // namespace vorel::audio

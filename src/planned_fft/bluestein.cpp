@@ -37,8 +37,7 @@ BluesteinFFTImpl::BluesteinFFTImpl(unsigned n)
       work_b(pad_size),
       work_c(pad_size) {}
 
-BluesteinIFFTImpl::BluesteinIFFTImpl(unsigned n, bool scale)
-    : BluesteinFFTImpl(n), scale(scale) {}
+BluesteinIFFTImpl::BluesteinIFFTImpl(unsigned n, bool scale) : BluesteinFFTImpl(n), scale(scale) {}
 
 template <class T>
 void BluesteinFFTImpl::run(const T* input, Complex* output) {

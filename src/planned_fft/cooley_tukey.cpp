@@ -80,8 +80,7 @@ std::vector<uint32_t> CooleyTukeyIndex(const std::vector<CooleyTukeyFactor>& fac
         for (uint64_t g = 0; g < f->outCount; ++g) {
             const uint64_t b = g * f->outLength;
             for (uint64_t r = 0; r < f->radix; ++r)
-                for (uint64_t s = 0; s < f->inLength; ++s)
-                    next[b + r * f->inLength + s] = order[b + r + f->radix * s];
+                for (uint64_t s = 0; s < f->inLength; ++s) next[b + r * f->inLength + s] = order[b + r + f->radix * s];
         }
         order.swap(next);
     }
@@ -113,8 +112,7 @@ CooleyTukeyFFTImpl::CooleyTukeyFFTImpl(unsigned n, bool forward)
 }
 
 template <class T>
-void CooleyTukeyFFTImpl::run(const T* input, Complex* output, std::vector<T>& scratch,
-                             bool scale_last) {
+void CooleyTukeyFFTImpl::run(const T* input, Complex* output, std::vector<T>& scratch, bool scale_last) {
     if (scratch.empty()) scratch.resize(size);
     // Private copies: the plan's own index and scratch are never written by exec, and the
     // inner plans stay alive for the call whatever happens to the plan's pointers.
@@ -126,8 +124,7 @@ void CooleyTukeyFFTImpl::run(const T* input, Complex* output, std::vector<T>& sc
     for (uint64_t i = 0; i < size; ++i) permuted[i] = input[order[i]];
     if (chirp_plan) {
         const uint64_t length = chirp_plan->size;
-        for (uint64_t i = 0; i + length <= size; i += length)
-            chirp_plan->exec(permuted.data() + i, output + i);
+        for (uint64_t i = 0; i + length <= size; i += length) chirp_plan->exec(permuted.data() + i, output + i);
     } else {
         inner_plan->exec(permuted.data(), output);
     }
@@ -140,24 +137,12 @@ void CooleyTukeyFFTImpl::run(const T* input, Complex* output, std::vector<T>& sc
     }
 }
 
-void CooleyTukeyFFTImpl::exec(const int16_t* input, Complex* output) {
-    run(input, output, scratchInt16, false);
-}
-void CooleyTukeyFFTImpl::exec(const float* input, Complex* output) {
-    run(input, output, scratchFloat, false);
-}
-void CooleyTukeyFFTImpl::exec(const Complex* input, Complex* output) {
-    run(input, output, scratchComplex, false);
-}
-void CooleyTukeyIFFTImpl::exec(const int16_t* input, Complex* output) {
-    run(input, output, scratchInt16, true);
-}
-void CooleyTukeyIFFTImpl::exec(const float* input, Complex* output) {
-    run(input, output, scratchFloat, true);
-}
-void CooleyTukeyIFFTImpl::exec(const Complex* input, Complex* output) {
-    run(input, output, scratchComplex, true);
-}
+void CooleyTukeyFFTImpl::exec(const int16_t* input, Complex* output) { run(input, output, scratchInt16, false); }
+void CooleyTukeyFFTImpl::exec(const float* input, Complex* output) { run(input, output, scratchFloat, false); }
+void CooleyTukeyFFTImpl::exec(const Complex* input, Complex* output) { run(input, output, scratchComplex, false); }
+void CooleyTukeyIFFTImpl::exec(const int16_t* input, Complex* output) { run(input, output, scratchInt16, true); }
+void CooleyTukeyIFFTImpl::exec(const float* input, Complex* output) { run(input, output, scratchFloat, true); }
+void CooleyTukeyIFFTImpl::exec(const Complex* input, Complex* output) { run(input, output, scratchComplex, true); }
 
 }  // namespace fft
 }  // namespace vorel::audio::qentor

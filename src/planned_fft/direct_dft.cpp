@@ -17,14 +17,11 @@ std::vector<Complex> inverse_table(unsigned n, bool scale) {
 
 }  // namespace
 
-DFTImpl::DFTImpl(unsigned n, unsigned size)
-    : DFTImpl(n, size, calcW<true, false, false, false>(n)) {}
+DFTImpl::DFTImpl(unsigned n, unsigned size) : DFTImpl(n, size, calcW<true, false, false, false>(n)) {}
 
-DFTImpl::DFTImpl(unsigned n, unsigned size, std::vector<Complex>&& table)
-    : size(size), n(n), W(std::move(table)) {}
+DFTImpl::DFTImpl(unsigned n, unsigned size, std::vector<Complex>&& table) : size(size), n(n), W(std::move(table)) {}
 
-IDFTImpl::IDFTImpl(unsigned n, unsigned size, bool scale)
-    : DFTImpl(n, size, inverse_table(n, scale)) {}
+IDFTImpl::IDFTImpl(unsigned n, unsigned size, bool scale) : DFTImpl(n, size, inverse_table(n, scale)) {}
 
 template <class T>
 void DFTImpl::run(const T* input, Complex* output) const {

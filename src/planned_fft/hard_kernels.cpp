@@ -10,12 +10,10 @@ namespace vorel::audio::qentor {
 
 namespace {
 
-constexpr Complex bits(uint32_t re, uint32_t im) {
-    return {std::bit_cast<float>(re), std::bit_cast<float>(im)};
-}
+constexpr Complex bits(uint32_t re, uint32_t im) { return {std::bit_cast<float>(re), std::bit_cast<float>(im)}; }
 
-constexpr uint32_t one = 0x3f800000, zero = 0x00000000, minus_zero = 0x80000000,
-                   minus_one = 0xbf800000, quarter = 0x3e800000, minus_quarter = 0xbe800000;
+constexpr uint32_t one = 0x3f800000, zero = 0x00000000, minus_zero = 0x80000000, minus_one = 0xbf800000,
+                   quarter = 0x3e800000, minus_quarter = 0xbe800000;
 
 // exp(-2 pi i k / N) exactly as the table rule makes them (not the correctly rounded roots),
 // and the inverse entries divided by float(N), which differ in places from products with 1/N.
@@ -25,8 +23,7 @@ struct Constants;
 template <>
 struct Constants<3, false> {
     // 1; -0.50000006 - 0.8660254i; -0.4999999 + 0.86602545i
-    static constexpr Complex w[3] = {bits(one, zero), bits(0xbf000001, 0xbf5db3d7),
-                                     bits(0xbefffffd, 0x3f5db3d8)};
+    static constexpr Complex w[3] = {bits(one, zero), bits(0xbf000001, 0xbf5db3d7), bits(0xbefffffd, 0x3f5db3d8)};
 };
 template <>
 struct Constants<3, true> {
@@ -36,21 +33,19 @@ struct Constants<3, true> {
 };
 template <>
 struct Constants<4, false> {
-    static constexpr Complex w[4] = {bits(one, zero), bits(zero, minus_one),
-                                     bits(minus_one, zero), bits(zero, one)};
+    static constexpr Complex w[4] = {bits(one, zero), bits(zero, minus_one), bits(minus_one, zero), bits(zero, one)};
 };
 template <>
 struct Constants<4, true> {
-    static constexpr Complex w[4] = {bits(quarter, minus_zero), bits(zero, quarter),
-                                     bits(minus_quarter, minus_zero), bits(zero, minus_quarter)};
+    static constexpr Complex w[4] = {bits(quarter, minus_zero), bits(zero, quarter), bits(minus_quarter, minus_zero),
+                                     bits(zero, minus_quarter)};
 };
 template <>
 struct Constants<5, false> {
     // 1; 0.30901697 - 0.95105654i; -0.80901706 - 0.5877852i; -0.80901694 + 0.58778536i;
     // 0.30901712 + 0.9510565i
-    static constexpr Complex w[5] = {bits(one, zero), bits(0x3e9e3779, 0xbf737871),
-                                     bits(0xbf4f1bbe, 0xbf167917), bits(0xbf4f1bbc, 0x3f16791a),
-                                     bits(0x3e9e377e, 0x3f737870)};
+    static constexpr Complex w[5] = {bits(one, zero), bits(0x3e9e3779, 0xbf737871), bits(0xbf4f1bbe, 0xbf167917),
+                                     bits(0xbf4f1bbc, 0x3f16791a), bits(0x3e9e377e, 0x3f737870)};
 };
 template <>
 struct Constants<5, true> {
@@ -66,7 +61,7 @@ struct Constants<5, true> {
 template <int N, bool forward, bool scaled>
 struct KernelTable {
     static constexpr Complex entry(int k) {
-        const Complex w = Constants<N, !forward && scaled>::w[k];
+        const Complex w = Constants < N, !forward && scaled > ::w[k];
         return forward || scaled ? w : Complex{w.re, -w.im};
     }
 };
@@ -161,12 +156,12 @@ HardKernel<T> GetDFTHardFunc(uint64_t n) {
     }
 }
 
-#define VOREL_HARD_KERNELS(forward, scaled, T)                                   \
-    template void DFT_HARD_1<forward, scaled, T>(const T*, Complex*, uint64_t);  \
-    template void DFT_HARD_2<forward, scaled, T>(const T*, Complex*, uint64_t);  \
-    template void DFT_HARD_3<forward, scaled, T>(const T*, Complex*, uint64_t);  \
-    template void DFT_HARD_4<forward, scaled, T>(const T*, Complex*, uint64_t);  \
-    template void DFT_HARD_5<forward, scaled, T>(const T*, Complex*, uint64_t);  \
+#define VOREL_HARD_KERNELS(forward, scaled, T)                                  \
+    template void DFT_HARD_1<forward, scaled, T>(const T*, Complex*, uint64_t); \
+    template void DFT_HARD_2<forward, scaled, T>(const T*, Complex*, uint64_t); \
+    template void DFT_HARD_3<forward, scaled, T>(const T*, Complex*, uint64_t); \
+    template void DFT_HARD_4<forward, scaled, T>(const T*, Complex*, uint64_t); \
+    template void DFT_HARD_5<forward, scaled, T>(const T*, Complex*, uint64_t); \
     template HardKernel<T> GetDFTHardFunc<forward, scaled, T>(uint64_t);
 #define VOREL_HARD_KERNEL_TYPES(forward, scaled) \
     VOREL_HARD_KERNELS(forward, scaled, int16_t) \
@@ -183,19 +178,18 @@ VOREL_HARD_KERNEL_TYPES(false, false)
 namespace fft {
 
 DFTHARDImpl::DFTHARDImpl(unsigned n, unsigned size)
-    : DFTHARDImpl(size, GetDFTHardFunc<true, true, int16_t>(n),
-                  GetDFTHardFunc<true, true, Complex>(n), GetDFTHardFunc<true, true, float>(n)) {}
+    : DFTHARDImpl(size, GetDFTHardFunc<true, true, int16_t>(n), GetDFTHardFunc<true, true, Complex>(n),
+                  GetDFTHardFunc<true, true, float>(n)) {}
 
-DFTHARDImpl::DFTHARDImpl(unsigned size, HardKernel<int16_t> kernelInt16,
-                         HardKernel<Complex> kernelComplex, HardKernel<float> kernelFloat)
+DFTHARDImpl::DFTHARDImpl(unsigned size, HardKernel<int16_t> kernelInt16, HardKernel<Complex> kernelComplex,
+                         HardKernel<float> kernelFloat)
     : size(size), kernelInt16(kernelInt16), kernelComplex(kernelComplex), kernelFloat(kernelFloat) {}
 
 namespace {
 
 template <bool scaled>
 DFTHARDImpl inverse_kernels(unsigned n, unsigned size) {
-    return DFTHARDImpl(size, GetDFTHardFunc<false, scaled, int16_t>(n),
-                       GetDFTHardFunc<false, scaled, Complex>(n),
+    return DFTHARDImpl(size, GetDFTHardFunc<false, scaled, int16_t>(n), GetDFTHardFunc<false, scaled, Complex>(n),
                        GetDFTHardFunc<false, scaled, float>(n));
 }
 
@@ -206,9 +200,7 @@ IDFTHARDImpl::IDFTHARDImpl(unsigned n, unsigned size, bool scale)
 
 void DFTHARDImpl::exec(const int16_t* input, Complex* output) { kernelInt16(input, output, size); }
 void DFTHARDImpl::exec(const float* input, Complex* output) { kernelFloat(input, output, size); }
-void DFTHARDImpl::exec(const Complex* input, Complex* output) {
-    kernelComplex(input, output, size);
-}
+void DFTHARDImpl::exec(const Complex* input, Complex* output) { kernelComplex(input, output, size); }
 
 }  // namespace fft
 }  // namespace vorel::audio::qentor

@@ -18,9 +18,7 @@ std::vector<std::vector<Complex>> stage_tables(unsigned n) {
     return tables;
 }
 
-uint32_t truncated_log2(unsigned n) {
-    return n == 0 ? 0 : static_cast<uint32_t>(std::log2(static_cast<double>(n)));
-}
+uint32_t truncated_log2(unsigned n) { return n == 0 ? 0 : static_cast<uint32_t>(std::log2(static_cast<double>(n))); }
 
 }  // namespace
 
@@ -53,8 +51,7 @@ void FFT2Impl::scatter_and_inner_stages(const T* input, Complex* output) const {
         r |= bit;
     }
     // Only whole blocks inside n run, which for a power of two is every block.
-    for (size_t s = 0; s + 1 < w_tables.size(); ++s)
-        radix2_pass(output, size, w_tables[s].data(), w_tables[s].size());
+    for (size_t s = 0; s + 1 < w_tables.size(); ++s) radix2_pass(output, size, w_tables[s].data(), w_tables[s].size());
 }
 
 template <class T>
@@ -72,8 +69,7 @@ void IFFT2Impl::run(const T* input, Complex* output) const {
     // The last stage scales the untwiddled operand; its table already carries 1/n.
     const std::vector<Complex>& table = w_tables.back();
     const uint64_t half = table.size();
-    radix2_butterflies_scaled(output, output + half, table.data(), half,
-                              1.0f / static_cast<float>(size));
+    radix2_butterflies_scaled(output, output + half, table.data(), half, 1.0f / static_cast<float>(size));
 }
 
 void FFT2Impl::exec(const int16_t* input, Complex* output) { run(input, output); }

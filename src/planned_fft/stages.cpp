@@ -13,8 +13,8 @@ namespace {
 // One output column of a general butterfly: the inputs block[j + p l] against the table
 // entries (j + q l) p mod len. The table index walks by steps below len, so one subtraction
 // reduces it.
-Complex column_sum(const Complex* block, const std::vector<Complex>& W, uint64_t r, uint64_t l,
-                   uint64_t j, uint64_t q) {
+Complex column_sum(const Complex* block, const std::vector<Complex>& W, uint64_t r, uint64_t l, uint64_t j,
+                   uint64_t q) {
     const uint64_t len = W.size();
     const uint64_t step = j + q * l;
     uint64_t t = 0;
@@ -29,18 +29,18 @@ Complex column_sum(const Complex* block, const std::vector<Complex>& W, uint64_t
 
 // Columns q and q + 1 in the two halves of one register; false when a product needs the
 // scalar recovery, and then work is left for the caller to fill.
-bool column_pair(const Complex* block, const std::vector<Complex>& W, uint64_t r, uint64_t l,
-                 uint64_t j, uint64_t q, Complex* work) {
+bool column_pair(const Complex* block, const std::vector<Complex>& W, uint64_t r, uint64_t l, uint64_t j, uint64_t q,
+                 Complex* work) {
     const uint64_t len = W.size();
     const uint64_t step0 = j + q * l;
     const uint64_t step1 = step0 + l;
     uint64_t t0 = 0, t1 = 0;
-    __m128 sum = _mm_setzero_ps();
+    float4 sum = {0.0f, 0.0f, 0.0f, 0.0f};
     bool recover = false;
     for (uint64_t p = 0; p < r; ++p) {
-        const __m128 product = product_pairs(gather_pair(W[t0], W[t1]), broadcast(block[j + p * l]));
+        const float4 product = product_pairs(gather_pair(W[t0], W[t1]), broadcast(block[j + p * l]));
         recover |= needs_recovery(product);
-        sum = _mm_add_ps(sum, product);
+        sum = sum + product;
         t0 += step0;
         if (t0 >= len) t0 -= len;
         t1 += step1;
@@ -51,8 +51,10 @@ bool column_pair(const Complex* block, const std::vector<Complex>& W, uint64_t r
     return true;
 }
 
-template <bool paired>
-void run_general_stage(const CooleyTukeyFactor& f, Complex* output, Complex* work) {
+}  // namespace
+
+void general_stage(const CooleyTukeyFactor& f, Complex* output, Complex* work, simd::Isa isa) {
+    const bool paired = isa != simd::Isa::scalar;
     const uint64_t r = f.radix;
     const uint64_t l = f.inLength;
     for (uint64_t g = 0; g < f.outCount; ++g) {
@@ -71,25 +73,15 @@ void run_general_stage(const CooleyTukeyFactor& f, Complex* output, Complex* wor
     }
 }
 
-}  // namespace
-
-void radix2_stage(const CooleyTukeyFactor& f, Complex* output, bool scale) {
+void radix2_stage(const CooleyTukeyFactor& f, Complex* output, bool scale, simd::Isa isa) {
     const uint64_t l = f.inLength;
     const float factor = 1.0f / static_cast<float>(f.outLength);
     for (uint64_t base = 0; base < 2 * l * f.outCount; base += 2 * l) {
         if (scale)
-            radix2_butterflies_scaled(output + base, output + base + l, f.W.data(), l, factor);
+            radix2_butterflies_scaled(output + base, output + base + l, f.W.data(), l, factor, isa);
         else
-            radix2_butterflies(output + base, output + base + l, f.W.data(), l);
+            radix2_butterflies(output + base, output + base + l, f.W.data(), l, isa);
     }
-}
-
-void general_stage(const CooleyTukeyFactor& f, Complex* output, Complex* work) {
-    run_general_stage<true>(f, output, work);
-}
-
-void general_stage_plain(const CooleyTukeyFactor& f, Complex* output, Complex* work) {
-    run_general_stage<false>(f, output, work);
 }
 
 }  // namespace vorel::audio::qentor

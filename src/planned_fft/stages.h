@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "planned_fft/plan.h"
+#include "simd/isa.h"
 
 namespace vorel::audio::qentor {
 
@@ -12,16 +13,14 @@ struct CooleyTukeyFactor;
 
 // Radix 2: for each block of 2 inLength, t = hi[j] * W[j], u = lo[j] (times 1/outLength when
 // scale is set: the last stage of an inverse plan), lo[j] = u + t, hi[j] = u - t.
-void radix2_stage(const CooleyTukeyFactor& f, Complex* output, bool scale);
+void radix2_stage(const CooleyTukeyFactor& f, Complex* output, bool scale, simd::Isa isa = simd::best_isa());
 
 // Any other radix r: a straight r-point transform per butterfly, r * r products, the table
 // lookup carrying twiddle and transform in one exponent: work[q] = sum over ascending p of
 // output[j + (p + g r) l] * W[(j + q l) p mod outLength], started from (0, 0), then written back.
-// work holds r entries. Two columns q run side by side in SSE2 lanes; a pair in which a product
-// needs the recovery of infinite results is redone by the plain code.
-void general_stage(const CooleyTukeyFactor& f, Complex* output, Complex* work);
-
-// The same one column at a time, for reference.
-void general_stage_plain(const CooleyTukeyFactor& f, Complex* output, Complex* work);
+// work holds r entries. Above Isa::scalar two columns q run side by side in vector lanes; a pair
+// in which a product needs the recovery of infinite results is redone by the plain code. At
+// Isa::scalar one column at a time: the reference, the same bits.
+void general_stage(const CooleyTukeyFactor& f, Complex* output, Complex* work, simd::Isa isa = simd::best_isa());
 
 }  // namespace vorel::audio::qentor

@@ -52,8 +52,7 @@ Complex w_entry(uint64_t k, uint64_t len, bool forward) {
         re = 0.0f;
         im = 1.0f;
     } else {
-        re = static_cast<float>(
-            sine_series(static_cast<double>(float_angle(k, len, -two_pi_f)) + half_pi));
+        re = static_cast<float>(sine_series(static_cast<double>(float_angle(k, len, -two_pi_f)) + half_pi));
         im = -static_cast<float>(sine_series(static_cast<double>(float_angle(k, len, two_pi_f))));
     }
     return {re, forward ? im : -im};

@@ -1,12 +1,14 @@
-// The lane kernels, written once over GCC vector types of W doubles and built three times:
-// W = 2 for SSE2 (every x86-64 CPU), W = 4 in a function compiled for AVX2 and W = 8 in one
-// compiled for AVX-512, picked at run time. Only separate multiplies and adds appear (no
-// fused multiply-add: contraction is off), so each lane rounds exactly like the plain sum.
+// The lane kernels, written once over vectors of W doubles and built per level: W = 2 at
+// sse2, W = 4 in a function compiled for avx2 and W = 8 in one compiled for avx512. Only
+// separate multiplies and adds appear (contraction is off), so each lane rounds exactly like
+// the plain sum.
 #include "resample/resample_lanes.h"
 
 #include <algorithm>
 #include <cstring>
 #include <type_traits>
+
+#include "simd/vec.h"
 
 namespace vorel::audio {
 
@@ -16,9 +18,9 @@ using Row = ResampleFilterTable::Row;
 constexpr int lane_n = resample_lane_n;
 
 template <int W>
-struct Vec {
-    typedef double d __attribute__((vector_size(W * sizeof(double))));
-    typedef float f __attribute__((vector_size(W * sizeof(float))));
+struct LaneVec {
+    using d = simd::Vec<double, W>;
+    using f = simd::Vec<float, W>;
     static constexpr int per_lanes = lane_n / W;  // vectors across the sixteen lanes
     // Outputs summed side by side: eight independent sums hide the latency of the adds.
     static constexpr int out_n = per_lanes >= 8 ? 1 : 8 / per_lanes;
@@ -26,8 +28,7 @@ struct Vec {
 
 // Columns of a W x W block of floats from its rows.
 template <int W>
-[[gnu::always_inline]] inline void transpose(const typename Vec<W>::f (&r)[W],
-                                             typename Vec<W>::f (&c)[W]) {
+[[gnu::always_inline]] inline void transpose(const typename LaneVec<W>::f (&r)[W], typename LaneVec<W>::f (&c)[W]) {
     if constexpr (W == 2) {
         c[0] = __builtin_shufflevector(r[0], r[1], 0, 2);
         c[1] = __builtin_shufflevector(r[0], r[1], 1, 3);
@@ -48,14 +49,13 @@ template <int W>
 // `base`, lanes side by side: element k of lane l goes to chunk[(k - base) * 16 + l], so one
 // tap meets the sixteen lanes in 16 / W consecutive vectors.
 template <int W>
-[[gnu::always_inline]] inline void widen(const ResampleLaneBlock& b, std::int64_t base,
-                                         std::int64_t k0, std::int64_t k1) {
-    using V = Vec<W>;
+[[gnu::always_inline]] inline void widen(const ResampleLaneBlock& b, std::int64_t base, std::int64_t k0,
+                                         std::int64_t k1) {
+    using V = LaneVec<W>;
     const std::int64_t whole = k1 - (k1 - k0) % W;
     // The inputs stream from memory: ask for the next stretch of each lane now.
     for (int l = 0; l < lane_n; ++l)
-        for (std::int64_t k = k1; k < std::min(b.extent, 2 * k1 - k0); k += 16)
-            __builtin_prefetch(b.lane_src[l] + k);
+        for (std::int64_t k = k1; k < std::min(b.extent, 2 * k1 - k0); k += 16) __builtin_prefetch(b.lane_src[l] + k);
     double* const chunk = b.chunk;  // a local, which the stores below cannot be taken to change
     for (int l0 = 0; l0 < lane_n; l0 += W) {
         const float* src[W];
@@ -63,12 +63,11 @@ template <int W>
         for (std::int64_t k = k0; k < whole; k += W) {
             typename V::f r[W], c[W];
 #pragma GCC unroll 8
-            for (int i = 0; i < W; ++i) std::memcpy(&r[i], src[i] + k, sizeof r[i]);
+            for (int i = 0; i < W; ++i) r[i] = simd::load<typename V::f>(src[i] + k);
             transpose<W>(r, c);
 #pragma GCC unroll 8
             for (int i = 0; i < W; ++i) {
-                const typename V::d v = __builtin_convertvector(c[i], typename V::d);
-                std::memcpy(chunk + (k - base + i) * lane_n + l0, &v, sizeof v);
+                simd::store(chunk + (k - base + i) * lane_n + l0, __builtin_convertvector(c[i], typename V::d));
             }
         }
     }
@@ -79,10 +78,9 @@ template <int W>
 // P outputs of all lanes: output p uses rows[p] on the chunk from x[p], and lane l of it goes
 // to dst[l * stride + p]. Each lane's sum starts at 0.0 and adds tap 64 - j times element j.
 template <int W, int P>
-[[gnu::always_inline]] inline void dot_taps_lanes(const Row* const (&rows)[P],
-                                                  const double* const (&x)[P], float* dst,
+[[gnu::always_inline]] inline void dot_taps_lanes(const Row* const (&rows)[P], const double* const (&x)[P], float* dst,
                                                   std::int64_t stride) {
-    using V = Vec<W>;
+    using V = LaneVec<W>;
     constexpr int q_n = V::per_lanes;
     typename V::d acc[P][q_n] = {};
 #pragma GCC unroll 5
@@ -93,9 +91,7 @@ template <int W, int P>
             const double* xj = x[p] + j * lane_n;
 #pragma GCC unroll 8
             for (int q = 0; q < q_n; ++q) {
-                typename V::d v;
-                std::memcpy(&v, xj + q * W, sizeof v);
-                acc[p][q] = acc[p][q] + t * v;
+                acc[p][q] = acc[p][q] + t * simd::load<typename V::d>(xj + q * W);
             }
         }
     }
@@ -117,7 +113,7 @@ template <int W, int P>
 template <int WW, int W>
 [[gnu::always_inline]] inline void run_block(const ResampleLaneBlock& b) {
     constexpr std::int64_t ahead = 64;  // rows widened at a time beyond the current need
-    constexpr int P = Vec<W>::out_n;
+    constexpr int P = LaneVec<W>::out_n;
     const std::int64_t rows = std::min(b.extent, resample_chunk_rows);
     std::int64_t base = 0;     // element held in row 0 of the chunk
     std::int64_t widened = 0;  // elements widened so far
@@ -154,33 +150,18 @@ template <int WW, int W>
     for (; s < b.span; ++s) outputs(std::integral_constant<int, 1>{}, b.dst + s);
 }
 
+VOREL_TARGET_SSE2 void resample_lanes_sse2(const ResampleLaneBlock& block) { run_block<2, 2>(block); }
+
+VOREL_TARGET_AVX2 void resample_lanes_avx2(const ResampleLaneBlock& block) { run_block<4, 4>(block); }
+
+VOREL_TARGET_AVX512 void resample_lanes_avx512(const ResampleLaneBlock& block) { run_block<4, 8>(block); }
+
 }  // namespace
 
-void resample_lanes_sse2(const ResampleLaneBlock& block) { run_block<2, 2>(block); }
-
-__attribute__((target("avx2"))) void resample_lanes_avx2(const ResampleLaneBlock& block) {
-    run_block<4, 4>(block);
-}
-
-__attribute__((target("avx512f"))) void resample_lanes_avx512(const ResampleLaneBlock& block) {
-    run_block<4, 8>(block);
-}
-
-bool avx2_supported() {
-    __builtin_cpu_init();  // also safe when asked before the constructors of libgcc ran
-    return __builtin_cpu_supports("avx2");
-}
-
-bool avx512_supported() {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx512f");
-}
-
-ResampleLaneKernel best_resample_lane_kernel() {
-    static const ResampleLaneKernel kernel = avx512_supported() ? resample_lanes_avx512
-                                             : avx2_supported() ? resample_lanes_avx2
-                                                                : resample_lanes_sse2;
-    return kernel;
+ResampleLaneKernel resample_lane_kernel(simd::Isa isa) {
+    static constexpr simd::IsaBuilds<ResampleLaneKernel> builds{nullptr, resample_lanes_sse2, resample_lanes_avx2,
+                                                                resample_lanes_avx512};
+    return builds(isa);
 }
 
 }  // namespace vorel::audio

@@ -1,10 +1,11 @@
 // The lane kernels of the converter: one block of sixteen lanes at a time, each lane summing
-// its outputs in the plain order, in SSE2, AVX2 and AVX-512 builds of the same code.
+// its outputs in the plain order, built once per instruction-set level from the same code.
 #pragma once
 
 #include <cstdint>
 
 #include "resample/resample_filter_table.h"
+#include "simd/isa.h"
 
 namespace vorel::audio {
 
@@ -33,14 +34,8 @@ struct ResampleLaneBlock {
 
 using ResampleLaneKernel = void (*)(const ResampleLaneBlock&);
 
-void resample_lanes_sse2(const ResampleLaneBlock& block);
-void resample_lanes_avx2(const ResampleLaneBlock& block);    // only where avx2_supported()
-void resample_lanes_avx512(const ResampleLaneBlock& block);  // only where avx512_supported()
-
-bool avx2_supported();
-bool avx512_supported();
-
-// The fastest kernel this CPU runs, chosen once.
-ResampleLaneKernel best_resample_lane_kernel();
+// The block kernel built for `isa`, or null at Isa::scalar: there the converter walks one
+// output at a time.
+ResampleLaneKernel resample_lane_kernel(simd::Isa isa);
 
 }  // namespace vorel::audio

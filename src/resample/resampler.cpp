@@ -219,18 +219,8 @@ int get_resample_len(int dst_sample_rate, int src_sample_n, int src_sample_rate)
 }
 
 void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate,
-              int src_n) {
-    resample_with(best_resample_lane_kernel(), dst, src, dst_sample_rate, dst_n, src_sample_rate,
-                  src_n);
-}
-
-void resample_by(ResamplePath path, float* dst, const float* src, int dst_sample_rate, int dst_n,
-                 int src_sample_rate, int src_n) {
-    const ResampleLaneKernel kernel = path == ResamplePath::avx512 ? resample_lanes_avx512
-                                      : path == ResamplePath::avx2 ? resample_lanes_avx2
-                                      : path == ResamplePath::sse2 ? resample_lanes_sse2
-                                                                   : nullptr;
-    resample_with(kernel, dst, src, dst_sample_rate, dst_n, src_sample_rate, src_n);
+              int src_n, simd::Isa isa) {
+    resample_with(resample_lane_kernel(isa), dst, src, dst_sample_rate, dst_n, src_sample_rate, src_n);
 }
 
 }  // namespace vorel::audio

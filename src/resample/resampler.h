@@ -2,6 +2,8 @@
 // converter itself.
 #pragma once
 
+#include "simd/isa.h"
+
 namespace vorel::audio {
 
 // ceil(double(dst_sample_rate) / double(src_sample_rate) * double(src_sample_n)): quotient
@@ -12,13 +14,9 @@ int get_resample_len(int dst_sample_rate, int src_sample_n, int src_sample_rate)
 // Writes all dst_n samples of dst: the converted signal, up to one input step before the end
 // of src, then zeros. Output n is a 65-tap dot product in double, summed in rising sample order
 // against falling tap order, over the input padded with 32 zeros on each side. dst may be src.
+// At Isa::scalar one output at a time; at the other levels sixteen lanes of outputs at once,
+// the same bits (isa must be one this CPU runs).
 void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate,
-              int src_n);
-
-// The same conversion by one chosen path: `plain` one output at a time, the reference that
-// the lane paths match bit for bit; `avx2` and `avx512` only where the CPU has them.
-enum class ResamplePath { plain, sse2, avx2, avx512 };
-void resample_by(ResamplePath path, float* dst, const float* src, int dst_sample_rate, int dst_n,
-                 int src_sample_rate, int src_n);
+              int src_n, simd::Isa isa = simd::best_isa());
 
 }  // namespace vorel::audio

@@ -1,8 +1,10 @@
-// Frame counts and the fillers that cut a frame out of a signal, padding past its ends.
+// Frame counts and the cutting of one analysis frame out of a signal.
 #pragma once
 
 #include <cstdint>
 #include <vector>
+
+#include "common/signal_padding.h"
 
 namespace vorel::audio {
 
@@ -10,20 +12,6 @@ namespace vorel::audio {
 // A signal shorter than fft_n gives 0 in every mode, and so does hop_n = 0 (no meaningful
 // count exists; 0 keeps every caller from looping or allocating without bound).
 int get_frame_len(int sample_n, int fft_n, int hop_n, int center);
-
-// The fillers write all of dst, element i from padded position start + i, where the signal's
-// sample 0 stands at position pad. Past the ends they mirror (reflect), write 0 (zeros_padded),
-// repeat the edge (constant) or point-reflect through the edge (odd).
-// A mirrored index folds again while it lies outside the signal, so that nothing outside src is
-// ever read, however short the signal.
-void extract_segment_sample_center_reflect(std::vector<float>& dst, const float* src, int src_n,
-                                           int start, int pad);
-void extract_segment_sample_center_zeros_padded(std::vector<float>& dst, const float* src,
-                                                int src_n, int start, int pad);
-void extract_segment_sample_center_constant(std::vector<float>& dst, const float* src, int src_n,
-                                            int start, int pad);
-void extract_segment_sample_center_odd(std::vector<float>& dst, const float* src, int src_n,
-                                       int start, int pad);
 
 // One analysis frame of seg.size() samples at signal position pos. With center 1 or 2 the
 // frame is centred on sample pos (half = size / 2 before it), padded past the ends by

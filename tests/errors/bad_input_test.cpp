@@ -25,10 +25,12 @@ namespace {
 
 const std::vector<int> kCounts = {INT_MIN, -1, 0, 1, 2, 3, 5, 7, 400, 401, 65536, INT_MAX, INT_MAX / 2};
 const std::vector<int> kEnums = {-1, 0, 1, 2, 3, 4, 1000, INT_MIN};
+// clang-format off
 const std::vector<float> kFloats = {std::numeric_limits<float>::quiet_NaN(),
                                     std::numeric_limits<float>::infinity(),
                                     -std::numeric_limits<float>::infinity(), -0.0f, 0.0f, 1.0f,
                                     1e30f, -1e30f, std::numeric_limits<float>::denorm_min()};
+// clang-format on
 
 // Caller buffers above 64 MB are not allocated, and valid calls whose work (or memory touched)
 // exceeds kMaxCost element operations are skipped: huge but valid lengths legitimately
@@ -66,6 +68,8 @@ double fft_cost(double n) { return std::fmod(std::log2(n), 1.0) == 0.0 ? n * (st
 double frames(double sample_n, double hop_n) { return hop_n <= 0 ? 0 : sample_n / hop_n + 1; }
 int* ip(float* p) { return reinterpret_cast<int*>(p); }
 
+// The table of functions is laid out by hand, one entry per function.
+// clang-format off
 #define A(k) static_cast<double>(a.i[k])
 std::vector<Fn> functions() {
     auto unary = [](const char* name, int (*fn)(float*, const float*, int)) {
@@ -223,6 +227,7 @@ std::vector<Fn> functions() {
     };
 }
 #undef A
+// clang-format on
 
 std::string describe(const Fn& fn, const Args& a, bool alias, int null_idx, bool wild) {
     std::ostringstream s;
@@ -327,7 +332,9 @@ public:
         void* p = mmap(nullptr, bytes_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
         p_ = p == MAP_FAILED ? nullptr : static_cast<float*>(p);
     }
-    ~Reserved() { if (p_ != nullptr) munmap(p_, bytes_); }
+    ~Reserved() {
+        if (p_ != nullptr) munmap(p_, bytes_);
+    }
     Reserved(const Reserved&) = delete;
     Reserved& operator=(const Reserved&) = delete;
     float* get() const { return p_; }
@@ -344,15 +351,14 @@ TEST(BadInput, HugeValidCountsAnsweredWithoutTouchingBuffers) {
     ASSERT_TRUE(signal.get() && wide.get() && spectrum.get() && coef.get());
     EXPECT_EQ(vorelAudioFFT(wide.get(), signal.get(), INT_MAX), VOREL_STATUS_OUT_OF_MEMORY);
     EXPECT_EQ(vorelAudioIFFT(wide.get(), wide.get(), INT_MAX), VOREL_STATUS_OUT_OF_MEMORY);
-    EXPECT_EQ(vorelAudioResample(signal.get(), signal.get(), 4067209, INT_MAX, 1, INT_MAX),
-              VOREL_STATUS_OUT_OF_MEMORY);
+    EXPECT_EQ(vorelAudioResample(signal.get(), signal.get(), 4067209, INT_MAX, 1, INT_MAX), VOREL_STATUS_OUT_OF_MEMORY);
     EXPECT_EQ(vorelAudioFilterFilter(signal.get(), coef.get(), coef.get(), coef.get(), INT_MAX, 2, 3, 3,
                                      VOREL_AUDIO_PAD_TYPE_ODD, INT_MAX / 2),
               VOREL_STATUS_UNKNOWN_ERROR);
     // hop_n 0: no frame, so neither the signal nor the output is looked at.
     EXPECT_EQ(vorelAudioGetSpectrogram(spectrum.get(), signal.get(), INT_MAX, 64, 0, 64, 1, 65536, 1, 2.0f, 1), 0);
-    EXPECT_EQ(vorelAudioGetMelSpectrogram(spectrum.get(), signal.get(), INT_MAX, 16000, 64, 0, 64, 1, 65536, 1, 2.0f,
-                                          1, 0.0f, 8000.0f, 8, 0, 0),
+    EXPECT_EQ(vorelAudioGetMelSpectrogram(spectrum.get(), signal.get(), INT_MAX, 16000, 64, 0, 64, 1, 65536, 1, 2.0f, 1,
+                                          0.0f, 8000.0f, 8, 0, 0),
               0);
     int start = 5, len = 5;
     EXPECT_EQ(vorelAudioGetNonSilentPos(&start, &len, signal.get(), INT_MAX, 16, 0, 60.0f), 0);

@@ -9,9 +9,9 @@
 #include "errors/checks.h"
 #include "vorel_audio.h"
 
+using vorel::audio::call_frame;
 using vorel::Util::Exceptions::VorelException;
 using vorel::Util::Exceptions::VorelInvalidArgment;
-using vorel::audio::call_frame;
 
 TEST(CallFrame, TurnsEachKindOfExceptionIntoItsStatus) {
     EXPECT_EQ(call_frame([] {}), VOREL_STATUS_SUCCESS);

@@ -18,8 +18,7 @@ const Coefs worked{{0.2f, 0.3f, 0.1f, 0.05f}, {1.5f, -0.4f, 0.2f, 0.1f}};
 
 TEST(InitialState, WorkedCase) {
     std::vector<float> zi(3);
-    ASSERT_EQ(vorelAudioGetLinerFilterZiCoef(zi.data(), worked.n.data(), worked.d.data(), 3, 4, 4),
-              0);
+    ASSERT_EQ(vorelAudioGetLinerFilterZiCoef(zi.data(), worked.n.data(), worked.d.data(), 3, 4, 4), 0);
     EXPECT_NEAR(zi[0], 0.330952, 5e-7);
     EXPECT_NEAR(zi[1], 0.007143, 5e-7);
     EXPECT_NEAR(zi[2], 0.002381, 5e-7);

@@ -24,20 +24,17 @@ void expect_form_matches_reference(const Coefs& c) {
     for (bool reverse : {false, true}) {
         std::vector<State> z(r + 1, State(0.25)), z_ref(z);
         std::vector<Dst> y(300), y_ref(300);
-        linerfilter<Dst, Src, float, State>(y.data(), x.data(), c.n.data(), c.d.data(), z.data(),
-                                            300, 300, int(c.n.size()), int(c.d.size()), r + 1,
-                                            reverse);
+        linerfilter<Dst, Src, float, State>(y.data(), x.data(), c.n.data(), c.d.data(), z.data(), 300, 300,
+                                            int(c.n.size()), int(c.d.size()), r + 1, reverse);
         reference_filter(y_ref.data(), x.data(), 300, c, z_ref.data(), reverse);
         EXPECT_EQ(y, y_ref) << "order " << r << " reverse " << reverse;
         EXPECT_EQ(z, z_ref) << "order " << r << " reverse " << reverse;
     }
 }
 
-int run(std::vector<float>& dst, const std::vector<float>& src, const Coefs& c, float* zi,
-        int zi_n) {
-    return vorelAudioLinerFilter(dst.data(), src.data(), c.n.data(), c.d.data(), zi,
-                                 int(dst.size()), int(src.size()), int(c.n.size()), int(c.d.size()),
-                                 zi_n);
+int run(std::vector<float>& dst, const std::vector<float>& src, const Coefs& c, float* zi, int zi_n) {
+    return vorelAudioLinerFilter(dst.data(), src.data(), c.n.data(), c.d.data(), zi, int(dst.size()), int(src.size()),
+                                 int(c.n.size()), int(c.d.size()), zi_n);
 }
 
 }  // namespace
@@ -96,13 +93,10 @@ TEST(LinearFilter, StateRulesAndInPlace) {
 }
 
 TEST(LinearFilterChecks, PointersThenCountsInOrderAndNaNFlowing) {
-    const std::vector<float> x(4, 1.0f), c = {1.0f, 0.5f}, nan_c = {NAN, 1.0f},
-                                         zero_lead = {0.0f, 1.0f};
+    const std::vector<float> x(4, 1.0f), c = {1.0f, 0.5f}, nan_c = {NAN, 1.0f}, zero_lead = {0.0f, 1.0f};
     std::vector<float> y(4, 7.0f), zi = {3.0f};
-    const auto call = [&](float* d, const float* s, const float* n, const float* dc, int dst_n,
-                          int src_n, int nn, int dn) {
-        return vorelAudioLinerFilter(d, s, n, dc, zi.data(), dst_n, src_n, nn, dn, 1);
-    };
+    const auto call = [&](float* d, const float* s, const float* n, const float* dc, int dst_n, int src_n, int nn,
+                          int dn) { return vorelAudioLinerFilter(d, s, n, dc, zi.data(), dst_n, src_n, nn, dn, 1); };
     EXPECT_EQ(call(nullptr, x.data(), c.data(), c.data(), 0, 0, 0, 0), -1);
     EXPECT_EQ(call(y.data(), nullptr, c.data(), c.data(), 4, 4, 2, 2), -1);
     EXPECT_EQ(call(y.data(), x.data(), nullptr, c.data(), 4, 4, 2, 2), -1);

@@ -16,8 +16,7 @@ struct Coefs {
 // Transposed direct form II over n samples of in, forward or backward, in double with the
 // registers narrowed to State after every update; both lists divided by d[0], zero-padded.
 template <class Dst, class Src, class State>
-void reference_filter(Dst* out, const Src* in, std::size_t n, const Coefs& c, State* z,
-                      bool reverse) {
+void reference_filter(Dst* out, const Src* in, std::size_t n, const Coefs& c, State* z, bool reverse) {
     const std::size_t r = c.order();
     std::vector<double> b(r + 1, 0.0), a(r + 1, 0.0);
     for (std::size_t k = 0; k < c.n.size(); ++k) b[k] = c.n[k] / double(c.d[0]);

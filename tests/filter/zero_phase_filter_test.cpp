@@ -18,8 +18,8 @@ namespace {
 
 // The extended signal built whole, both passes over all of it, then the copy from the first
 // original sample on.
-std::vector<float> reference_filtfilt(const std::vector<float>& s, const Coefs& c, int type,
-                                      int pad, std::size_t dst_n) {
+std::vector<float> reference_filtfilt(const std::vector<float>& s, const Coefs& c, int type, int pad,
+                                      std::size_t dst_n) {
     const long n = long(s.size());
     pad = type == 0 ? 0 : pad;
     std::vector<float> e;
@@ -35,8 +35,7 @@ std::vector<float> reference_filtfilt(const std::vector<float>& s, const Coefs& 
     const int r = c.order();
     std::vector<double> settled(r), z(r), y(e.size());
     if (r > 0)
-        create_zi_coef<double, float>(settled.data(), c.n.data(), c.d.data(), r, int(c.n.size()),
-                                      int(c.d.size()));
+        create_zi_coef<double, float>(settled.data(), c.n.data(), c.d.data(), r, int(c.n.size()), int(c.d.size()));
     for (int k = 0; k < r; ++k) z[k] = settled[k] * double(e[0]);
     reference_filter(y.data(), e.data(), e.size(), c, z.data(), false);
     for (int k = 0; k < r; ++k) z[k] = settled[k] * y.back();
@@ -47,8 +46,8 @@ std::vector<float> reference_filtfilt(const std::vector<float>& s, const Coefs& 
 }
 
 int run(std::vector<float>& dst, const std::vector<float>& src, const Coefs& c, int type, int pad) {
-    return vorelAudioFilterFilter(dst.data(), src.data(), c.n.data(), c.d.data(), int(dst.size()),
-                                  int(src.size()), int(c.n.size()), int(c.d.size()), type, pad);
+    return vorelAudioFilterFilter(dst.data(), src.data(), c.n.data(), c.d.data(), int(dst.size()), int(src.size()),
+                                  int(c.n.size()), int(c.d.size()), type, pad);
 }
 
 const Coefs butter2{{0.0675f, 0.1349f, 0.0675f}, {1.0f, -1.143f, 0.4128f}};
@@ -66,17 +65,14 @@ TEST(ZeroPhase, MatchesTheWholeExtensionReferenceBitForBit) {
                     std::vector<float> got(dst_n, -2.0f);
                     ASSERT_EQ(run(got, x, c, type, pad), 0);
                     ASSERT_EQ(got, reference_filtfilt(x, c, type, pad, dst_n))
-                        << "order " << r << " type " << type << " pad " << pad << " dst_n "
-                        << dst_n;
+                        << "order " << r << " type " << type << " pad " << pad << " dst_n " << dst_n;
                 }
     }
-    for (const std::vector<float>& s :
-         {std::vector<float>{0.5f}, {1.0f, -2.0f}, {3.0f, 1.0f, 4.0f}})
+    for (const std::vector<float>& s : {std::vector<float>{0.5f}, {1.0f, -2.0f}, {3.0f, 1.0f, 4.0f}})
         for (int type : {1, 2, 3}) {
             std::vector<float> got(s.size() + 20);
             ASSERT_EQ(run(got, s, butter2, type, 20), 0);
-            EXPECT_EQ(got, reference_filtfilt(s, butter2, type, 20, got.size()))
-                << s.size() << type;
+            EXPECT_EQ(got, reference_filtfilt(s, butter2, type, 20, got.size())) << s.size() << type;
         }
 }
 

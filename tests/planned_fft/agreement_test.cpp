@@ -40,21 +40,16 @@ TYPED_TEST(PlansTyped, AgreeWithDoubleTransformBothWays) {
          },
          {1, 2, 6, 7, 13, 31, 64, 97, 100},
          2e-6},
+        {[](unsigned n, bool f) { return f ? PlanPtr(new fft::FFT2Impl(n)) : PlanPtr(new fft::IFFT2Impl(n)); }, pow2,
+         1e-5},
         {[](unsigned n, bool f) {
-             return f ? PlanPtr(new fft::FFT2Impl(n)) : PlanPtr(new fft::IFFT2Impl(n));
-         },
-         pow2, 1e-5},
-        {[](unsigned n, bool f) {
-             return f ? PlanPtr(new fft::CooleyTukeyFFTImpl(n))
-                      : PlanPtr(new fft::CooleyTukeyIFFTImpl(n));
+             return f ? PlanPtr(new fft::CooleyTukeyFFTImpl(n)) : PlanPtr(new fft::CooleyTukeyIFFTImpl(n));
          },
          {6, 9, 10, 12, 15, 18, 21, 22, 25, 30, 35, 45, 49, 60, 100, 360, 1000, 3072, 4725},
          1e-5},
         // The choosing facade: hard-coded kernels below 6, the chirp for 7 and 11 (good to
         // about 1e-6 and 5e-6), the others above.
-        {[](unsigned n, bool f) { return FFT(n, f).plan(); },
-         {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12},
-         1e-5},
+        {[](unsigned n, bool f) { return FFT(n, f).plan(); }, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, 1e-5},
     };
     for (const Family& family : families)
         for (unsigned n : family.lengths) {

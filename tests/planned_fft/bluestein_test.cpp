@@ -18,8 +18,7 @@ double chirp_error(unsigned n) {
     const fft::BluesteinFFTImpl plan(n);
     double err = 0;
     for (size_t k = 0; k < n; ++k)
-        err = std::max(
-            err, std::abs(as_double(plan.chirp[k]) - std::polar(1.0, -M_PI * double(k * k) / n)));
+        err = std::max(err, std::abs(as_double(plan.chirp[k]) - std::polar(1.0, -M_PI * double(k * k) / n)));
     return err;
 }
 
@@ -33,8 +32,7 @@ TEST(Bluestein, InnerLengthAndChirpEntries) {
     EXPECT_EQ(p8.fft.size, 16u);
     // k = 4 at n = 8: k^2 = 2n is no exact case; the float 2 pi lies a little above 2 pi.
     EXPECT_NE(p8.chirp[4].im, 0.0f);
-    for (size_t k = 0; k < 8; ++k)
-        EXPECT_TRUE(same_bits(p8.conj_chirp[k], {p8.chirp[k].re, -p8.chirp[k].im})) << k;
+    for (size_t k = 0; k < 8; ++k) EXPECT_TRUE(same_bits(p8.conj_chirp[k], {p8.chirp[k].re, -p8.chirp[k].im})) << k;
 }
 
 TEST(Bluestein, ChirpAccuracyFollowsTheUnreducedAngle) {
@@ -84,8 +82,7 @@ TEST(Bluestein, InputMayBeTheOutputAndRunsRepeat) {
     const auto x = random_input<Complex>(11, 4);
     fft::BluesteinIFFTImpl inv(11, true);
     fft::BluesteinFFTImpl fwd(11), zero(0);
-    for (fft::FFTImpl* plan :
-         {static_cast<fft::FFTImpl*>(&inv), static_cast<fft::FFTImpl*>(&fwd)}) {
+    for (fft::FFTImpl* plan : {static_cast<fft::FFTImpl*>(&inv), static_cast<fft::FFTImpl*>(&fwd)}) {
         const auto want = run_plan(*plan, x, 11);
         auto buffer = x;
         plan->exec(buffer.data(), buffer.data());

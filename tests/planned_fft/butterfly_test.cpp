@@ -1,11 +1,13 @@
-// The paired radix-2 butterflies, block pass and general stage against their plain forms, on
-// values with infinities and NaNs (which send pairs to the scalar recovery).
+// The paired radix-2 butterflies, block pass and general stage at every level against the plain
+// forms, on values with infinities and NaNs (which send pairs to the scalar recovery).
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <random>
+#include <tuple>
 #include <vector>
 
+#include "common/isa_kit.h"
 #include "planned_fft/butterfly.h"
 #include "planned_fft/cooley_tukey.h"
 #include "planned_fft/stages.h"
@@ -13,6 +15,7 @@
 
 using namespace vorel::audio::qentor;
 using namespace vorel::audio::qentor::test;
+using vorel::audio::simd::Isa;
 
 namespace {
 
@@ -33,39 +36,42 @@ std::vector<Complex> mixed_values(size_t n, unsigned seed, bool specials) {
 
 }  // namespace
 
-TEST(Butterfly, PairedFormsMatchThePlainForm) {
+// Every level against Isa::scalar, the one-at-a-time reference.
+class PairedLanes : public vorel::audio::testing::EachIsa {};
+VOREL_FOR_EACH_ISA(PairedLanes);
+
+TEST_P(PairedLanes, ButterfliesMatchThePlainForm) {
     const float factor = 1.0f / 48.0f;
     for (bool specials : {false, true})
         for (uint64_t count : {0u, 1u, 2u, 3u, 8u, 33u, 512u})
             for (bool scaled : {false, true}) {
-                auto lo = mixed_values(count, 1 + count, specials),
-                     hi = mixed_values(count, 2 + count, specials);
-                auto w = mixed_values(count, 3 + count, specials);
+                auto lo = mixed_values(count, 1 + count, specials), hi = mixed_values(count, 2 + count, specials);
+                const auto w = mixed_values(count, 3 + count, specials);
                 auto lo_plain = lo, hi_plain = hi;
-                if (scaled)
-                    radix2_butterflies_scaled(lo.data(), hi.data(), w.data(), count, factor);
-                else
-                    radix2_butterflies(lo.data(), hi.data(), w.data(), count);
-                radix2_butterflies_plain(lo_plain.data(), hi_plain.data(), w.data(), count,
-                                         scaled ? &factor : nullptr);
+                for (const auto& [l, h, isa] :
+                     {std::tuple{&lo, &hi, GetParam()}, {&lo_plain, &hi_plain, Isa::scalar}}) {
+                    if (scaled)
+                        radix2_butterflies_scaled(l->data(), h->data(), w.data(), count, factor, isa);
+                    else
+                        radix2_butterflies(l->data(), h->data(), w.data(), count, isa);
+                }
                 expect_same_bits(lo, lo_plain);
                 expect_same_bits(hi, hi_plain);
             }
-    // Blocks of two run two to a register; longer blocks pair butterflies inside a block.
+    // Blocks of two run two to a vector; longer blocks pair butterflies inside a block.
     for (bool specials : {false, true})
         for (uint64_t n : {2u, 4u, 6u, 16u, 64u, 66u})
             for (uint64_t half : {1u, 2u, 4u}) {
                 auto fast = mixed_values(n, n + half, specials);
                 const auto w = mixed_values(half, 7 * half, specials);
                 auto plain = fast;
-                radix2_pass(fast.data(), n, w.data(), half);
-                for (uint64_t b = 0; b + 2 * half <= n; b += 2 * half)
-                    radix2_butterflies_plain(&plain[b], &plain[b + half], w.data(), half, nullptr);
+                radix2_pass(fast.data(), n, w.data(), half, GetParam());
+                radix2_pass(plain.data(), n, w.data(), half, Isa::scalar);
                 expect_same_bits(fast, plain);
             }
 }
 
-TEST(GeneralStage, PairedColumnsMatchThePlainForm) {
+TEST_P(PairedLanes, GeneralStageColumnsMatchThePlainForm) {
     // The stages of real plans (radix 3, 5, 7 and 37).
     for (unsigned n : {9u, 45u, 175u, 1369u})
         for (bool specials : {false, true}) {
@@ -75,8 +81,8 @@ TEST(GeneralStage, PairedColumnsMatchThePlainForm) {
                 auto fast = mixed_values(n, n + specials, specials);
                 auto plain = fast;
                 std::vector<Complex> work(f.radix);
-                general_stage(f, fast.data(), work.data());
-                general_stage_plain(f, plain.data(), work.data());
+                general_stage(f, fast.data(), work.data(), GetParam());
+                general_stage(f, plain.data(), work.data(), Isa::scalar);
                 expect_same_bits(fast, plain);
             }
         }

@@ -15,14 +15,11 @@ using namespace vorel::audio::qentor::test;
 namespace {
 
 // Each stage as {inCount, inLength, radix, outCount, outLength, table size}.
-void expect_stages(const fft::CooleyTukeyFFTImpl& plan,
-                   const std::vector<std::vector<size_t>>& want) {
+void expect_stages(const fft::CooleyTukeyFFTImpl& plan, const std::vector<std::vector<size_t>>& want) {
     ASSERT_EQ(plan.factors.size(), want.size());
     for (size_t i = 0; i < want.size(); ++i) {
         const CooleyTukeyFactor& f = plan.factors[i];
-        EXPECT_EQ((std::vector<size_t>{f.inCount, f.inLength, f.radix, f.outCount, f.outLength,
-                                       f.W.size()}),
-                  want[i])
+        EXPECT_EQ((std::vector<size_t>{f.inCount, f.inLength, f.radix, f.outCount, f.outLength, f.W.size()}), want[i])
             << plan.size << " stage " << i;
     }
 }
@@ -30,12 +27,10 @@ void expect_stages(const fft::CooleyTukeyFFTImpl& plan,
 }  // namespace
 
 TEST(CooleyTukey, StageRecordsAndInnerPlans) {
-    expect_stages(fft::CooleyTukeyFFTImpl(60),
-                  {{12, 5, 3, 4, 15, 15}, {4, 15, 2, 2, 30, 15}, {2, 30, 2, 1, 60, 30}});
+    expect_stages(fft::CooleyTukeyFFTImpl(60), {{12, 5, 3, 4, 15, 15}, {4, 15, 2, 2, 30, 15}, {2, 30, 2, 1, 60, 30}});
     expect_stages(fft::CooleyTukeyFFTImpl(9), {{3, 3, 3, 1, 9, 9}});
     expect_stages(fft::CooleyTukeyIFFTImpl(12), {{4, 3, 2, 2, 6, 3}, {2, 6, 2, 1, 12, 6}});
-    expect_stages(fft::CooleyTukeyFFTImpl(16),
-                  {{8, 2, 2, 4, 4, 2}, {4, 4, 2, 2, 8, 4}, {2, 8, 2, 1, 16, 8}});
+    expect_stages(fft::CooleyTukeyFFTImpl(16), {{8, 2, 2, 4, 4, 2}, {4, 4, 2, 2, 8, 4}, {2, 8, 2, 1, 16, 8}});
     // Inner length below 6: hard kernels; up to 31: direct evaluation; from 32: Bluestein.
     fft::CooleyTukeyFFTImpl p6(6), p35(35), p1369(1369);
     fft::CooleyTukeyIFFTImpl i6(6), i35(35), i74(74);
@@ -51,8 +46,7 @@ TEST(CooleyTukey, StageRecordsAndInnerPlans) {
 }
 
 TEST(CooleyTukey, DigitReversedOrder) {
-    EXPECT_EQ(fft::CooleyTukeyFFTImpl(12).index,
-              (std::vector<uint32_t>{0, 4, 8, 2, 6, 10, 1, 5, 9, 3, 7, 11}));
+    EXPECT_EQ(fft::CooleyTukeyFFTImpl(12).index, (std::vector<uint32_t>{0, 4, 8, 2, 6, 10, 1, 5, 9, 3, 7, 11}));
     EXPECT_EQ(fft::CooleyTukeyFFTImpl(9).index, (std::vector<uint32_t>{0, 3, 6, 1, 4, 7, 2, 5, 8}));
 }
 

@@ -37,7 +37,6 @@ TEST(DirectDft, NaNInOneInputReachesEveryOutput) {
         std::vector<float> x(n, 1.0f);
         x[n / 2] = NAN;
         fft::DFTImpl plan(n, n);
-        for (const Complex& y : run_plan(plan, x, n))
-            EXPECT_TRUE(std::isnan(y.re) && std::isnan(y.im)) << n;
+        for (const Complex& y : run_plan(plan, x, n)) EXPECT_TRUE(std::isnan(y.re) && std::isnan(y.im)) << n;
     }
 }

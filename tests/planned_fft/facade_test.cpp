@@ -40,10 +40,8 @@ TEST(Facade, SieveAgreesWithTrialDivision) {
 TEST(Facade, ChoiceByLengthAndExplicitAlgorithms) {
     for (unsigned n = 0; n <= 5; ++n) EXPECT_EQ(choose_algorithm(n), FFTAlgorithm::DFT) << n;
     for (unsigned n : {8u, 16u, 65536u}) EXPECT_EQ(choose_algorithm(n), FFTAlgorithm::FFT2) << n;
-    for (unsigned n : {7u, 13u, 1009u})
-        EXPECT_EQ(choose_algorithm(n), FFTAlgorithm::Bluestein) << n;
-    for (unsigned n : {6u, 9u, 74u, 1000u})
-        EXPECT_EQ(choose_algorithm(n), FFTAlgorithm::CooleyTukey) << n;
+    for (unsigned n : {7u, 13u, 1009u}) EXPECT_EQ(choose_algorithm(n), FFTAlgorithm::Bluestein) << n;
+    for (unsigned n : {6u, 9u, 74u, 1000u}) EXPECT_EQ(choose_algorithm(n), FFTAlgorithm::CooleyTukey) << n;
     EXPECT_TRUE(holds<fft::DFTHARDImpl>(FFT(0, true)));
     EXPECT_TRUE(holds<fft::IDFTHARDImpl>(FFT(4, false)));
     EXPECT_TRUE(holds<fft::CooleyTukeyIFFTImpl>(FFT(6, false)));
@@ -77,10 +75,8 @@ TEST(Facade, PlansRunOnSeveralThreads) {
                                                         std::make_shared<fft::DFTHARDImpl>(5, 500),
                                                         std::make_shared<fft::IFFT2Impl>(1024)};
     std::vector<std::pair<fft::FFTImpl*, unsigned>> jobs;
-    for (size_t i = 0; i < 3; ++i)
-        jobs.insert(jobs.end(), 4, {plans[i].get(), i == 0 ? 60u : i == 1 ? 500u : 1024u});
-    for (unsigned n : {7u, 12u, 360u, 1024u})
-        jobs.emplace_back(plans.emplace_back(FFT(n, true).plan()).get(), n);
+    for (size_t i = 0; i < 3; ++i) jobs.insert(jobs.end(), 4, {plans[i].get(), i == 0 ? 60u : i == 1 ? 500u : 1024u});
+    for (unsigned n : {7u, 12u, 360u, 1024u}) jobs.emplace_back(plans.emplace_back(FFT(n, true).plan()).get(), n);
     std::vector<std::vector<Complex>> got(jobs.size());
     std::vector<std::thread> threads;
     for (size_t t = 0; t < jobs.size(); ++t)
@@ -91,6 +87,5 @@ TEST(Facade, PlansRunOnSeveralThreads) {
     for (auto& th : threads) th.join();
     for (size_t t = 0; t < jobs.size(); ++t)
         expect_same_bits(
-            got[t], run_plan(*jobs[t].first, random_input<Complex>(jobs[t].second, jobs[t].second),
-                             jobs[t].second));
+            got[t], run_plan(*jobs[t].first, random_input<Complex>(jobs[t].second, jobs[t].second), jobs[t].second));
 }

@@ -25,16 +25,14 @@ std::vector<Complex> kernel_column(unsigned n) {
 }
 
 void expect_value_bits(float got, float want, const char* what, unsigned n, unsigned k) {
-    EXPECT_TRUE(want == 0.0f ? got == 0.0f : bits_of(got) == bits_of(want))
-        << what << " n=" << n << " k=" << k;
+    EXPECT_TRUE(want == 0.0f ? got == 0.0f : bits_of(got) == bits_of(want)) << what << " n=" << n << " k=" << k;
 }
 
 }  // namespace
 
 TEST(HardKernels, ConstantsAreTheTableEntriesAndScaledOnesDivisionsByN) {
     for (unsigned n : {3u, 4u, 5u}) {
-        const auto fw = calcW<true, false, false, false>(n),
-                   iw = calcW<false, false, false, false>(n);
+        const auto fw = calcW<true, false, false, false>(n), iw = calcW<false, false, false, false>(n);
         const auto f = kernel_column<true, true>(n), u = kernel_column<false, false>(n);
         const auto s = kernel_column<false, true>(n);
         for (unsigned k = 0; k < n; ++k) {

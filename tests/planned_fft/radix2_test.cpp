@@ -39,8 +39,7 @@ TEST(Radix2, SmallestLengthsAndExactImpulses) {
         const auto spectrum = run_plan(fwd, impulse, n);
         for (const Complex& y : spectrum) EXPECT_TRUE(y.re == 1.0f && y.im == 0.0f) << n;
         const auto back = run_plan(inv, spectrum, n);
-        for (unsigned i = 0; i < n; ++i)
-            EXPECT_EQ(back[i].re, i == 0 ? 1.0f : 0.0f) << n << " " << i;
+        for (unsigned i = 0; i < n; ++i) EXPECT_EQ(back[i].re, i == 0 ? 1.0f : 0.0f) << n << " " << i;
     }
 }
 

@@ -30,9 +30,7 @@ inline std::vector<Cd> transform(const std::vector<Cd>& x, double sign) {
     const size_t n = x.size();
     size_t p = 2;
     while (p * p <= n && n % p != 0) ++p;
-    auto root = [n, sign](size_t e) {
-        return std::polar(1.0, sign * 2.0 * M_PI * double(e % n) / n);
-    };
+    auto root = [n, sign](size_t e) { return std::polar(1.0, sign * 2.0 * M_PI * double(e % n) / n); };
     std::vector<Cd> out(n);
     if (n < 2 || p * p > n) {
         for (size_t k = 0; k < n; ++k)
@@ -97,15 +95,13 @@ std::vector<Complex> run_plan(Plan& plan, const std::vector<T>& x, size_t out_n)
 
 // Equal bits, or NaN on both sides (the sign and payload of a NaN carry nothing).
 inline bool same_value(float a, float b) { return bits_of(a) == bits_of(b) || (a != a && b != b); }
-inline bool same_bits(Complex a, Complex b) {
-    return same_value(a.re, b.re) && same_value(a.im, b.im);
-}
+inline bool same_bits(Complex a, Complex b) { return same_value(a.re, b.re) && same_value(a.im, b.im); }
 
 inline void expect_same_bits(const std::vector<Complex>& a, const std::vector<Complex>& b) {
     ASSERT_EQ(a.size(), b.size());
     for (size_t i = 0; i < a.size(); ++i)
-        EXPECT_TRUE(same_bits(a[i], b[i])) << "at " << i << ": (" << a[i].re << ", " << a[i].im
-                                           << ") vs (" << b[i].re << ", " << b[i].im << ")";
+        EXPECT_TRUE(same_bits(a[i], b[i]))
+            << "at " << i << ": (" << a[i].re << ", " << a[i].im << ") vs (" << b[i].re << ", " << b[i].im << ")";
 }
 
 // A table entry given by its bit patterns.

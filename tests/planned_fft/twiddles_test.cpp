@@ -50,15 +50,12 @@ TEST(Tables, HalfTablesAreTheFirstHalf) {
     EXPECT_TRUE((calcW<true, true, false, false>(1).empty()));
     EXPECT_TRUE((calcW<true, false, false, false>(0).empty()));
     for (uint64_t n : {2u, 4u, 7u, 16u, 30u, 1024u}) {
-        const auto full = calcW<true, false, false, false>(n),
-                   ifull = calcW<false, false, false, false>(n);
-        const auto half = calcW<true, true, false, false>(n),
-                   ihalf = calcW<false, true, false, false>(n);
+        const auto full = calcW<true, false, false, false>(n), ifull = calcW<false, false, false, false>(n);
+        const auto half = calcW<true, true, false, false>(n), ihalf = calcW<false, true, false, false>(n);
         ASSERT_EQ(half.size(), n / 2);
         ASSERT_EQ(ihalf.size(), n / 2);
         for (size_t k = 0; k < half.size(); ++k)
-            EXPECT_TRUE(same_bits(half[k], full[k]) && same_bits(ihalf[k], ifull[k]))
-                << n << " " << k;
+            EXPECT_TRUE(same_bits(half[k], full[k]) && same_bits(ihalf[k], ifull[k])) << n << " " << k;
     }
 }
 
@@ -69,14 +66,12 @@ TEST(Tables, SeriesEntriesFollowTheFloatRoundedAngle) {
         const auto fw = calcW<true, false, false, false>(n);
         const auto iw = calcW<false, false, false, false>(n);
         for (uint64_t k = 0; k < n; ++k) {
-            EXPECT_TRUE(bits_of(iw[k].re) == bits_of(fw[k].re) &&
-                        bits_of(iw[k].im) == bits_of(-fw[k].im));
+            EXPECT_TRUE(bits_of(iw[k].re) == bits_of(fw[k].re) && bits_of(iw[k].im) == bits_of(-fw[k].im));
             const double angle = -2 * M_PI * double(k) / double(n);
             EXPECT_NEAR(fw[k].re, std::cos(angle), 1e-6) << n << " " << k;
             EXPECT_NEAR(fw[k].im, std::sin(angle), 1e-6) << n << " " << k;
             if (k == 0 || 2 * k == n || 4 * k == n || 4 * k == 3 * n) continue;
-            const float a_re = (float(k) * -6.2831855f) / float(n),
-                        a_im = (float(k) * 6.2831855f) / float(n);
+            const float a_re = (float(k) * -6.2831855f) / float(n), a_im = (float(k) * 6.2831855f) / float(n);
             EXPECT_NEAR(fw[k].re, std::sin(double(a_re) + M_PI / 2), 2.5e-7) << n << " " << k;
             EXPECT_NEAR(fw[k].im, -std::sin(double(a_im)), 2.5e-7) << n << " " << k;
         }
@@ -95,8 +90,7 @@ TEST(ComplexProduct, MatchesTheLanguageProductFiniteOrNot) {
     std::uniform_real_distribution<float> dist(-2.0f, 2.0f);
     for (int i = 0; i < 100000; ++i) {
         const Complex a{dist(gen), dist(gen)}, b{dist(gen), dist(gen)};
-        const std::complex<float> want =
-            std::complex<float>(a.re, a.im) * std::complex<float>(b.re, b.im);
+        const std::complex<float> want = std::complex<float>(a.re, a.im) * std::complex<float>(b.re, b.im);
         ASSERT_TRUE(same_bits(complex_product(a, b), {want.real(), want.imag()})) << i;
     }
     // Infinite results, which the plain formula turns into NaN + NaN i, are recovered.
@@ -109,11 +103,10 @@ TEST(ComplexProduct, MatchesTheLanguageProductFiniteOrNot) {
                 for (float d : values) {
                     const Complex got = complex_product({a, b}, {c, d});
                     volatile float va = a, vb = b, vc = c, vd = d;
-                    const std::complex<float> want =
-                        std::complex<float>(va, vb) * std::complex<float>(vc, vd);
+                    const std::complex<float> want = std::complex<float>(va, vb) * std::complex<float>(vc, vd);
                     EXPECT_TRUE(same_bits(got, {want.real(), want.imag()}))
-                        << "(" << a << ", " << b << ") * (" << c << ", " << d << ") gave ("
-                        << got.re << ", " << got.im << "), expected " << want;
+                        << "(" << a << ", " << b << ") * (" << c << ", " << d << ") gave (" << got.re << ", " << got.im
+                        << "), expected " << want;
                     recovered += std::isinf(got.re) || std::isinf(got.im);
                 }
     EXPECT_GT(recovered, 0);

@@ -77,8 +77,7 @@ TEST(ResampleTableLimits, OversizedFilterFailsAtOnceAndTableGoesOn) {
     EXPECT_THROW(table().ref_coef(1073741789, 2), std::bad_alloc);
     EXPECT_THROW(table().ref_kiro(2147483647, 1), std::bad_alloc);
     // The largest pair held has 2^31 / 528 rows; one more row is refused.
-    EXPECT_THROW(table().ref_diff(static_cast<int>(resample_filter_max_bytes / 528) + 1, 1),
-                 std::bad_alloc);
+    EXPECT_THROW(table().ref_diff(static_cast<int>(resample_filter_max_bytes / 528) + 1, 1), std::bad_alloc);
     EXPECT_EQ(table().filter_n(), before);
     EXPECT_EQ(table().ref_kiro(7, 6).size(), 7u);
     EXPECT_EQ(table().filter_n(), before + 1);

@@ -13,12 +13,13 @@
 #include <tuple>
 #include <vector>
 
+#include "common/isa_kit.h"
 #include "resample/resample_filter_table.h"
-#include "resample/resample_lanes.h"
 #include "resample/resampler.h"
 #include "vorel_audio.h"
 
 using namespace vorel::audio;
+using vorel::audio::testing::same_bits;
 
 namespace {
 
@@ -68,16 +69,14 @@ std::vector<float> convert(const std::vector<float>& x, int dst_rate, int src_ra
     return y;
 }
 
-bool same_bits(const float* a, const float* b, size_t n) { return std::memcmp(a, b, n * sizeof(float)) == 0; }
-
 }  // namespace
 
 // The length: quotient first, then product, then ceiling. The walk ends when it stands at
 // src_n - 1, so only the first `computed` outputs are non-zero.
 TEST(ResampleLength, WorkedLengthsAndWhereTheWalkStops) {
-    const int cases[][5] = {{48000, 44100, 44100, 48001, 47999}, {2, 1, 100, 200, 198},
-                            {1, 2, 100, 50, 50},  {1, 2, 101, 51, 50}, {44100, 44100, 100, 100, 99},
-                            {3, 2, 1, 2, 0},      {1, INT_MAX, 1, 1, 0}};
+    const int cases[][5] = {
+        {48000, 44100, 44100, 48001, 47999}, {2, 1, 100, 200, 198}, {1, 2, 100, 50, 50},  {1, 2, 101, 51, 50},
+        {44100, 44100, 100, 100, 99},        {3, 2, 1, 2, 0},       {1, INT_MAX, 1, 1, 0}};
     for (const auto& [dst_rate, src_rate, src_n, len, computed] : cases) {
         ASSERT_EQ(resample_len(dst_rate, src_n, src_rate), len) << dst_rate << "/" << src_rate;
         const auto y = convert(noise(src_n, 5), dst_rate, src_rate, len);
@@ -90,7 +89,7 @@ TEST(ResampleLength, WorkedLengthsAndWhereTheWalkStops) {
 }
 
 TEST(ResampleValues, AgreeWithDirectConvolution) {
-    const int pairs[][2] = {{1, 2},         {2, 1},         {3, 2},        {16000, 44100}, {16000, 48000},
+    const int pairs[][2] = {{1, 2},         {2, 1},         {3, 2},       {16000, 44100}, {16000, 48000},
                             {22050, 16000}, {48000, 44100}, {8000, 8000}, {1, 7}};
     for (const auto& p : pairs)
         for (int src_n : {1, 2, 40, 1001, 9000}) {
@@ -139,14 +138,14 @@ TEST(ResampleValues, DstMayOverlapTheSource) {
     }
 }
 
-namespace {
+// Each level's lanes against the plain walk, over whole blocks, their tails, cuts and edges.
+class ResampleLanes : public vorel::audio::testing::EachIsa {};
+VOREL_FOR_EACH_ISA(ResampleLanes);
 
-// Each lane path against the plain walk, over whole blocks, their tails, cuts and edges.
-void expect_path_matches_plain(ResamplePath path) {
-    const int cases[][3] = {{16000, 44100, 60000}, {16000, 48000, 30001}, {22050, 16000, 20000},
-                            {2, 1, 5000},          {8000, 8000, 9000},    {48000, 44100, 20000},
-                            {3, 2, 777},           {44101, 44100, 710000}, {441, 1, 300},
-                            {1, 5, 30000},         {1, 16, 40000},        {1, 20, 20000}};
+TEST_P(ResampleLanes, MatchThePlainWalkBitForBit) {
+    const int cases[][3] = {{16000, 44100, 60000}, {16000, 48000, 30001}, {22050, 16000, 20000}, {2, 1, 5000},
+                            {8000, 8000, 9000},    {48000, 44100, 20000}, {3, 2, 777},           {44101, 44100, 710000},
+                            {441, 1, 300},         {1, 5, 30000},         {1, 16, 40000},        {1, 20, 20000}};
     for (const auto& [dst_rate, src_rate, src_n] : cases) {
         auto x = noise(src_n, src_n);
         x[src_n / 3] = 3e38f;
@@ -162,25 +161,11 @@ void expect_path_matches_plain(ResamplePath path) {
         for (int dst_n : {n, n - 1000, n + 7}) {
             if (dst_n < 1) continue;
             std::vector<float> fast(dst_n, -1.0f), plain(dst_n, -2.0f);
-            resample_by(path, fast.data(), x.data(), dst_rate, dst_n, src_rate, src_n);
-            resample_by(ResamplePath::plain, plain.data(), x.data(), dst_rate, dst_n, src_rate, src_n);
+            resample(fast.data(), x.data(), dst_rate, dst_n, src_rate, src_n, GetParam());
+            resample(plain.data(), x.data(), dst_rate, dst_n, src_rate, src_n, simd::Isa::scalar);
             EXPECT_TRUE(same_bits(fast.data(), plain.data(), dst_n)) << dst_rate << "/" << src_rate << " " << dst_n;
         }
     }
-}
-
-}  // namespace
-
-TEST(ResampleLanes, Sse2MatchesThePlainWalkBitForBit) { expect_path_matches_plain(ResamplePath::sse2); }
-
-TEST(ResampleLanes, Avx2MatchesThePlainWalkBitForBit) {
-    if (!avx2_supported()) GTEST_SKIP() << "no AVX2 on this CPU";
-    expect_path_matches_plain(ResamplePath::avx2);
-}
-
-TEST(ResampleLanes, Avx512MatchesThePlainWalkBitForBit) {
-    if (!avx512_supported()) GTEST_SKIP() << "no AVX-512 on this CPU";
-    expect_path_matches_plain(ResamplePath::avx512);
 }
 
 TEST(ResampleConcurrency, FirstUseFromManyThreadsGivesOneFilterAndOneResult) {
@@ -192,9 +177,8 @@ TEST(ResampleConcurrency, FirstUseFromManyThreadsGivesOneFilterAndOneResult) {
     std::vector<int> status(outs.size(), 1);
     std::vector<std::thread> threads;
     for (size_t t = 0; t < outs.size(); ++t)
-        threads.emplace_back([&, t] {
-            status[t] = vorelAudioResample(outs[t].data(), x.data(), dst_rate, n, src_rate, 4000);
-        });
+        threads.emplace_back(
+            [&, t] { status[t] = vorelAudioResample(outs[t].data(), x.data(), dst_rate, n, src_rate, 4000); });
     for (auto& th : threads) th.join();
     EXPECT_EQ(ResampleFilterTable::instance().filter_n(), before + 1);
     for (size_t t = 0; t < outs.size(); ++t) {
@@ -207,8 +191,15 @@ TEST(ResampleChecks, RefuseInOrderAndWriteNothing) {
     int n = -3;
     EXPECT_EQ(vorelAudioGetResampleLen(nullptr, 0, 0, 0), -1);
     // The last three have lengths beyond int.
-    for (const auto& a : {std::array{0, 10, 16000}, {INT_MIN, 10, 16000}, {16000, 10, 0}, {16000, 10, -44100},
-                          {16000, 0, 16000}, {16000, -5, 16000}, {INT_MAX, 2, 1}, {3, INT_MAX, 2}, {INT_MAX, INT_MAX, 1}})
+    for (const auto& a : {std::array{0, 10, 16000},
+                          {INT_MIN, 10, 16000},
+                          {16000, 10, 0},
+                          {16000, 10, -44100},
+                          {16000, 0, 16000},
+                          {16000, -5, 16000},
+                          {INT_MAX, 2, 1},
+                          {3, INT_MAX, 2},
+                          {INT_MAX, INT_MAX, 1}})
         EXPECT_EQ(vorelAudioGetResampleLen(&n, a[0], a[1], a[2]), -1) << a[0] << " " << a[1] << " " << a[2];
     EXPECT_EQ(n, -3);
 
@@ -216,8 +207,8 @@ TEST(ResampleChecks, RefuseInOrderAndWriteNothing) {
     std::vector<float> y(4, -4.0f);
     EXPECT_EQ(vorelAudioResample(nullptr, x.data(), 1, 4, 1, 10), -1);
     EXPECT_EQ(vorelAudioResample(y.data(), nullptr, 1, 4, 1, 10), -1);
-    for (const auto& a : {std::array{0, 4, 1, 10}, {1, 0, 1, 10}, {1, -4, 1, 10}, {1, 4, 0, 10},
-                          {1, 4, 1, 0}, {1, 4, 1, INT_MIN}})
+    for (const auto& a :
+         {std::array{0, 4, 1, 10}, {1, 0, 1, 10}, {1, -4, 1, 10}, {1, 4, 0, 10}, {1, 4, 1, 0}, {1, 4, 1, INT_MIN}})
         EXPECT_EQ(vorelAudioResample(y.data(), x.data(), a[0], a[1], a[2], a[3]), -1) << a[0] << " " << a[1];
     EXPECT_EQ(y, std::vector<float>(4, -4.0f));
 }
