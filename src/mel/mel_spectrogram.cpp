@@ -8,7 +8,7 @@
 
 #include "common/float4.h"
 #include "common/memory_budget.h"
-#include "features/complex_norm.h"
+#include "common/complex_norm.h"
 #include "stft/framing.h"
 #include "stft/spectrogram.h"
 #include "stft/spectrum_lanes.h"

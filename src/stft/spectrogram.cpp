@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "common/float4.h"
-#include "features/complex_norm.h"
+#include "common/complex_norm.h"
 #include "stft/frame_ops.h"
 #include "stft/framing.h"
 #include "stft/spectrum_lanes.h"
