@@ -1,8 +1,9 @@
 // Complex norms in lanes: pairs are split into real and imaginary lanes, squared and summed in
 // float, then raised by the powf replica; lanes it does not follow call powf. With exponent 1
 // the sum itself is the result when powf(x, 1) == x holds on this libm: a sum of two squares
-// is never negative, so it is a non-negative float, +inf or a quiet NaN (an arithmetic NaN is
-// quiet), exactly the inputs that identity was checked on.
+// that is not NaN is +0 or positive, up to +inf, exactly the inputs that identity was checked
+// on. A NaN sum keeps the sign and payload of a NaN part, and powf(-NaN, 1) flips the sign, so
+// NaN sums still call powf.
 #include "common/complex_norm.h"
 
 #include <bit>
@@ -41,8 +42,18 @@ template <class V>
 VOREL_INLINE V norm_lanes(const float* p, float exponent, bool identity) {
     V re, im;
     math::split_pairs(p, re, im);
-    const V sq = re * re + im * im;
-    if (identity) return sq;
+    V sq = re * re + im * im;
+    if (identity) {
+        if constexpr (simd::kLanes<V> == 1) {
+            if (sq != sq) sq = powf(sq, exponent);
+        } else {
+            const auto nan = sq != sq;
+            if (math::any(nan))
+                for (std::size_t l = 0; l < simd::kLanes<V>; ++l)
+                    if (nan[l]) sq[l] = powf(sq[l], exponent);
+        }
+        return sq;
+    }
     typename math::LaneTypes<simd::kLanes<V>>::I special;
     V r = math::powf_lanes(sq, exponent, special);
     if constexpr (simd::kLanes<V> == 1) {
@@ -68,7 +79,7 @@ template <int kStride>
 void norms_plain(float* dst, const float* src, std::size_t n, float exponent, bool identity) {
     for (std::size_t i = 0; i < n; ++i) {
         const float sq = src[2 * i] * src[2 * i] + src[2 * i + 1] * src[2 * i + 1];
-        put<kStride>(dst + kStride * i, identity ? sq : powf(sq, exponent));
+        put<kStride>(dst + kStride * i, identity && sq == sq ? sq : powf(sq, exponent));
     }
 }
 

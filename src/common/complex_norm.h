@@ -1,7 +1,7 @@
 // The norm of complex values raised to a power, shared by the spectrogram, the mel spectrogram
 // and the feature functions: powf(re*re + im*im, power * 0.5f), each square and the sum rounded
 // to float on their own. Runs of values go through the exact vector powf when its guard passed;
-// power 2 (exponent 1) skips powf where the libm's powf(x, 1) is provably x.
+// power 2 (exponent 1) skips powf where the libm's powf(x, 1) is provably x (not for NaN sums).
 #pragma once
 
 #include <cmath>

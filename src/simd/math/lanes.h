@@ -44,10 +44,27 @@ VOREL_INLINE To convert(From v) {
     return __builtin_convertvector(v, To);
 }
 
-// mask (all ones or zero per lane) ? a : b, for masks of the width of a's lanes.
+// mask (all ones or zero per lane) ? a : b, for masks of the width of a's lanes. Written as
+// a bitwise blend: GCC splits a vector ?: on float lanes into per-lane branches.
 template <class M, class T>
 VOREL_INLINE T select(M mask, T a, T b) {
-    return mask ? a : b;
+    return std::bit_cast<T>((std::bit_cast<M>(a) & mask) | (std::bit_cast<M>(b) & ~mask));
+}
+
+// a < b per lane as a mask, from the sign of a - b: for int32 lanes whose difference cannot
+// overflow. GCC splits and/or combinations of vector comparisons into per-lane code at 16
+// lanes; shifts stay in vectors.
+template <class I>
+VOREL_INLINE I less(I a, I b) {
+    return (a - b) >> 31;
+}
+template <class I>
+VOREL_INLINE I less(I a, std::int32_t b) {
+    return (a - b) >> 31;
+}
+template <class I>
+VOREL_INLINE I less(std::int32_t a, I b) {
+    return (a - b) >> 31;
 }
 
 template <class M>
@@ -75,6 +92,29 @@ VOREL_INLINE R gather(const T* table, Idx index) {
     R r;
     for (std::size_t i = 0; i < sizeof(R) / sizeof(r[0]); ++i) r[i] = table[index[i]];
     return r;
+}
+
+// table[index[l]] per lane from a table of 16 eight-byte entries. At 16 lanes the table is two
+// vectors of 8 and each half of the lanes picks from both with one two-source shuffle (one
+// permute instruction on AVX-512); other widths load lane by lane.
+template <class R, class T, class Idx>
+VOREL_INLINE R lookup16(const T* table, Idx index) {
+    static_assert(sizeof(T) == 8);
+    if constexpr (sizeof(Idx) / sizeof(index[0]) == 16) {
+        using R8 = std::conditional_t<std::is_floating_point_v<T>, typename LaneTypes<8>::D, typename LaneTypes<8>::UL>;
+        using L8 = typename LaneTypes<8>::L;
+        using I8 = typename LaneTypes<8>::I;
+        R8 lo, hi;
+        __builtin_memcpy(&lo, table, sizeof lo);
+        __builtin_memcpy(&hi, table + 8, sizeof hi);
+        const I8 first = __builtin_shufflevector(index, index, 0, 1, 2, 3, 4, 5, 6, 7);
+        const I8 second = __builtin_shufflevector(index, index, 8, 9, 10, 11, 12, 13, 14, 15);
+        const R8 a = __builtin_shuffle(lo, hi, __builtin_convertvector(first, L8));
+        const R8 b = __builtin_shuffle(lo, hi, __builtin_convertvector(second, L8));
+        return __builtin_shufflevector(a, b, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    } else {
+        return gather<R>(table, index);
+    }
 }
 
 // Every lane of a lane vector set to x.

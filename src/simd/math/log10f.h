@@ -36,8 +36,8 @@ VOREL_INLINE typename LaneTypes<W>::F logf_fma_lanes(typename LaneTypes<W>::U ix
     const typename T::I i = bits<typename T::I>((tmp >> 19) & 15u);
     const typename T::I k = bits<typename T::I>(tmp) >> 23;
     const typename T::U iz = ix - (tmp & 0xff800000u);
-    const D invc = gather<D>(logf_data::invc, i);
-    const D logc = gather<D>(logf_data::logc, i);
+    const D invc = lookup16<D>(logf_data::invc, i);
+    const D logc = lookup16<D>(logf_data::logc, i);
     const D z = convert<D>(bits<typename T::F>(iz));
     const D r = fused(z, invc, splat<D>(-1.0));
     const D y0 = fused(convert<D>(k), splat<D>(logf_data::ln2), logc);
@@ -60,7 +60,9 @@ VOREL_INLINE V log10f_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
     using U = typename T::U;
     F x = to_lanes(v);
     I hx = bits<I>(x);
-    special = (hx <= 0) | (hx >= 0x7f800000);
+    // One unsigned range test for hx <= 0 or hx >= 0x7f800000 (GCC splits an or of vector
+    // comparisons into per-lane code).
+    special = bits<U>(hx) - 1u >= 0x7f7fffffu;
     // Subnormals are scaled up by 2^25 first.
     const I sub = hx < 0x00800000;
     x = select(sub, x * splat<F>(3.3554432e+07f), x);

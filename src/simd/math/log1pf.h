@@ -25,7 +25,9 @@ VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
     const I tiny = below & (ax < 0x31000000);
     const F tiny_value = select(ax < 0x24800000, x, x - x * x * splat<F>(0.5f));
     // -0.2929 < x < 0.41422: f = x, k = 0.
-    const I direct = below & ((hx > 0) | (hx <= static_cast<std::int32_t>(0xbe95f61f)));
+    // (hx > 0 or hx <= 0xbe95f61f as signed), written as one range test: GCC splits the
+    // or of two comparisons into per-lane code.
+    const I direct = below & ~(bits<typename T::U>(hx) - 0xbe95f620u < 0x416a09e1u);
     // Otherwise 1 + x (or x itself from 2^53 on, where c is 0) gives k and the correction c.
     const I big = hx >= 0x5a000000;
     const F u0 = select(big, x, splat<F>(1.0f) + x);

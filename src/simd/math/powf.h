@@ -75,8 +75,8 @@ VOREL_INLINE V powf_lanes(V v, float y, typename LaneTypes<kLanes<V>>::I& specia
     const U top = tmp & 0xff800000u;
     const U iz = ix - top;
     const I k = bits<I>(top) >> 23;
-    const D invc = gather<D>(powf_data::invc, i);
-    const D logc = gather<D>(powf_data::logc, i);
+    const D invc = lookup16<D>(powf_data::invc, i);
+    const D logc = lookup16<D>(powf_data::logc, i);
     const D z = convert<D>(bits<F>(iz));
     const D r = fused(z, invc, splat<D>(-1.0));
     const D y0 = logc + convert<D>(k);
@@ -89,15 +89,19 @@ VOREL_INLINE V powf_lanes(V v, float y, typename LaneTypes<kLanes<V>>::I& specia
     const D logx = fused(p0, r4, q);
     const D ylogx = splat<D>(static_cast<double>(y)) * logx;
     // |y log2 x| >= 126: overflow, underflow and their rounding checks stay with the libm.
-    const L big = ((bits<UL>(ylogx) >> 47) & 0xffffu) >= 0x80bfu;
-    special |= convert<I>(big);
+    // The top 16 bits below the sign against those of 126, compared in int32 lanes.
+    const I top16 = convert<I>(bits<L>((bits<UL>(ylogx) >> 47) & 0xffffu));
+    special |= less(0x80be, top16);
 
     // 2^t = 2^(k/32) 2^r with r in [-1/64, 1/64].
     D kd = ylogx + splat<D>(powf_data::shift);
     const UL ki = bits<UL>(kd);
     kd -= splat<D>(powf_data::shift);
     const D rr = ylogx - kd;
-    const UL t = gather<UL>(powf_data::exp2_tab, convert<I>(ki & 31u)) + (ki << 47);
+    const I j = convert<I>(ki & 31u);
+    const UL low_half = lookup16<UL>(powf_data::exp2_tab, j & 15);
+    const UL high_half = lookup16<UL>(powf_data::exp2_tab + 16, j & 15);
+    const UL t = select(convert<L>(less(j, 16)), low_half, high_half) + (ki << 47);
     const D s = bits<D>(t);
     const D zz = fused(splat<D>(powf_data::exp2_poly[0]), rr, splat<D>(powf_data::exp2_poly[1]));
     const D rr2 = rr * rr;

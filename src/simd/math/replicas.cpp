@@ -315,13 +315,18 @@ bool powf_one_is_identity() {
     static const bool identity = [] {
         std::vector<float> in = common_patterns();
         add_table_edges(in);
+        // Read through a volatile: the compiler folds powf(x, 1.0f) to x, which would check
+        // nothing.
+        volatile float exponent_one = 1.0f;
+        const float one = exponent_one;
         for (float x : in) {
             const std::uint32_t b = std::bit_cast<std::uint32_t>(x);
-            // Non-negative floats and +inf, and quiet NaN of either sign.
-            const bool nan = std::isnan(x);
-            if ((b >> 31) != 0 && !nan) continue;
-            if (nan && (b & 0x00400000u) == 0) continue;
-            if (std::bit_cast<std::uint32_t>(powf(x, 1.0f)) != b) return false;
+            // Non-negative floats, +inf and positive quiet NaN. (A negative NaN comes back with
+            // its sign flipped: the libm squares a negative base under an odd exponent and
+            // negates the square.)
+            if ((b >> 31) != 0) continue;
+            if (std::isnan(x) && (b & 0x00400000u) == 0) continue;
+            if (std::bit_cast<std::uint32_t>(powf(x, one)) != b) return false;
         }
         return true;
     }();

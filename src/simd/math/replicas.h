@@ -34,9 +34,11 @@ void log1pf_array(Isa isa, float* dst, const float* src, std::size_t n);
 void powf_array(Isa isa, float* dst, const float* src, std::size_t n, float y);
 void atan2f_array(Isa isa, float* dst, const float* y, const float* x, std::size_t n);
 
-// Whether powf(x, 1.0f) returns x bit for bit on this libm for the non-negative floats, +inf and
-// quiet NaN, checked once on a fixed set of patterns against powf itself. When it does, a norm
-// raised to power 2 (exponent 1) needs no powf call: re*re + im*im is never negative.
+// Whether powf(x, 1.0f) returns x bit for bit on this libm for every float from +0 to +inf and
+// the positive quiet NaNs, checked once on a fixed set of patterns against powf itself. When it
+// does, a norm raised to power 2 (exponent 1) needs no powf call for a sum re*re + im*im that
+// is not NaN: such a sum is never negative. A NaN sum carries the sign of a NaN part, and this
+// libm returns a negative NaN with its sign flipped, so NaN sums still go to powf.
 bool powf_one_is_identity();
 
 }  // namespace vorel::audio::simd::math
