@@ -155,7 +155,9 @@ void check_atan2f(Isa isa, std::uint64_t pairs, Tally& tally) {
             if (j < structured) {
                 const std::uint64_t pair = j / 256, shift = j % 256;
                 const float y = s[pair / s.size()], x = s[pair % s.size()];
-                ys[i] = shift == 0 ? y : std::bit_cast<float>(std::bit_cast<std::uint32_t>(y) ^ static_cast<std::uint32_t>(gen() & 0x7fffff));
+                ys[i] = shift == 0 ? y
+                                   : std::bit_cast<float>(std::bit_cast<std::uint32_t>(y) ^
+                                                          static_cast<std::uint32_t>(gen() & 0x7fffff));
                 xs[i] = shift == 0 ? x : std::ldexp(x, static_cast<int>(shift % 64) - 32);
             } else if (j % 2 == 0) {
                 // Uniform bit patterns: every sign, exponent and class.
@@ -215,9 +217,15 @@ int main(int argc, char** argv) {
     std::printf("level %s\n", isa_name(isa));
     for (const std::string& name : names) {
         if (name == "log10f") {
-            timed("log10f", [&](Tally& t) { check_unary("log10f", isa, log10f_array, [](float x) { return log10f(x); }, t); });
+            timed("log10f", [&](Tally& t) {
+                check_unary(
+                    "log10f", isa, log10f_array, [](float x) { return log10f(x); }, t);
+            });
         } else if (name == "log1pf") {
-            timed("log1pf", [&](Tally& t) { check_unary("log1pf", isa, log1pf_array, [](float x) { return log1pf(x); }, t); });
+            timed("log1pf", [&](Tally& t) {
+                check_unary(
+                    "log1pf", isa, log1pf_array, [](float x) { return log1pf(x); }, t);
+            });
         } else if (name == "powf_one") {
             timed("powf(x, 1) == x", [&](Tally& t) { check_powf_one(t); });
         } else if (name == "powf") {

@@ -41,28 +41,33 @@ VOREL_INLINE V atan2f_lanes(V yv, V xv, typename LaneTypes<kLanes<V>>::I& specia
     const I id2 = ~id_none & ~id0 & ~id1 & less(it, 0x401c0000);
     const F num = select(id0, splat<F>(2.0f) * t - splat<F>(1.0f),
                          select(id1, t - splat<F>(1.0f), select(id2, t - splat<F>(1.5f), splat<F>(-1.0f))));
-    const F den = select(id0, splat<F>(2.0f) + t, select(id1, t + splat<F>(1.0f), select(id2, splat<F>(1.0f) + splat<F>(1.5f) * t, t)));
+    const F den = select(id0, splat<F>(2.0f) + t,
+                         select(id1, t + splat<F>(1.0f), select(id2, splat<F>(1.0f) + splat<F>(1.5f) * t, t)));
     const F a = select(id_none, t, num / den);
     const F z2 = a * a;
     const F w = z2 * z2;
     const F s1 = z2 * (splat<F>(3.3333334327e-01f) +
                        w * (splat<F>(1.4285714924e-01f) +
                             w * (splat<F>(9.0908870101e-02f) +
-                                 w * (splat<F>(6.6610731184e-02f) + w * (splat<F>(4.9768779427e-02f) + w * splat<F>(1.6285819933e-02f))))));
+                                 w * (splat<F>(6.6610731184e-02f) +
+                                      w * (splat<F>(4.9768779427e-02f) + w * splat<F>(1.6285819933e-02f))))));
     const F s2 = w * (splat<F>(-2.0000000298e-01f) +
                       w * (splat<F>(-1.1111110449e-01f) +
-                           w * (splat<F>(-7.6918758452e-02f) + w * (splat<F>(-5.8335702866e-02f) + w * splat<F>(-3.6531571299e-02f)))));
+                           w * (splat<F>(-7.6918758452e-02f) +
+                                w * (splat<F>(-5.8335702866e-02f) + w * splat<F>(-3.6531571299e-02f)))));
     const F hi = select(id0, splat<F>(4.6364760399e-01f),
-                        select(id1, splat<F>(7.8539812565e-01f), select(id2, splat<F>(9.8279368877e-01f), splat<F>(1.5707962513e+00f))));
+                        select(id1, splat<F>(7.8539812565e-01f),
+                               select(id2, splat<F>(9.8279368877e-01f), splat<F>(1.5707962513e+00f))));
     const F lo = select(id0, splat<F>(5.0121582440e-09f),
-                        select(id1, splat<F>(3.7748947079e-08f), select(id2, splat<F>(3.4473217170e-08f), splat<F>(7.5497894159e-08f))));
+                        select(id1, splat<F>(3.7748947079e-08f),
+                               select(id2, splat<F>(3.4473217170e-08f), splat<F>(7.5497894159e-08f))));
     F at = select(id_none, select(less(it, 0x31000000), a, a - a * (s1 + s2)), hi - ((a * (s1 + s2) - lo) - a));
     // From 2^25 on atanf returns its constant without reduction.
     at = select(~less(it, 0x4c000000), splat<F>(1.5707962513e+00f) + splat<F>(7.5497894159e-08f), at);
 
     const I k = (iy - ix) >> 23;
     F z = select(less(60, k), splat<F>(pi_o_2) + splat<F>(0.5f) * splat<F>(pi_lo),
-               select(x_neg & less(k, -60), splat<F>(0.0f), at));
+                 select(x_neg & less(k, -60), splat<F>(0.0f), at));
     const F z_neg = bits<F>(bits<I>(z) ^ static_cast<std::int32_t>(0x80000000));
     const F q2 = splat<F>(pi) - (z - splat<F>(pi_lo));
     const F q3 = (z - splat<F>(pi_lo)) - splat<F>(pi);
