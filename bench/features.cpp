@@ -49,6 +49,43 @@ void BM_ConvertPowerToDB(benchmark::State& state) {
 void BM_Standardize(benchmark::State& state) { run_levels(state, vorelAudioStandardize); }
 void BM_Log1p(benchmark::State& state) { run_levels(state, vorelAudioLog1p); }
 
+// A 513 x 3000 complex spectrogram of random cells, a few of them exactly zero.
+std::vector<float> random_spectrum(std::size_t cells) {
+    std::mt19937 gen(3);
+    std::normal_distribution<float> g(0.0f, 1.0f);
+    std::vector<float> v(2 * cells);
+    for (auto& x : v) x = g(gen);
+    for (std::size_t i = 0; i < cells; i += 997) v[2 * i] = v[2 * i + 1] = 0.0f;
+    return v;
+}
+
+constexpr int kFreqN = 513, kFrameN = 3000;
+
+void BM_ComplexNorm(benchmark::State& state) {
+    const std::size_t cells = static_cast<std::size_t>(kFreqN) * kFrameN;
+    const auto src = random_spectrum(cells);
+    std::vector<float> dst(cells);
+    const float power = static_cast<float>(state.range(0));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(vorelAudioComplexNorm(dst.data(), src.data(), static_cast<int>(cells), power));
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(cells));
+}
+
+void BM_MagPhase(benchmark::State& state) {
+    const std::size_t cells = static_cast<std::size_t>(kFreqN) * kFrameN;
+    const auto src = random_spectrum(cells);
+    const int form = static_cast<int>(state.range(0));
+    std::vector<float> mag(cells), phase((form + 1) * cells);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(
+            vorelAudioMagPhase(mag.data(), phase.data(), src.data(), kFreqN, kFrameN, 1.0f, form));
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(cells));
+}
+
 void BM_GetNonSilentPos(benchmark::State& state) {
     const auto s = minute_of_audio();
     const int win_n = static_cast<int>(state.range(0));
@@ -80,5 +117,7 @@ void BM_FixFrameLen(benchmark::State& state) {
 BENCHMARK(BM_ConvertPowerToDB)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Standardize)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Log1p)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ComplexNorm)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MagPhase)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_GetNonSilentPos)->Args({2048, 512})->Args({400, 160})->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_FixFrameLen)->Arg(3000)->Arg(2000)->Arg(4000)->Unit(benchmark::kMicrosecond);

@@ -1,66 +1,95 @@
-// Complex norms and phases, each operation rounded to float on its own.
+// Complex norms and phases, each operation rounded to float on its own; the angles go through
+// the exact atan2f replica in lanes when its guard passed.
 #include "features/complex_norm.h"
 
-#include <cmath>
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
+
+#include "simd/math/atan2f.h"
+#include "simd/math/pairs.h"
+#include "simd/math/replicas.h"
+#include "simd/vec.h"
 
 namespace vorel::audio {
 
 namespace {
 
-void norms(float* dst, const float* src, std::size_t n, float power) {
-    const float exponent = power * 0.5f;
-    for (std::size_t i = 0; i < n; ++i) dst[i] = complex_norm(src[2 * i], src[2 * i + 1], exponent);
+using simd::Isa;
+namespace math = simd::math;
+
+template <class V>
+VOREL_INLINE void angles(float* phase, const float* src, std::size_t n) {
+    constexpr std::size_t W = simd::kLanes<V>;
+    std::size_t i = 0;
+    for (; i + W <= n; i += W) {
+        V re, im;
+        math::split_pairs(src + 2 * i, re, im);
+        typename math::LaneTypes<W>::I special;
+        V a = math::atan2f_lanes(im, re, special);
+        if (math::any(special))
+            for (std::size_t l = 0; l < W; ++l)
+                if (special[l]) a[l] = atan2f(im[l], re[l]);
+        simd::store(phase + i, a);
+    }
+    for (; i < n; ++i) phase[i] = atan2f(src[2 * i + 1], src[2 * i]);
 }
+
+void angles_plain(float* phase, const float* src, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) phase[i] = atan2f(src[2 * i + 1], src[2 * i]);
+}
+VOREL_TARGET_SSE2 void angles_sse2(float* p, const float* s, std::size_t n) { angles<simd::float4>(p, s, n); }
+VOREL_TARGET_AVX2 void angles_avx2(float* p, const float* s, std::size_t n) { angles<simd::float8>(p, s, n); }
+VOREL_TARGET_AVX512 void angles_avx512(float* p, const float* s, std::size_t n) { angles<simd::float16>(p, s, n); }
+
+using Angles = void (*)(float*, const float*, std::size_t);
+const simd::IsaBuilds<Angles> kAngles{angles_plain, angles_sse2, angles_avx2, angles_avx512};
 
 }  // namespace
 
 void complex_norm_1d_core(float* dst, const float* src, int n, float power) {
-    if (n > 0) norms(dst, src, static_cast<std::size_t>(n), power);
+    if (n > 0) complex_norm_array(dst, src, static_cast<std::size_t>(n), power);
 }
 
-void complex_norm_1d(std::vector<float>& dst, const std::vector<float>& src, float power) {
-    norms(dst.data(), src.data(), dst.size(), power);
+void phase_angles(float* phase, const float* src, std::size_t n, Isa isa) {
+    kAngles(math::replica_isa(math::LibmFn::atan2f, isa))(phase, src, n);
 }
 
-void complex_norm_1d(std::vector<float>& comp, float power) {
-    complex_norm_pairs(comp.data(), comp.size() / 2, power);
-}
-
-void complex_norm_pairs(float* data, std::size_t pair_n, float power) {
-    const float exponent = power * 0.5f;
-    for (std::size_t i = 0; i < pair_n; ++i) {
-        data[2 * i] = complex_norm(data[2 * i], data[2 * i + 1], exponent);
-        data[2 * i + 1] = 0.0f;
+void phase_phasors(float* phase, const float* src, std::size_t n, Isa isa) {
+    // The angles first, in the upper half of the output, then each expanded to its phasor from
+    // the front: element i's angle at n + i is read before pair i (at 2i, 2i + 1 <= n + i) is
+    // written, and later angles lie above.
+    float* a = phase + n;
+    phase_angles(a, src, n, isa);
+    for (std::size_t i = 0; i < n; ++i) {
+        const float angle = a[i];
+        sincosf(angle, &phase[2 * i + 1], &phase[2 * i]);
     }
 }
 
 void magphase_1d(std::vector<float>& mag, std::vector<float>& phase, const std::vector<float>& src,
                  float power, bool phase_form) {
     complex_norm_1d(mag, src, power);
-    if (phase_form) {
-        for (std::size_t i = 0; i < mag.size(); ++i) {
-            const float a = atan2f(src[2 * i + 1], src[2 * i]);
-            sincosf(a, &phase[2 * i + 1], &phase[2 * i]);
-        }
-    } else {
-        for (std::size_t i = 0; i < phase.size(); ++i) phase[i] = atan2f(src[2 * i + 1], src[2 * i]);
-    }
+    if (phase_form)
+        phase_phasors(phase.data(), src.data(), mag.size());
+    else
+        phase_angles(phase.data(), src.data(), phase.size());
 }
 
 void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n,
-                 float power, bool phase_form) {
+                 float power, bool phase_form, Isa isa) {
     const std::size_t cells = static_cast<std::size_t>(frame_n);
-    std::vector<float> mag(cells, 0.0f);
-    std::vector<float> row(2 * cells, 0.0f);
-    std::vector<float> phase(phase_form ? 2 * cells : cells, 0.0f);
+    const std::size_t phase_n = phase_form ? 2 * cells : cells;
+    std::vector<float> row(2 * cells);
     for (int r = 0; r < freq_n; ++r) {
         const std::size_t at = static_cast<std::size_t>(r) * cells;
         std::copy_n(src + 2 * at, row.size(), row.begin());
-        magphase_1d(mag, phase, row, power, phase_form);
-        std::copy(mag.begin(), mag.end(), dst_mag + at);
-        std::copy(phase.begin(), phase.end(), dst_phase + static_cast<std::size_t>(r) * phase.size());
+        complex_norm_array(dst_mag + at, row.data(), cells, power, isa);
+        float* phase = dst_phase + static_cast<std::size_t>(r) * phase_n;
+        if (phase_form)
+            phase_phasors(phase, row.data(), cells, isa);
+        else
+            phase_angles(phase, row.data(), cells, isa);
     }
 }
 

@@ -1,18 +1,73 @@
-// Level conversions: decibels, standardisation, log1p.
+// Level conversions: decibels, standardisation, log1p. The logarithms go through the exact
+// log10f and log1pf replicas in lanes when their guards passed.
 #include "features/levels.h"
 
 #include <cmath>
 
-#include "common/float4.h"
+#include "simd/math/log10f.h"
+#include "simd/math/replicas.h"
+#include "simd/vec.h"
 
 namespace vorel::audio {
 
 namespace {
 
+using simd::float4;
+using simd::Isa;
+namespace math = simd::math;
+
 inline float ten_log10(float power) { return std::log10(power) * 10.0f; }
 
 // std::fmax semantics: a NaN x gives the floor.
 inline float floored_power(float x) { return std::fmax(x, power_floor); }
+
+// One element's level: 10 log10(max(x, floor)) - ref_db, raised to floor_db when clamping.
+inline float level_plain(float x, float ref_db, bool clamp, float floor_db) {
+    const float level = ten_log10(floored_power(x)) - ref_db;
+    return clamp && level < floor_db ? floor_db : level;
+}
+
+void decibels_plain(float* dst, const float* src, std::size_t n, float ref_db, bool clamp, float floor_db) {
+    for (std::size_t i = 0; i < n; ++i) dst[i] = level_plain(src[i], ref_db, clamp, floor_db);
+}
+
+// The same per lane. max(x, floor) as a select keeps fmax's answer: a NaN x fails x >= floor
+// and takes the floor, and where x equals the floor both give the same value. The floored
+// value is positive, so the only lane the log10f replica hands back is +inf.
+template <class V>
+VOREL_INLINE void decibels(float* dst, const float* src, std::size_t n, float ref_db, bool clamp, float floor_db) {
+    constexpr std::size_t W = simd::kLanes<V>;
+    using T = math::LaneTypes<W>;
+    const typename T::F floor = math::splat<typename T::F>(power_floor);
+    const typename T::F ten = math::splat<typename T::F>(10.0f);
+    const typename T::F ref = math::splat<typename T::F>(ref_db);
+    const typename T::F lowest = math::splat<typename T::F>(floor_db);
+    std::size_t i = 0;
+    for (; i + W <= n; i += W) {
+        const typename T::F x = math::to_lanes(simd::load<V>(src + i));
+        const typename T::F p = math::select(x >= floor, x, floor);
+        typename T::I special;
+        typename T::F lg = math::to_lanes(math::log10f_lanes(math::from_lanes<V>(p), special));
+        if (math::any(special))
+            for (std::size_t l = 0; l < W; ++l)
+                if (special[l]) lg[l] = std::log10(p[l]);
+        typename T::F level = lg * ten - ref;
+        if (clamp) level = math::select(level < lowest, lowest, level);
+        simd::store(dst + i, math::from_lanes<V>(level));
+    }
+    for (; i < n; ++i) dst[i] = level_plain(src[i], ref_db, clamp, floor_db);
+}
+
+VOREL_TARGET_AVX2 void decibels_avx2(float* d, const float* s, std::size_t n, float r, bool c, float f) {
+    decibels<simd::float8>(d, s, n, r, c, f);
+}
+VOREL_TARGET_AVX512 void decibels_avx512(float* d, const float* s, std::size_t n, float r, bool c, float f) {
+    decibels<simd::float16>(d, s, n, r, c, f);
+}
+
+using Decibels = void (*)(float*, const float*, std::size_t, float, bool, float);
+// log10f fuses inside (its logf is the FMA variant), so lanes exist only at levels with FMA.
+const simd::IsaBuilds<Decibels> kDecibels{decibels_plain, nullptr, decibels_avx2, decibels_avx512};
 
 }  // namespace
 
@@ -26,11 +81,11 @@ float scan_maximum(const float* src, int n) {
     float best = src[0];
     int i = 1;
     if (n >= 9) {
-        float4 a = {best, best, best, best};
+        float4 a = simd::broadcast<float4>(best);
         float4 b = a;
         for (; i + 8 <= n; i += 8) {
-            const float4 x = load4(src + i);
-            const float4 y = load4(src + i + 4);
+            const float4 x = simd::load<float4>(src + i);
+            const float4 y = simd::load<float4>(src + i + 4);
             a = a < x ? x : a;
             b = b < y ? y : b;
         }
@@ -43,19 +98,14 @@ float scan_maximum(const float* src, int n) {
     return best;
 }
 
-void convert_power_to_db(float* dst, const float* src, int n, float top_db) {
+void convert_power_to_db(float* dst, const float* src, int n, float top_db, Isa isa) {
     const float ref = floored_power(scan_maximum(src, n));
     // power_to_db recomputes the reference level per element; once is the same value.
     const float ref_db = ten_log10(ref);
-    if (top_db >= 0.0f) {
-        const float floor_db = 0.0f - top_db;
-        for (int i = 0; i < n; ++i) {
-            const float level = ten_log10(floored_power(src[i])) - ref_db;
-            dst[i] = level < floor_db ? floor_db : level;
-        }
-    } else {
-        for (int i = 0; i < n; ++i) dst[i] = ten_log10(floored_power(src[i])) - ref_db;
-    }
+    const bool clamp = top_db >= 0.0f;
+    const float floor_db = 0.0f - top_db;
+    kDecibels(math::replica_isa(math::LibmFn::log10f, isa))(dst, src, static_cast<std::size_t>(n), ref_db, clamp,
+                                                            floor_db);
 }
 
 void standardize(float* dst, const float* src, int n) {
@@ -73,8 +123,8 @@ void standardize(float* dst, const float* src, int n) {
     for (int i = 0; i < n; ++i) dst[i] = scale * (src[i] - mean);
 }
 
-void log1p_elements(float* dst, const float* src, int n) {
-    for (int i = 0; i < n; ++i) dst[i] = std::log1p(src[i]);
+void log1p_elements(float* dst, const float* src, int n, Isa isa) {
+    math::log1pf_array(math::replica_isa(math::LibmFn::log1pf, isa), dst, src, static_cast<std::size_t>(n));
 }
 
 }  // namespace vorel::audio

@@ -2,6 +2,8 @@
 // and log1p. All arithmetic is 32-bit float, each operation rounded on its own.
 #pragma once
 
+#include "simd/isa.h"
+
 namespace vorel::audio {
 
 // Smallest power a level is taken of; lower values, negatives and NaN are raised to it.
@@ -18,14 +20,15 @@ float power_to_db(float x, float ref);
 float scan_maximum(const float* src, int n);
 
 // dst[i] = power_to_db(src[i], max(maximum, floor)), then, when top_db >= 0, every result
-// below -top_db is raised to it. dst may be src.
-void convert_power_to_db(float* dst, const float* src, int n, float top_db);
+// below -top_db is raised to it, in one pass (lanes of the log10f replica at `isa` when its
+// guard passed). dst may be src.
+void convert_power_to_db(float* dst, const float* src, int n, float top_db, simd::Isa isa = simd::best_isa());
 
 // (x - mean) / deviation with both sums taken in one ascending float pass and the variance as
 // mean of squares minus squared mean (divided by n). dst may be src.
 void standardize(float* dst, const float* src, int n);
 
 // dst[i] = log1pf(src[i]). dst may be src.
-void log1p_elements(float* dst, const float* src, int n);
+void log1p_elements(float* dst, const float* src, int n, simd::Isa isa = simd::best_isa());
 
 }  // namespace vorel::audio

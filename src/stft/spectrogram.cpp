@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "features/complex_norm.h"
+#include "common/complex_norm.h"
 #include "simd/lanes.h"
 #include "stft/frame_ops.h"
 #include "stft/framing.h"

@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <random>
 #include <cmath>
 #include <vector>
 
+#include "common/isa_kit.h"
 #include "features/complex_norm.h"
+#include "simd/math/replicas.h"
 #include "vorel_audio.h"
 
 using namespace vorel::audio;
@@ -40,6 +43,75 @@ TEST(MagPhase, ZeroCellsAndPowerZero) {
     EXPECT_EQ(phasor[0], 1.0f);
     EXPECT_EQ(phasor[1], 0.0f);
 }
+
+namespace {
+
+// Spectrum cells of every size and class: zeros of both signs, subnormal and huge parts (whose
+// squares underflow or overflow), infinities, NaN.
+std::vector<float> mixed_cells(std::size_t cells, unsigned seed) {
+    std::mt19937 gen(seed);
+    std::uniform_real_distribution<float> e(-80.0f, 70.0f);
+    const float specials[] = {0.0f, -0.0f, NAN, -NAN, INFINITY, -INFINITY, 1e-42f, 3e38f, -1.0f, 1.0f};
+    std::vector<float> v(2 * cells);
+    for (std::size_t i = 0; i < v.size(); ++i)
+        v[i] = i % 5 == 2 ? specials[gen() % 10] : std::exp2(e(gen)) * (gen() % 2 ? 1.0f : -1.0f);
+    return v;
+}
+
+class NormLanes : public vorel::audio::testing::EachIsa {};
+
+}  // namespace
+
+TEST_P(NormLanes, NormsAndPhasesEqualThePlainPathBitForBit) {
+    using vorel::audio::simd::Isa;
+    const std::size_t cells = 4099;
+    const std::vector<float> src = mixed_cells(cells, 5);
+    // 2 takes the powf(x, 1) identity; 0, NaN and infinity take powf whole.
+    for (float power : {1.0f, 2.0f, 0.5f, 3.0f, 4.5f, 0.0f, NAN, INFINITY, -1.0f}) {
+        std::vector<float> fast(cells), plain(cells);
+        complex_norm_array(fast.data(), src.data(), cells, power, GetParam());
+        volatile float exponent = power * 0.5f;  // keeps the compiler from folding powf(x, 1)
+        for (std::size_t i = 0; i < cells; ++i)
+            plain[i] = powf(src[2 * i] * src[2 * i] + src[2 * i + 1] * src[2 * i + 1], exponent);
+        EXPECT_TRUE(vorel::audio::testing::same_bits(fast, plain)) << power;
+        std::vector<float> pairs = src;
+        complex_norm_pairs(pairs.data(), cells, power, GetParam());
+        for (std::size_t i = 0; i < cells; ++i)
+            ASSERT_TRUE(std::bit_cast<uint32_t>(pairs[2 * i]) == std::bit_cast<uint32_t>(plain[i]) &&
+                        std::bit_cast<uint32_t>(pairs[2 * i + 1]) == 0u) << power << " " << i;
+    }
+    const int freq_n = 3, frame_n = int(cells / 3);
+    for (bool form : {false, true}) {
+        std::vector<float> mag(cells), phase((form ? 2 : 1) * cells), want_phase(phase.size());
+        magphase_2d(mag.data(), phase.data(), src.data(), freq_n, frame_n, 1.0f, form, GetParam());
+        for (std::size_t i = 0; i < std::size_t(freq_n * frame_n); ++i) {
+            const float a = atan2f(src[2 * i + 1], src[2 * i]);
+            if (form)
+                sincosf(a, &want_phase[2 * i + 1], &want_phase[2 * i]);
+            else
+                want_phase[i] = a;
+        }
+        const std::size_t written = (form ? 2 : 1) * std::size_t(freq_n * frame_n);
+        EXPECT_TRUE(vorel::audio::testing::same_bits(phase.data(), want_phase.data(), written)) << form;
+    }
+}
+
+TEST(NormLanes, TheForcedGuardFailureGivesTheSameBitsThroughScalarCalls) {
+    using namespace vorel::audio::simd;
+    const std::vector<float> src = mixed_cells(1000, 9);
+    std::vector<float> fast(1000), forced(1000), phase(1000), forced_phase(1000);
+    complex_norm_array(fast.data(), src.data(), 1000, 1.0f);
+    phase_angles(phase.data(), src.data(), 1000);
+    math::force_guard_failure(true);
+    EXPECT_EQ(math::replica_isa(math::LibmFn::powf), Isa::scalar);
+    complex_norm_array(forced.data(), src.data(), 1000, 1.0f);
+    phase_angles(forced_phase.data(), src.data(), 1000);
+    math::force_guard_failure(false);
+    EXPECT_TRUE(vorel::audio::testing::same_bits(fast, forced));
+    EXPECT_TRUE(vorel::audio::testing::same_bits(phase, forced_phase));
+}
+
+VOREL_FOR_EACH_ISA(NormLanes);
 
 TEST(ComplexNormChecks, InOrderWithTheOutputUntouchedAndNaNPowerPassing) {
     const std::vector<float> src(8, 1.0f);

@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "common/isa_kit.h"
 #include "features/levels.h"
 #include "vorel_audio.h"
 
@@ -73,6 +74,53 @@ TEST(PowerToDb, LaneScanEqualsThePlainScan) {
             EXPECT_TRUE(same(fast, plain) || (fast == 0.0f && plain == 0.0f)) << n;
         }
 }
+
+namespace {
+
+// Powers over the whole float range with every class mixed in: the inputs the lanes must carry
+// exactly as the plain loop does, the peak included (it sets the reference).
+std::vector<float> mixed_powers(std::size_t n, unsigned seed) {
+    std::mt19937 gen(seed);
+    std::uniform_real_distribution<float> e(-45.0f, 38.0f);
+    const float specials[] = {NAN, -NAN, kInf, -kInf, 0.0f, -0.0f, 1e-40f, -3.0f, 1e-10f, 0x1.b7cdfep-34f, -1.0f};
+    std::vector<float> v(n);
+    for (std::size_t i = 0; i < n; ++i) v[i] = i % 7 == 3 ? specials[gen() % 11] : std::exp2(e(gen));
+    return v;
+}
+
+class LevelLanes : public vorel::audio::testing::EachIsa {};
+
+}  // namespace
+
+TEST_P(LevelLanes, DecibelsAndLog1pEqualThePlainLoopsBitForBit) {
+    using vorel::audio::simd::Isa;
+    for (std::size_t n : {1, 9, 16, 31, 100'003}) {
+        std::vector<float> src = mixed_powers(n, unsigned(n));
+        if (n == 31) src[0] = NAN;  // a NaN first element stays the maximum
+        for (float top_db : {80.0f, 0.0f, -1.0f, NAN}) {
+            std::vector<float> fast(n), plain(n);
+            vorel::audio::convert_power_to_db(fast.data(), src.data(), int(n), top_db, GetParam());
+            vorel::audio::convert_power_to_db(plain.data(), src.data(), int(n), top_db, Isa::scalar);
+            EXPECT_TRUE(vorel::audio::testing::same_bits(fast, plain)) << n << " " << top_db;
+            // The plain loop is the definition: the floored level against the floored maximum.
+            if (n == 9) {
+                const float ref = std::fmax(vorel::audio::scan_maximum(src.data(), 9), 1e-10f);
+                for (std::size_t i = 0; i < n; ++i) {
+                    float level = vorel::audio::power_to_db(src[i], ref);
+                    if (top_db >= 0.0f && level < 0.0f - top_db) level = 0.0f - top_db;  // +0.0 for top_db 0
+                    EXPECT_TRUE(same(plain[i], level)) << i;
+                }
+            }
+        }
+        std::vector<float> fast(n), plain(n);
+        for (std::size_t i = 0; i < n; ++i) src[i] = i % 2 ? src[i] : -src[i] * 1e-6f;  // around -1 and 0 too
+        vorel::audio::log1p_elements(fast.data(), src.data(), int(n), GetParam());
+        for (std::size_t i = 0; i < n; ++i) plain[i] = log1pf(src[i]);
+        EXPECT_TRUE(vorel::audio::testing::same_bits(fast, plain)) << n;
+    }
+}
+
+VOREL_FOR_EACH_ISA(LevelLanes);
 
 TEST(Standardize, WorkedCasesAndSumsInElementOrder) {
     // Six times 0.1f: the variance is exactly 0 while the mean is one ulp above 0.1f, so each

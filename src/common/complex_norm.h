@@ -1,0 +1,40 @@
+// The norm of complex values raised to a power, shared by the spectrogram, the mel spectrogram
+// and the feature functions: powf(re*re + im*im, power * 0.5f), each square and the sum rounded
+// to float on their own. Runs of values go through the exact vector powf when its guard passed;
+// power 2 (exponent 1) skips powf where the libm's powf(x, 1) is provably x (not for NaN sums).
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
+#include "simd/isa.h"
+
+namespace vorel::audio {
+
+// powf(re*re + im*im, exponent): the norm of one value.
+inline float complex_norm(float re, float im, float exponent) {
+    const float sq = re * re + im * im;
+    return powf(sq, exponent);
+}
+
+// dst[i] = complex_norm(src[2i], src[2i + 1], power * 0.5f) for i < n, by the replica of powf
+// of level `isa` when its guard passed, else by powf. dst must not overlap src.
+void complex_norm_array(float* dst, const float* src, std::size_t n, float power,
+                        simd::Isa isa = simd::best_isa());
+
+// In place over n interleaved pairs: each pair becomes (norm, +0.0).
+void complex_norm_pairs(float* data, std::size_t n, float power, simd::Isa isa = simd::best_isa());
+
+// The norms of the first dst.size() complex values of src; src may be longer.
+void complex_norm_1d(std::vector<float>& dst, const std::vector<float>& src, float power);
+
+// In place over an interleaved spectrum: each pair becomes (norm, +0.0).
+void complex_norm_1d(std::vector<float>& comp, float power);
+
+// Runs now the first-use checks the norms rely on (the powf replica's guard, the power-2
+// shortcut's check). They allocate, so a call that writes output before its first norm runs them
+// up front: an allocation failure must leave every output untouched.
+void complex_norm_prepare();
+
+}  // namespace vorel::audio

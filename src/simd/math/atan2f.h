@@ -1,0 +1,81 @@
+// atan2f as the platform libm computes it: float arithmetic, never fused. The quotient |y/x| is
+// reduced to one of five intervals around 0, 0.5, 1, 1.5 and infinity, atan of the reduced
+// value comes from an odd polynomial split into two halves, and the quadrant is restored from
+// the signs with pi held as a high and a low part.
+#pragma once
+
+#include <cstdint>
+
+#include "simd/math/lanes.h"
+
+namespace vorel::audio::simd::math {
+
+// atan2f(y, x) per lane; NaN, infinite or zero x, infinite y and x == 1 (the libm returns
+// atanf(y) there) are marked special. A zero y is answered in lanes.
+template <class V>
+VOREL_INLINE V atan2f_lanes(V yv, V xv, typename LaneTypes<kLanes<V>>::I& special) {
+    constexpr std::size_t W = kLanes<V>;
+    using T = LaneTypes<W>;
+    using F = typename T::F;
+    using I = typename T::I;
+    const F x = to_lanes(xv);
+    const F y = to_lanes(yv);
+    const I hx = bits<I>(x);
+    const I hy = bits<I>(y);
+    const I ix = hx & 0x7fffffff;
+    const I iy = hy & 0x7fffffff;
+    // ix, iy, it lie in [0, 2^31) and k in [-255, 255]: every comparison below is the sign of a
+    // difference that cannot overflow.
+    special = less(0x7f7fffff, ix) | less(0x7f7fffff, iy) | (hx == 0x3f800000) | less(ix, 1);
+    const float pi = 3.1415927410e+00f, pi_lo = -8.7422776573e-08f, pi_o_2 = 1.5707963705e+00f;
+    const F tiny = splat<F>(1.0e-30f);
+    const I y_neg = hy >> 31;
+    const I x_neg = hx >> 31;
+
+    // atanf(|y/x|), with |y/x| beyond 2^60 and below 2^-60 (for negative x) set directly.
+    const F t = bits<F>(bits<I>(y / x) & 0x7fffffff);
+    const I it = bits<I>(t);
+    const I id_none = less(it, 0x3ee00000);  // |t| < 0.4375
+    const I id0 = ~id_none & less(it, 0x3f300000);
+    const I id1 = ~id_none & ~id0 & less(it, 0x3f980000);
+    const I id2 = ~id_none & ~id0 & ~id1 & less(it, 0x401c0000);
+    const F num = select(id0, splat<F>(2.0f) * t - splat<F>(1.0f),
+                         select(id1, t - splat<F>(1.0f), select(id2, t - splat<F>(1.5f), splat<F>(-1.0f))));
+    const F den = select(id0, splat<F>(2.0f) + t,
+                         select(id1, t + splat<F>(1.0f), select(id2, splat<F>(1.0f) + splat<F>(1.5f) * t, t)));
+    const F a = select(id_none, t, num / den);
+    const F z2 = a * a;
+    const F w = z2 * z2;
+    const F s1 = z2 * (splat<F>(3.3333334327e-01f) +
+                       w * (splat<F>(1.4285714924e-01f) +
+                            w * (splat<F>(9.0908870101e-02f) +
+                                 w * (splat<F>(6.6610731184e-02f) +
+                                      w * (splat<F>(4.9768779427e-02f) + w * splat<F>(1.6285819933e-02f))))));
+    const F s2 = w * (splat<F>(-2.0000000298e-01f) +
+                      w * (splat<F>(-1.1111110449e-01f) +
+                           w * (splat<F>(-7.6918758452e-02f) +
+                                w * (splat<F>(-5.8335702866e-02f) + w * splat<F>(-3.6531571299e-02f)))));
+    const F hi = select(id0, splat<F>(4.6364760399e-01f),
+                        select(id1, splat<F>(7.8539812565e-01f),
+                               select(id2, splat<F>(9.8279368877e-01f), splat<F>(1.5707962513e+00f))));
+    const F lo = select(id0, splat<F>(5.0121582440e-09f),
+                        select(id1, splat<F>(3.7748947079e-08f),
+                               select(id2, splat<F>(3.4473217170e-08f), splat<F>(7.5497894159e-08f))));
+    F at = select(id_none, select(less(it, 0x31000000), a, a - a * (s1 + s2)), hi - ((a * (s1 + s2) - lo) - a));
+    // From 2^25 on atanf returns its constant without reduction.
+    at = select(~less(it, 0x4c000000), splat<F>(1.5707962513e+00f) + splat<F>(7.5497894159e-08f), at);
+
+    const I k = (iy - ix) >> 23;
+    F z = select(less(60, k), splat<F>(pi_o_2) + splat<F>(0.5f) * splat<F>(pi_lo),
+                 select(x_neg & less(k, -60), splat<F>(0.0f), at));
+    const F z_neg = bits<F>(bits<I>(z) ^ static_cast<std::int32_t>(0x80000000));
+    const F q2 = splat<F>(pi) - (z - splat<F>(pi_lo));
+    const F q3 = (z - splat<F>(pi_lo)) - splat<F>(pi);
+    F r = select(x_neg, select(y_neg, q3, q2), select(y_neg, z_neg, z));
+    // y = 0: +-0 for positive x, +-pi for negative x.
+    const F zero_y = select(x_neg, select(y_neg, -splat<F>(pi) - tiny, splat<F>(pi) + tiny), y);
+    r = select(less(iy, 1), zero_y, r);
+    return from_lanes<V>(r);
+}
+
+}  // namespace vorel::audio::simd::math

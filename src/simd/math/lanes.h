@@ -1,0 +1,143 @@
+// The lane vocabulary of the libm replicas: a replica is written once over V (float, float4,
+// float8 or float16) and works internally on W-lane vectors of float, double, int32 and int64,
+// W = 1 being a one-lane vector so that comparisons, selects and conversions read the same at
+// every width. Lanes a replica cannot follow operation for operation (zeros, infinities, NaN,
+// rare branches) are marked special and answered by the scalar function itself.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "simd/vec.h"
+
+namespace vorel::audio::simd::math {
+
+template <std::size_t W>
+struct LaneTypes {
+    typedef float F __attribute__((vector_size(4 * W)));
+    typedef double D __attribute__((vector_size(8 * W)));
+    typedef std::int32_t I __attribute__((vector_size(4 * W)));
+    typedef std::uint32_t U __attribute__((vector_size(4 * W)));
+    typedef std::int64_t L __attribute__((vector_size(8 * W)));
+    typedef std::uint64_t UL __attribute__((vector_size(8 * W)));
+};
+
+// A float value of V as W lanes and back.
+template <class V>
+VOREL_INLINE typename LaneTypes<kLanes<V>>::F to_lanes(V v) {
+    return std::bit_cast<typename LaneTypes<kLanes<V>>::F>(v);
+}
+template <class V>
+VOREL_INLINE V from_lanes(typename LaneTypes<kLanes<V>>::F f) {
+    return std::bit_cast<V>(f);
+}
+
+template <class To, class From>
+VOREL_INLINE To bits(From v) {
+    return std::bit_cast<To>(v);
+}
+
+template <class To, class From>
+VOREL_INLINE To convert(From v) {
+    return __builtin_convertvector(v, To);
+}
+
+// mask (all ones or zero per lane) ? a : b, for masks of the width of a's lanes. Written as
+// a bitwise blend: GCC splits a vector ?: on float lanes into per-lane branches.
+template <class M, class T>
+VOREL_INLINE T select(M mask, T a, T b) {
+    return std::bit_cast<T>((std::bit_cast<M>(a) & mask) | (std::bit_cast<M>(b) & ~mask));
+}
+
+// a < b per lane as a mask, from the sign of a - b: for int32 lanes whose difference cannot
+// overflow. GCC splits and/or combinations of vector comparisons into per-lane code at 16
+// lanes; shifts stay in vectors.
+template <class I>
+VOREL_INLINE I less(I a, I b) {
+    return (a - b) >> 31;
+}
+template <class I>
+VOREL_INLINE I less(I a, std::int32_t b) {
+    return (a - b) >> 31;
+}
+template <class I>
+VOREL_INLINE I less(std::int32_t a, I b) {
+    return (a - b) >> 31;
+}
+
+template <class M>
+VOREL_INLINE bool any(M mask) {
+    constexpr std::size_t w = sizeof(M) / sizeof(mask[0]);
+    if constexpr (w == 1) {
+        return mask[0] != 0;
+    } else if constexpr (sizeof(mask[0]) == 4) {
+        // Folding halves keeps this a few vector instructions instead of a lane loop.
+        using Half = typename LaneTypes<w / 2>::I;
+        Half lo, hi;
+        __builtin_memcpy(&lo, &mask, sizeof lo);
+        __builtin_memcpy(&hi, reinterpret_cast<const char*>(&mask) + sizeof lo, sizeof hi);
+        return any(lo | hi);
+    } else {
+        bool r = false;
+        for (std::size_t i = 0; i < w; ++i) r |= mask[i] != 0;
+        return r;
+    }
+}
+
+// table[index[l]] per lane; the index is in range by construction in every lane.
+template <class R, class T, class Idx>
+VOREL_INLINE R gather(const T* table, Idx index) {
+    R r;
+    for (std::size_t i = 0; i < sizeof(R) / sizeof(r[0]); ++i) r[i] = table[index[i]];
+    return r;
+}
+
+// table[index[l]] per lane from a table of 16 eight-byte entries. At 16 lanes the table is two
+// vectors of 8 and each half of the lanes picks from both with one two-source shuffle (one
+// permute instruction on AVX-512); other widths load lane by lane.
+template <class R, class T, class Idx>
+VOREL_INLINE R lookup16(const T* table, Idx index) {
+    static_assert(sizeof(T) == 8);
+    if constexpr (sizeof(Idx) / sizeof(index[0]) == 16) {
+        using R8 = std::conditional_t<std::is_floating_point_v<T>, typename LaneTypes<8>::D, typename LaneTypes<8>::UL>;
+        using L8 = typename LaneTypes<8>::L;
+        using I8 = typename LaneTypes<8>::I;
+        R8 lo, hi;
+        __builtin_memcpy(&lo, table, sizeof lo);
+        __builtin_memcpy(&hi, table + 8, sizeof hi);
+        const I8 first = __builtin_shufflevector(index, index, 0, 1, 2, 3, 4, 5, 6, 7);
+        const I8 second = __builtin_shufflevector(index, index, 8, 9, 10, 11, 12, 13, 14, 15);
+        const R8 a = __builtin_shuffle(lo, hi, __builtin_convertvector(first, L8));
+        const R8 b = __builtin_shuffle(lo, hi, __builtin_convertvector(second, L8));
+        return __builtin_shufflevector(a, b, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    } else {
+        return gather<R>(table, index);
+    }
+}
+
+// Every lane of a lane vector set to x.
+template <class T>
+VOREL_INLINE T splat(std::remove_cvref_t<decltype(T{}[0])> x) {
+    T v;
+    for (std::size_t i = 0; i < sizeof(T) / sizeof(x); ++i) v[i] = x;
+    return v;
+}
+
+// a * b + c rounded once per lane (simd::fma), for the replicas of variants that fuse.
+template <class T>
+VOREL_INLINE T fused(T a, T b, T c) {
+    if constexpr (sizeof(T) / sizeof(a[0]) > 1) {
+        return simd::fma(a, b, c);
+    } else {
+        T r;
+        if constexpr (sizeof(a[0]) == 8)
+            r[0] = __builtin_fma(a[0], b[0], c[0]);
+        else
+            r[0] = __builtin_fmaf(a[0], b[0], c[0]);
+        return r;
+    }
+}
+
+}  // namespace vorel::audio::simd::math

@@ -1,0 +1,337 @@
+// Array drivers of the libm replicas per level, and their guards. Each driver runs whole
+// vectors through the replica, answers the lanes it marks special with the scalar function,
+// and finishes the tail one element at a time with the same replica at one lane.
+#include "simd/math/replicas.h"
+
+#include <atomic>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "simd/math/atan2f.h"
+#include "simd/math/log10f.h"
+#include "simd/math/log1pf.h"
+#include "simd/math/powf.h"
+
+namespace vorel::audio::simd::math {
+
+namespace {
+
+using I1 = LaneTypes<1>::I;
+
+struct Log10f {
+    template <class V>
+    VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
+        return log10f_lanes(x, special);
+    }
+    static float scalar(float x) { return log10f(x); }
+};
+struct Log1pf {
+    template <class V>
+    VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
+        return log1pf_lanes(x, special);
+    }
+    static float scalar(float x) { return log1pf(x); }
+};
+struct Powf {
+    float y;
+    template <class V>
+    VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
+        return powf_lanes(x, y, special);
+    }
+    float scalar(float x) const { return powf(x, y); }
+};
+
+template <class V, class K>
+VOREL_INLINE void map_lanes(float* dst, const float* src, std::size_t n, const K& kernel) {
+    constexpr std::size_t W = kLanes<V>;
+    std::size_t i = 0;
+    for (; i + W <= n; i += W) {
+        const V x = load<V>(src + i);
+        typename LaneTypes<W>::I special;
+        V r = kernel(x, special);
+        if (any(special)) {
+            for (std::size_t l = 0; l < W; ++l)
+                if (special[l]) r[l] = kernel.scalar(x[l]);
+        }
+        store(dst + i, r);
+    }
+    for (; i < n; ++i) {
+        I1 special;
+        const float r = kernel(src[i], special);
+        dst[i] = special[0] ? kernel.scalar(src[i]) : r;
+    }
+}
+
+template <class V>
+VOREL_INLINE void map_atan2(float* dst, const float* y, const float* x, std::size_t n) {
+    constexpr std::size_t W = kLanes<V>;
+    std::size_t i = 0;
+    for (; i + W <= n; i += W) {
+        const V yv = load<V>(y + i);
+        const V xv = load<V>(x + i);
+        typename LaneTypes<W>::I special;
+        V r = atan2f_lanes(yv, xv, special);
+        if (any(special)) {
+            for (std::size_t l = 0; l < W; ++l)
+                if (special[l]) r[l] = atan2f(yv[l], xv[l]);
+        }
+        store(dst + i, r);
+    }
+    for (; i < n; ++i) {
+        I1 special;
+        const float r = atan2f_lanes(y[i], x[i], special);
+        dst[i] = special[0] ? atan2f(y[i], x[i]) : r;
+    }
+}
+
+using Unary = void (*)(float*, const float*, std::size_t);
+using Power = void (*)(float*, const float*, std::size_t, float);
+using Binary = void (*)(float*, const float*, const float*, std::size_t);
+
+template <class K>
+void plain(float* dst, const float* src, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) dst[i] = K::scalar(src[i]);
+}
+void plain_powf(float* dst, const float* src, std::size_t n, float y) {
+    for (std::size_t i = 0; i < n; ++i) dst[i] = powf(src[i], y);
+}
+void plain_atan2f(float* dst, const float* y, const float* x, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) dst[i] = atan2f(y[i], x[i]);
+}
+
+// log1pf and atan2f are plain float code in the libm and have replicas from four lanes on;
+// log10f (through logf) and powf fuse, so their replicas exist only at levels with FMA.
+VOREL_TARGET_SSE2 void log1pf_sse2(float* d, const float* s, std::size_t n) { map_lanes<float4>(d, s, n, Log1pf{}); }
+VOREL_TARGET_AVX2 void log1pf_avx2(float* d, const float* s, std::size_t n) { map_lanes<float8>(d, s, n, Log1pf{}); }
+VOREL_TARGET_AVX512 void log1pf_avx512(float* d, const float* s, std::size_t n) {
+    map_lanes<float16>(d, s, n, Log1pf{});
+}
+VOREL_TARGET_AVX2 void log10f_avx2(float* d, const float* s, std::size_t n) { map_lanes<float8>(d, s, n, Log10f{}); }
+VOREL_TARGET_AVX512 void log10f_avx512(float* d, const float* s, std::size_t n) {
+    map_lanes<float16>(d, s, n, Log10f{});
+}
+VOREL_TARGET_AVX2 void powf_avx2(float* d, const float* s, std::size_t n, float y) {
+    map_lanes<float8>(d, s, n, Powf{y});
+}
+VOREL_TARGET_AVX512 void powf_avx512(float* d, const float* s, std::size_t n, float y) {
+    map_lanes<float16>(d, s, n, Powf{y});
+}
+VOREL_TARGET_SSE2 void atan2f_sse2(float* d, const float* y, const float* x, std::size_t n) {
+    map_atan2<float4>(d, y, x, n);
+}
+VOREL_TARGET_AVX2 void atan2f_avx2(float* d, const float* y, const float* x, std::size_t n) {
+    map_atan2<float8>(d, y, x, n);
+}
+VOREL_TARGET_AVX512 void atan2f_avx512(float* d, const float* y, const float* x, std::size_t n) {
+    map_atan2<float16>(d, y, x, n);
+}
+
+const IsaBuilds<Unary> kLog10f{plain<Log10f>, nullptr, log10f_avx2, log10f_avx512};
+const IsaBuilds<Unary> kLog1pf{plain<Log1pf>, log1pf_sse2, log1pf_avx2, log1pf_avx512};
+const IsaBuilds<Power> kPowf{plain_powf, nullptr, powf_avx2, powf_avx512};
+const IsaBuilds<Binary> kAtan2f{plain_atan2f, atan2f_sse2, atan2f_avx2, atan2f_avx512};
+
+// Whether fn has a replica of its own at this level (not one inherited from below).
+bool has_build(LibmFn fn, Isa isa) {
+    if (isa == Isa::scalar) return false;
+    switch (fn) {
+        case LibmFn::log10f: return kLog10f(isa) != kLog10f(Isa::sse2);
+        case LibmFn::powf: return kPowf(isa) != kPowf(Isa::sse2);
+        case LibmFn::log1pf:
+        case LibmFn::atan2f: return true;
+    }
+    return false;
+}
+
+// ---- guard inputs ----
+
+float from_bits(std::uint32_t b) { return std::bit_cast<float>(b); }
+
+// Patterns every guard sees: zeros, subnormals, the smallest and largest normals, infinities,
+// NaN, +-1 and their neighbours, every power of two's neighbourhood, and a fixed pseudo-random
+// spread over all bit patterns.
+std::vector<float> common_patterns() {
+    std::vector<float> v;
+    const std::uint32_t fixed[] = {0x00000000, 0x00000001, 0x00000002, 0x007fffff, 0x00400000, 0x00800000,
+                                   0x00800001, 0x7f7fffff, 0x7f800000, 0x7fc00000, 0x7fa00000, 0x7fffffff,
+                                   0x3f800000, 0x3f7fffff, 0x3f800001, 0x3f000000, 0x3fffffff, 0x40000000};
+    for (std::uint32_t b : fixed) {
+        v.push_back(from_bits(b));
+        v.push_back(from_bits(b | 0x80000000u));
+    }
+    for (std::uint32_t e = 0; e < 255; ++e) {
+        for (std::uint32_t m : {0x000000u, 0x000001u, 0x7fffffu, 0x3504f3u, 0x3504f7u, 0x330000u, 0x32ffffu}) {
+            v.push_back(from_bits(e << 23 | m));
+            v.push_back(from_bits(0x80000000u | e << 23 | m));
+        }
+    }
+    std::uint32_t state = 0x9e3779b9u;
+    for (int i = 0; i < 4096; ++i) {
+        state ^= state << 13;
+        state ^= state >> 17;
+        state ^= state << 5;
+        v.push_back(from_bits(state));
+    }
+    return v;
+}
+
+// Table boundaries of the logf and powf tables: the 16 subintervals of [0x3f330000, 2 *
+// 0x3f330000) in steps of 2^19 bit patterns, both sides, in several binades.
+void add_table_edges(std::vector<float>& v) {
+    for (std::uint32_t j = 0; j <= 32; ++j) {
+        const std::uint32_t edge = 0x3f330000u + (j << 19);
+        for (std::int32_t shift : {-0x20000000, -0x08000000, 0, 0x08000000, 0x20000000}) {
+            const std::uint32_t b = edge + static_cast<std::uint32_t>(shift);
+            v.push_back(from_bits(b - 1));
+            v.push_back(from_bits(b));
+            v.push_back(from_bits(b + 1));
+        }
+    }
+}
+
+// Reduction thresholds of log1pf (0.41422, -0.2929, 2^-29, 2^-54, 2^53, -1) and of atanf
+// (7/16, 11/16, 19/16, 39/16, 2^25, 2^-29), each with its neighbours.
+void add_thresholds(std::vector<float>& v) {
+    for (std::uint32_t b : {0x3ed413d7u, 0xbe95f61fu, 0x31000000u, 0x24800000u, 0x5a000000u, 0xbf800000u,
+                            0x3ee00000u, 0x3f300000u, 0x3f980000u, 0x401c0000u, 0x4c000000u, 0x3504f7u | 0x3f800000u,
+                            0x3504f3u | 0x3f000000u, 0x3f3504f3u, 0xbeb504f3u}) {
+        for (std::uint32_t d = 0; d < 4; ++d) {
+            v.push_back(from_bits(b - d));
+            v.push_back(from_bits(b + d));
+        }
+    }
+}
+
+bool same(const std::vector<float>& a, const std::vector<float>& b) {
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (std::bit_cast<std::uint32_t>(a[i]) != std::bit_cast<std::uint32_t>(b[i])) return false;
+    return true;
+}
+
+bool unary_guard(const IsaBuilds<Unary>& builds, Isa isa, const std::vector<float>& in) {
+    std::vector<float> got(in.size()), want(in.size());
+    builds(isa)(got.data(), in.data(), in.size());
+    builds(Isa::scalar)(want.data(), in.data(), in.size());
+    return same(got, want);
+}
+
+// Exponents the norms use (power / 2 for the common powers) and a few others of each kind.
+constexpr float kGuardExponents[] = {0.5f, 0.25f, 1.0f, 0.75f, 1.5f, 2.0f, 0.1f, 3.0f, -0.5f, -1.0f, 0.3333333f};
+
+std::atomic<bool> g_forced_failure{false};
+
+struct Verdicts {
+    bool passed[4][4] = {};  // [fn][isa]
+};
+
+const Verdicts& verdicts() {
+    static const Verdicts v = [] {
+        Verdicts out;
+        for (LibmFn fn : kAllLibmFns)
+            for (Isa isa : supported_isas())
+                out.passed[static_cast<int>(fn)][static_cast<int>(isa)] = has_build(fn, isa) && guard_matches(fn, isa);
+        return out;
+    }();
+    return v;
+}
+
+}  // namespace
+
+const char* libm_fn_name(LibmFn fn) {
+    switch (fn) {
+        case LibmFn::log10f: return "log10f";
+        case LibmFn::log1pf: return "log1pf";
+        case LibmFn::powf: return "powf";
+        case LibmFn::atan2f: return "atan2f";
+    }
+    return "?";
+}
+
+bool guard_matches(LibmFn fn, Isa isa) {
+    if (!isa_supported(isa)) return false;
+    std::vector<float> in = common_patterns();
+    switch (fn) {
+        case LibmFn::log10f:
+            add_table_edges(in);
+            return unary_guard(kLog10f, isa, in);
+        case LibmFn::log1pf:
+            add_thresholds(in);
+            return unary_guard(kLog1pf, isa, in);
+        case LibmFn::powf: {
+            add_table_edges(in);
+            std::vector<float> got(in.size()), want(in.size());
+            for (float y : kGuardExponents) {
+                kPowf(isa)(got.data(), in.data(), in.size(), y);
+                plain_powf(want.data(), in.data(), in.size(), y);
+                if (!same(got, want)) return false;
+            }
+            return true;
+        }
+        case LibmFn::atan2f: {
+            add_thresholds(in);
+            // Every pairing of a short list of both arguments, then the list against its shifts.
+            std::vector<float> ys, xs;
+            const std::size_t m = 97;
+            for (std::size_t a = 0; a < m; ++a)
+                for (std::size_t b = 0; b < m; ++b) {
+                    ys.push_back(in[a * 7 % in.size()]);
+                    xs.push_back(in[b * 13 % in.size()]);
+                }
+            for (std::size_t a = 0; a < in.size(); ++a) {
+                ys.push_back(in[a]);
+                xs.push_back(in[(a * 31 + 5) % in.size()]);
+            }
+            std::vector<float> got(ys.size()), want(ys.size());
+            kAtan2f(isa)(got.data(), ys.data(), xs.data(), ys.size());
+            plain_atan2f(want.data(), ys.data(), xs.data(), ys.size());
+            return same(got, want);
+        }
+    }
+    return false;
+}
+
+Isa replica_isa(LibmFn fn, Isa isa) {
+    if (g_forced_failure.load(std::memory_order_relaxed)) return Isa::scalar;
+    const Verdicts& v = verdicts();
+    for (int level = static_cast<int>(isa); level > 0; --level)
+        if (v.passed[static_cast<int>(fn)][level]) return static_cast<Isa>(level);
+    return Isa::scalar;
+}
+
+void force_guard_failure(bool on) { g_forced_failure.store(on, std::memory_order_relaxed); }
+
+void log10f_array(Isa isa, float* dst, const float* src, std::size_t n) { kLog10f(isa)(dst, src, n); }
+void log1pf_array(Isa isa, float* dst, const float* src, std::size_t n) { kLog1pf(isa)(dst, src, n); }
+void powf_array(Isa isa, float* dst, const float* src, std::size_t n, float y) {
+    if (!powf_exponent_in_range(y)) isa = Isa::scalar;
+    kPowf(isa)(dst, src, n, y);
+}
+void atan2f_array(Isa isa, float* dst, const float* y, const float* x, std::size_t n) { kAtan2f(isa)(dst, y, x, n); }
+
+bool powf_one_is_identity() {
+    static const bool identity = [] {
+        std::vector<float> in = common_patterns();
+        add_table_edges(in);
+        // Read through a volatile: the compiler folds powf(x, 1.0f) to x, which would check
+        // nothing.
+        volatile float exponent_one = 1.0f;
+        const float one = exponent_one;
+        for (float x : in) {
+            const std::uint32_t b = std::bit_cast<std::uint32_t>(x);
+            // Non-negative floats, +inf and positive quiet NaN. (A negative NaN comes back with
+            // its sign flipped: the libm squares a negative base under an odd exponent and
+            // negates the square.)
+            if ((b >> 31) != 0) continue;
+            if (std::isnan(x) && (b & 0x00400000u) == 0) continue;
+            if (std::bit_cast<std::uint32_t>(powf(x, one)) != b) return false;
+        }
+        return true;
+    }();
+    if (g_forced_failure.load(std::memory_order_relaxed)) return false;
+    return identity;
+}
+
+}  // namespace vorel::audio::simd::math
