@@ -9,6 +9,7 @@
 #include "common/memory_budget.h"
 #include "transform/fft.h"
 #include "transform/fft_table.h"
+#include "transform/general_transform.h"
 #include "transform/pow2_kernels.h"
 
 namespace vorel::audio {
@@ -20,7 +21,8 @@ std::size_t complex_floats(int n) { return 2 * static_cast<std::size_t>(n); }
 void require_working_set(int n) { require_memory(complex_floats(n) * sizeof(float) + fft_work_bytes(n)); }
 
 // Powers of two from 16 on skip the vector and the copy: they load straight into the split
-// layout and their bit reversal writes dst.
+// layout and their bit reversal writes dst. Other lengths with a plan at this level run it
+// between the caller's buffers.
 bool direct(int n) { return is_pow2(n) && n >= 16; }
 
 }  // namespace
@@ -28,6 +30,9 @@ bool direct(int n) { return is_pow2(n) && n >= 16; }
 void fft_into(float* dst, const float* src, int n) {
     require_working_set(n);
     if (direct(n)) return fft_pow2_real_to(dst, src, n, FftTable::instance().ref_table(n));
+    if (!is_pow2(n) && general_transform_to(dst, src, true, static_cast<std::size_t>(n), FftTable::instance().ref_table(n),
+                                            false))
+        return;
     std::vector<float> data(complex_floats(n));
     fft_pre_process(data, src, n);
     fft(data, n, FftTable::instance().ref_table(n));
@@ -37,6 +42,9 @@ void fft_into(float* dst, const float* src, int n) {
 void ifft_into(float* dst, const float* src, int n) {
     require_working_set(n);
     if (direct(n)) return ifft_pow2_to(dst, src, n, FftTable::instance().ref_inv_table(n));
+    if (!is_pow2(n) && general_transform_to(dst, src, false, static_cast<std::size_t>(n),
+                                            FftTable::instance().ref_inv_table(n), true))
+        return;
     std::vector<float> data(src, src + complex_floats(n));
     ifft(data, n, FftTable::instance().ref_inv_table(n));
     std::copy(data.begin(), data.end(), dst);

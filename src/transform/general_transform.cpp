@@ -1,0 +1,242 @@
+// The passes of a general-length plan, written once over the vector type and built for each
+// level above scalar. Outputs of one pass are independent sums, so lanes may hold any of them;
+// each lane does the scalar operations in the scalar order (no fused multiply-add).
+#include "transform/general_transform.h"
+
+#include <utility>
+
+#include "common/aligned_floats.h"
+#include "simd/vec.h"
+#include "transform/general_plan.h"
+#include "transform/schedules.h"
+
+namespace vorel::audio {
+
+namespace {
+
+using simd::float16;
+using simd::float4;
+using simd::float8;
+using simd::kLanes;
+using simd::load;
+using simd::store;
+
+template <class V>
+struct Narrower {
+    using type = float;
+};
+template <>
+struct Narrower<float16> {
+    using type = float8;
+};
+template <>
+struct Narrower<float8> {
+    using type = float4;
+};
+
+// f(V{}, lo, hi) over [lo, hi) in runs of the widest vector, the rest in narrower ones down to
+// single floats.
+template <class V, class F>
+VOREL_INLINE void by_widths(std::size_t lo, std::size_t hi, F& f) {
+    constexpr std::size_t w = kLanes<V>;
+    const std::size_t mid = lo + (hi - lo) / w * w;
+    if (mid > lo) f(V{}, lo, mid);
+    if constexpr (w > 1)
+        if (mid < hi) by_widths<typename Narrower<V>::type>(mid, hi, f);
+}
+
+// True when no float of p[0..count) is infinite or NaN: x - x is +0 for every finite x and NaN
+// otherwise, and a sum of +0 stays +0 while a NaN stays NaN.
+template <class V>
+VOREL_INLINE bool all_finite(const float* p, std::size_t count) {
+    V acc{};
+    std::size_t k = 0;
+    for (; k + kLanes<V> <= count; k += kLanes<V>) {
+        const V v = load<V>(p + k);
+        acc = acc + (v - v);
+    }
+    float rest = 0.0f;
+    for (; k < count; ++k) rest = rest + (p[k] - p[k]);
+    for (std::size_t l = 0; l < kLanes<V>; ++l) rest = rest + acc[l];
+    return rest == 0.0f;
+}
+
+// Term 0 of every sum has the twiddle (1, +0) (checked when the plan is built). On finite data
+// its product is (x.re * 1 - x.im * 0, x.re * 0 + x.im * 1): each part is its own value, or a
+// zero of either sign when that value is a zero; added to the sum's starting +0 it gives the
+// value itself, or +0 for either zero (+0 + -0 is +0 when rounding to nearest). That is exactly
+// +0 + x. An infinity or NaN in either part would make x * 0 a NaN, so a pass whose input is
+// not all finite multiplies term 0 like every other.
+template <class V>
+VOREL_INLINE void first_term(bool unit, V& acc_re, V& acc_im, V x_re, V x_im, float w_re, float w_im) {
+    acc_re = V{}, acc_im = V{};
+    if (unit) {
+        acc_re = acc_re + x_re, acc_im = acc_im + x_im;
+    } else {
+        multiply_add(acc_re, acc_im, x_re, x_im, simd::broadcast<V>(w_re), simd::broadcast<V>(w_im));
+    }
+}
+
+// A pass with lanes across blocks, in the first layout: element j of block b at j B + rev(b),
+// real parts at `in`, imaginary parts n floats later. Output x = r len + s of block b' sums
+// element s of its sub-blocks t = 0 .. q-1, which lie at s B + t B' + rev(b'); it goes to
+// x B' + rev(b'). The leaves are the case len = 1 with B' = B.
+template <class Top>
+VOREL_INLINE void pass_across_blocks(const float* in, float* out, std::size_t n, const GeneralPass& pass,
+                                     const float* tw_re, const float* tw_im, bool unit) {
+    const std::size_t q = pass.q, len = pass.len, after = pass.blocks, before = q * after, size = q * len;
+    for (std::size_t r = 0, x = 0; r < q; ++r)
+        for (std::size_t s = 0; s < len; ++s, ++x) {
+            const float* from = in + s * before;
+            auto run = [&](auto tag, std::size_t g0, std::size_t g1) VOREL_INLINE_LAMBDA {
+                using V = decltype(tag);
+                for (std::size_t g = g0; g < g1; g += kLanes<V>) {
+                    V re, im;
+                    first_term(unit, re, im, load<V>(from + g), load<V>(from + n + g), tw_re[x], tw_im[x]);
+                    for (std::size_t t = 1; t < q; ++t) {
+                        const float* p = from + t * after + g;
+                        multiply_add(re, im, load<V>(p), load<V>(p + n), simd::broadcast<V>(tw_re[t * size + x]),
+                                     simd::broadcast<V>(tw_im[t * size + x]));
+                    }
+                    store(out + x * after + g, re), store(out + n + x * after + g, im);
+                }
+            };
+            by_widths<Top>(0, after, run);
+        }
+}
+
+// A pass with lanes across consecutive outputs of a block, blocks one after another: output
+// x = r len + s of block b sums element s of its sub-blocks, at b size + t len + s.
+template <class Top>
+VOREL_INLINE void pass_across_outputs(const float* in, float* out, std::size_t n, const GeneralPass& pass,
+                                      const float* tw_re, const float* tw_im, bool unit) {
+    const std::size_t q = pass.q, len = pass.len, size = q * len;
+    for (std::size_t b = 0; b < pass.blocks; ++b) {
+        const float* from = in + b * size;
+        float* to = out + b * size;
+        for (std::size_t r = 0; r < q; ++r) {
+            auto run = [&](auto tag, std::size_t s0, std::size_t s1) VOREL_INLINE_LAMBDA {
+                using V = decltype(tag);
+                for (std::size_t s = s0; s < s1; s += kLanes<V>) {
+                    const std::size_t x = r * len + s;
+                    V re{}, im{};
+                    if (unit) {
+                        re = re + load<V>(from + s), im = im + load<V>(from + n + s);
+                    } else {
+                        multiply_add(re, im, load<V>(from + s), load<V>(from + n + s), load<V>(tw_re + x),
+                                     load<V>(tw_im + x));
+                    }
+                    for (std::size_t t = 1; t < q; ++t) {
+                        const float* p = from + t * len + s;
+                        multiply_add(re, im, load<V>(p), load<V>(p + n), load<V>(tw_re + t * size + x),
+                                     load<V>(tw_im + t * size + x));
+                    }
+                    store(to + x, re), store(to + n + x, im);
+                }
+            };
+            by_widths<Top>(0, len, run);
+        }
+    }
+}
+
+// The whole transform through scratch a and b of 2 n floats each (real parts, then imaginary).
+template <class Top>
+VOREL_INLINE void run_plan(const GeneralPlan& plan, float* dst, const float* src, bool real_input, std::size_t n,
+                           bool inverse, float* a, float* b) {
+    // The first layout of the leaves is the input order itself.
+    for (std::size_t k = 0; k < n; ++k) {
+        a[k] = real_input ? src[k] : src[2 * k];
+        a[n + k] = real_input ? 0.0f : src[2 * k + 1];
+    }
+    bool across = true;
+    for (const GeneralPass& pass : plan.passes) {
+        if (across && !pass.across_blocks) {
+            for (std::size_t k = 0; k < n; ++k) {
+                b[k] = a[plan.natural_from[k]];
+                b[n + k] = a[n + plan.natural_from[k]];
+            }
+            std::swap(a, b);
+            across = false;
+        }
+        const bool unit = plan.unit_first && all_finite<Top>(a, 2 * n);
+        const float* tw_re = plan.tw_re.data() + pass.twiddles;
+        const float* tw_im = plan.tw_im.data() + pass.twiddles;
+        if (across)
+            pass_across_blocks<Top>(a, b, n, pass, tw_re, tw_im, unit);
+        else
+            pass_across_outputs<Top>(a, b, n, pass, tw_re, tw_im, unit);
+        std::swap(a, b);
+    }
+    const float length = static_cast<float>(n);
+    for (std::size_t k = 0; k < n; ++k) {
+        dst[2 * k] = inverse ? a[k] / length : a[k];
+        dst[2 * k + 1] = inverse ? a[n + k] / length : a[n + k];
+    }
+}
+
+using RunFn = void (*)(const GeneralPlan&, float*, const float*, bool, std::size_t, bool, float*, float*);
+
+VOREL_TARGET_SSE2 void run_sse2(const GeneralPlan& plan, float* dst, const float* src, bool real_input,
+                                std::size_t n, bool inverse, float* a, float* b) {
+    run_plan<float4>(plan, dst, src, real_input, n, inverse, a, b);
+}
+
+VOREL_TARGET_AVX2 void run_avx2(const GeneralPlan& plan, float* dst, const float* src, bool real_input,
+                                std::size_t n, bool inverse, float* a, float* b) {
+    run_plan<float8>(plan, dst, src, real_input, n, inverse, a, b);
+}
+
+VOREL_TARGET_AVX512 void run_avx512(const GeneralPlan& plan, float* dst, const float* src, bool real_input,
+                                    std::size_t n, bool inverse, float* a, float* b) {
+    run_plan<float16>(plan, dst, src, real_input, n, inverse, a, b);
+}
+
+constexpr simd::IsaBuilds<RunFn> kBuilds{nullptr, run_sse2, run_avx2, run_avx512};
+
+std::size_t lanes_of(simd::Isa isa) {
+    switch (isa) {
+        case simd::Isa::avx512: return 16;
+        case simd::Isa::avx2: return 8;
+        case simd::Isa::sse2: return 4;
+        default: return 1;
+    }
+}
+
+// The plan for n, remembered per thread: a thread transforming one length over and over does
+// not take the table's lock each time. Entries never change or move once built.
+const GeneralPlan& plan_of(std::size_t n, bool inverse, std::size_t lanes, const std::vector<float>& table) {
+    thread_local struct {
+        std::size_t n = 0, lanes = 0;
+        bool inverse = false;
+        const GeneralPlan* plan = nullptr;
+    } last;
+    if (last.plan == nullptr || last.n != n || last.inverse != inverse || last.lanes != lanes) {
+        last.plan = nullptr;
+        last.plan = &GeneralPlanTable::instance().ref_plan(static_cast<int>(n), inverse, lanes, table);
+        last.n = n, last.inverse = inverse, last.lanes = lanes;
+    }
+    return *last.plan;
+}
+
+}  // namespace
+
+bool general_transform_to(float* dst, const float* src, bool real_input, std::size_t n,
+                          const std::vector<float>& table, bool inverse, simd::Isa isa) {
+    const RunFn run = kBuilds(isa);
+    if (run == nullptr) return false;
+    const GeneralPlan& plan = plan_of(n, inverse, lanes_of(isa), table);
+    if (!plan.usable) return false;
+    // Two buffers of 2 n floats: on the stack up to n = 1024, where an allocation would cost a
+    // fair share of the transform, else on the heap.
+    constexpr std::size_t kStackFloats = 4096;
+    if (4 * n <= kStackFloats) {
+        alignas(64) float local[kStackFloats];
+        run(plan, dst, src, real_input, n, inverse, local, local + 2 * n);
+    } else {
+        const AlignedFloats scratch = make_aligned_floats(4 * n);
+        run(plan, dst, src, real_input, n, inverse, scratch.get(), scratch.get() + 2 * n);
+    }
+    return true;
+}
+
+}  // namespace vorel::audio
