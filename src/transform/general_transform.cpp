@@ -34,6 +34,17 @@ struct Narrower<float8> {
     using type = float4;
 };
 
+// Every lane set to x. x - (+0) is x for every x, -0 and NaN included, so the compiler drops
+// the subtraction and keeps one broadcast straight from memory; simd::broadcast goes through
+// a spill to the stack at this point of the 512-bit build, which costs more than the products.
+template <class V>
+VOREL_INLINE V splat(float x) {
+    if constexpr (kLanes<V> == 1)
+        return x;
+    else
+        return x - V{};
+}
+
 // f(V{}, lo, hi) over [lo, hi) in runs of the widest vector, the rest in narrower ones down to
 // single floats.
 template <class V, class F>
@@ -73,15 +84,26 @@ VOREL_INLINE void first_term(bool unit, V& acc_re, V& acc_im, V x_re, V x_im, fl
     if (unit) {
         acc_re = acc_re + x_re, acc_im = acc_im + x_im;
     } else {
-        multiply_add(acc_re, acc_im, x_re, x_im, simd::broadcast<V>(w_re), simd::broadcast<V>(w_im));
+        multiply_add(acc_re, acc_im, x_re, x_im, splat<V>(w_re), splat<V>(w_im));
     }
+}
+
+// acc += x * w for x with imaginary part +0 (real input at the leaves): x.im * w.re and
+// x.im * w.im are zeros for the finite twiddles, so each part of the product is x.re * w, or a
+// zero where that is a zero. A sum that starts at +0 is never -0 in round-to-nearest (x + y is
+// -0 only for two -0), and adding a zero of either sign to a value that is not -0 leaves it as
+// it is, so the zero's sign cannot show. Infinities and NaN in x.re pass through x.re * w alike.
+template <class V>
+VOREL_INLINE void multiply_add_real(V& acc_re, V& acc_im, V x_re, V w_re, V w_im) {
+    acc_re = acc_re + x_re * w_re;
+    acc_im = acc_im + x_re * w_im;
 }
 
 // A pass with lanes across blocks, in the first layout: element j of block b at j B + rev(b),
 // real parts at `in`, imaginary parts n floats later. Output x = r len + s of block b' sums
 // element s of its sub-blocks t = 0 .. q-1, which lie at s B + t B' + rev(b'); it goes to
 // x B' + rev(b'). The leaves are the case len = 1 with B' = B.
-template <class Top>
+template <class Top, bool RealIn>
 VOREL_INLINE void pass_across_blocks(const float* in, float* out, std::size_t n, const GeneralPass& pass,
                                      const float* tw_re, const float* tw_im, bool unit) {
     const std::size_t q = pass.q, len = pass.len, after = pass.blocks, before = q * after, size = q * len;
@@ -92,11 +114,23 @@ VOREL_INLINE void pass_across_blocks(const float* in, float* out, std::size_t n,
                 using V = decltype(tag);
                 for (std::size_t g = g0; g < g1; g += kLanes<V>) {
                     V re, im;
-                    first_term(unit, re, im, load<V>(from + g), load<V>(from + n + g), tw_re[x], tw_im[x]);
+                    if constexpr (RealIn) {
+                        re = V{}, im = V{};
+                        if (unit)
+                            re = re + load<V>(from + g);
+                        else
+                            multiply_add_real(re, im, load<V>(from + g), splat<V>(tw_re[x]), splat<V>(tw_im[x]));
+                    } else {
+                        first_term(unit, re, im, load<V>(from + g), load<V>(from + n + g), tw_re[x], tw_im[x]);
+                    }
                     for (std::size_t t = 1; t < q; ++t) {
                         const float* p = from + t * after + g;
-                        multiply_add(re, im, load<V>(p), load<V>(p + n), simd::broadcast<V>(tw_re[t * size + x]),
-                                     simd::broadcast<V>(tw_im[t * size + x]));
+                        if constexpr (RealIn)
+                            multiply_add_real(re, im, load<V>(p), splat<V>(tw_re[t * size + x]),
+                                              splat<V>(tw_im[t * size + x]));
+                        else
+                            multiply_add(re, im, load<V>(p), load<V>(p + n), splat<V>(tw_re[t * size + x]),
+                                         splat<V>(tw_im[t * size + x]));
                     }
                     store(out + x * after + g, re), store(out + n + x * after + g, im);
                 }
@@ -161,8 +195,10 @@ VOREL_INLINE void run_plan(const GeneralPlan& plan, float* dst, const float* src
         const bool unit = plan.unit_first && all_finite<Top>(a, 2 * n);
         const float* tw_re = plan.tw_re.data() + pass.twiddles;
         const float* tw_im = plan.tw_im.data() + pass.twiddles;
-        if (across)
-            pass_across_blocks<Top>(a, b, n, pass, tw_re, tw_im, unit);
+        if (across && real_input && &pass == &plan.passes.front())
+            pass_across_blocks<Top, true>(a, b, n, pass, tw_re, tw_im, unit);
+        else if (across)
+            pass_across_blocks<Top, false>(a, b, n, pass, tw_re, tw_im, unit);
         else
             pass_across_outputs<Top>(a, b, n, pass, tw_re, tw_im, unit);
         std::swap(a, b);
@@ -186,21 +222,15 @@ VOREL_TARGET_AVX2 void run_avx2(const GeneralPlan& plan, float* dst, const float
     run_plan<float8>(plan, dst, src, real_input, n, inverse, a, b);
 }
 
-VOREL_TARGET_AVX512 void run_avx512(const GeneralPlan& plan, float* dst, const float* src, bool real_input,
-                                    std::size_t n, bool inverse, float* a, float* b) {
-    run_plan<float16>(plan, dst, src, real_input, n, inverse, a, b);
-}
-
-constexpr simd::IsaBuilds<RunFn> kBuilds{nullptr, run_sse2, run_avx2, run_avx512};
-
-std::size_t lanes_of(simd::Isa isa) {
-    switch (isa) {
-        case simd::Isa::avx512: return 16;
-        case simd::Isa::avx2: return 8;
-        case simd::Isa::sse2: return 4;
-        default: return 1;
-    }
-}
+// A build and the lane count its plans are made for.
+struct Build {
+    RunFn run;
+    std::size_t lanes;
+};
+constexpr Build kSse2{run_sse2, 4}, kAvx2{run_avx2, 8};
+// No 512-bit build: measured on this family's AVX-512 machines, the 256-bit one is faster (sums
+// of a few terms, and unaligned loads of the per-output passes that would split every line).
+constexpr simd::IsaBuilds<const Build*> kBuilds{nullptr, &kSse2, &kAvx2, nullptr};
 
 // The plan for n, remembered per thread: a thread transforming one length over and over does
 // not take the table's lock each time. Entries never change or move once built.
@@ -222,9 +252,10 @@ const GeneralPlan& plan_of(std::size_t n, bool inverse, std::size_t lanes, const
 
 bool general_transform_to(float* dst, const float* src, bool real_input, std::size_t n,
                           const std::vector<float>& table, bool inverse, simd::Isa isa) {
-    const RunFn run = kBuilds(isa);
-    if (run == nullptr) return false;
-    const GeneralPlan& plan = plan_of(n, inverse, lanes_of(isa), table);
+    const Build* build = kBuilds(isa);
+    if (build == nullptr) return false;
+    const GeneralPlan& plan = plan_of(n, inverse, build->lanes, table);
+    const RunFn run = build->run;
     if (!plan.usable) return false;
     // Two buffers of 2 n floats: on the stack up to n = 1024, where an allocation would cost a
     // fair share of the transform, else on the heap.
