@@ -59,7 +59,7 @@ GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vecto
 
     // Entry t x mod size (scaled to the table of n) of term t for output x: the plain path
     // reaches the same reduced exponent by adding and subtracting.
-    plan.tw_re.reserve(twiddles), plan.tw_im.reserve(twiddles);
+    plan.tw_re.reserve(twiddles + kTwiddlePad), plan.tw_im.reserve(twiddles + kTwiddlePad);
     plan.unit_first = true;
     for (const GeneralPass& pass : plan.passes) {
         const std::size_t size = pass.q * pass.len, c = n / size;
@@ -70,6 +70,8 @@ GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vecto
                 if (t == 0) plan.unit_first = plan.unit_first && is_unit(table[2 * e], table[2 * e + 1]);
             }
     }
+
+    plan.tw_re.resize(twiddles + kTwiddlePad), plan.tw_im.resize(twiddles + kTwiddlePad);
 
     // The level after the last pass across blocks: its blocks, and the factors still to join.
     std::size_t level_blocks = plan.passes.front().blocks, level_factors = factor_n;

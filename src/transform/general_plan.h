@@ -29,6 +29,10 @@ struct GeneralPass {
     std::size_t twiddles;      // offset of its q * q * len twiddles, entry t * q len + x
 };
 
+// Floats after the last twiddle of each part, so that a kernel may load a short vector from
+// any twiddle.
+constexpr std::size_t kTwiddlePad = 4;
+
 struct GeneralPlan {
     bool usable = false;  // false: the length has no fast plan at this width (few blocks, huge leaves)
     std::vector<GeneralPass> passes;

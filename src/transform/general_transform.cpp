@@ -34,15 +34,21 @@ struct Narrower<float8> {
     using type = float4;
 };
 
-// Every lane set to x. x - (+0) is x for every x, -0 and NaN included, so the compiler drops
-// the subtraction and keeps one broadcast straight from memory; simd::broadcast goes through
-// a spill to the stack at this point of the 512-bit build, which costs more than the products.
+// Every lane set to *p: four floats loaded from p (the plan pads its twiddles for that), lane 0
+// copied to all lanes. Written this way it is one broadcast from memory in every build;
+// a vector built from the scalar becomes a chain of lane inserts or a spill once inlined here.
+template <class V, std::size_t... I>
+VOREL_INLINE V splat_lanes(const float* p, std::index_sequence<I...>) {
+    const float4 v = load<float4>(p);
+    return __builtin_shufflevector(v, v, ((void)I, 0)...);
+}
+
 template <class V>
-VOREL_INLINE V splat(float x) {
+VOREL_INLINE V splat(const float* p) {
     if constexpr (kLanes<V> == 1)
-        return x;
+        return *p;
     else
-        return x - V{};
+        return splat_lanes<V>(p, std::make_index_sequence<kLanes<V>>{});
 }
 
 // f(V{}, lo, hi) over [lo, hi) in runs of the widest vector, the rest in narrower ones down to
@@ -79,7 +85,7 @@ VOREL_INLINE bool all_finite(const float* p, std::size_t count) {
 // +0 + x. An infinity or NaN in either part would make x * 0 a NaN, so a pass whose input is
 // not all finite multiplies term 0 like every other.
 template <class V>
-VOREL_INLINE void first_term(bool unit, V& acc_re, V& acc_im, V x_re, V x_im, float w_re, float w_im) {
+VOREL_INLINE void first_term(bool unit, V& acc_re, V& acc_im, V x_re, V x_im, const float* w_re, const float* w_im) {
     acc_re = V{}, acc_im = V{};
     if (unit) {
         acc_re = acc_re + x_re, acc_im = acc_im + x_im;
@@ -119,18 +125,18 @@ VOREL_INLINE void pass_across_blocks(const float* in, float* out, std::size_t n,
                         if (unit)
                             re = re + load<V>(from + g);
                         else
-                            multiply_add_real(re, im, load<V>(from + g), splat<V>(tw_re[x]), splat<V>(tw_im[x]));
+                            multiply_add_real(re, im, load<V>(from + g), splat<V>(tw_re + x), splat<V>(tw_im + x));
                     } else {
-                        first_term(unit, re, im, load<V>(from + g), load<V>(from + n + g), tw_re[x], tw_im[x]);
+                        first_term(unit, re, im, load<V>(from + g), load<V>(from + n + g), tw_re + x, tw_im + x);
                     }
                     for (std::size_t t = 1; t < q; ++t) {
                         const float* p = from + t * after + g;
                         if constexpr (RealIn)
-                            multiply_add_real(re, im, load<V>(p), splat<V>(tw_re[t * size + x]),
-                                              splat<V>(tw_im[t * size + x]));
+                            multiply_add_real(re, im, load<V>(p), splat<V>(tw_re + t * size + x),
+                                              splat<V>(tw_im + t * size + x));
                         else
-                            multiply_add(re, im, load<V>(p), load<V>(p + n), splat<V>(tw_re[t * size + x]),
-                                         splat<V>(tw_im[t * size + x]));
+                            multiply_add(re, im, load<V>(p), load<V>(p + n), splat<V>(tw_re + t * size + x),
+                                         splat<V>(tw_im + t * size + x));
                     }
                     store(out + x * after + g, re), store(out + n + x * after + g, im);
                 }
