@@ -77,13 +77,8 @@ GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vecto
     std::size_t level_blocks = plan.passes.front().blocks, level_factors = factor_n;
     for (std::size_t p = 1; p < plan.passes.size() && plan.passes[p].across_blocks; ++p)
         level_blocks = plan.passes[p].blocks, --level_factors;
-    const std::size_t size = n / level_blocks;
-    plan.natural_from.resize(n);
-    for (std::size_t b = 0; b < level_blocks; ++b) {
-        const std::size_t rev = reversed_block(b, factors, level_factors);
-        for (std::size_t x = 0; x < size; ++x)
-            plan.natural_from[b * size + x] = static_cast<std::uint32_t>(x * level_blocks + rev);
-    }
+    plan.level_rev.resize(level_blocks);
+    for (std::size_t b = 0; b < level_blocks; ++b) plan.level_rev[b] = reversed_block(b, factors, level_factors);
     plan.usable = true;
     return plan;
 }

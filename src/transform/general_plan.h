@@ -13,7 +13,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <map>
 #include <mutex>
 #include <tuple>
@@ -36,9 +35,9 @@ constexpr std::size_t kTwiddlePad = 4;
 struct GeneralPlan {
     bool usable = false;  // false: the length has no fast plan at this width (few blocks, huge leaves)
     std::vector<GeneralPass> passes;
-    // The transposition after the passes across blocks: block-after-block element i comes from
-    // element natural_from[i] of the first layout.
-    std::vector<std::uint32_t> natural_from;
+    // The transposition after the passes across blocks, at a level of `level_rev.size()` blocks:
+    // element x of block b moves from x B + level_rev[b] to b (n / B) + x.
+    std::vector<std::size_t> level_rev;
     std::vector<float> tw_re, tw_im;
     // Whether every twiddle of term 0 is exactly (1, +0) (always, with a correct sine and cosine).
     bool unit_first = false;

@@ -191,9 +191,11 @@ VOREL_INLINE void run_plan(const GeneralPlan& plan, float* dst, const float* src
     bool across = true;
     for (const GeneralPass& pass : plan.passes) {
         if (across && !pass.across_blocks) {
-            for (std::size_t k = 0; k < n; ++k) {
-                b[k] = a[plan.natural_from[k]];
-                b[n + k] = a[n + plan.natural_from[k]];
+            const std::size_t blocks = plan.level_rev.size(), size = n / blocks;
+            for (std::size_t block = 0; block < blocks; ++block) {
+                const float* from = a + plan.level_rev[block];
+                float* to = b + block * size;
+                for (std::size_t x = 0; x < size; ++x) to[x] = from[x * blocks], to[n + x] = from[n + x * blocks];
             }
             std::swap(a, b);
             across = false;
