@@ -30,7 +30,7 @@ struct GeneralPass {
 
 // Floats after the last twiddle of each part, so that a kernel may load a short vector from
 // any twiddle.
-constexpr std::size_t kTwiddlePad = 4;
+constexpr std::size_t kTwiddlePad = 16;
 
 struct GeneralPlan {
     bool usable = false;  // false: the length has no fast plan at this width (few blocks, huge leaves)

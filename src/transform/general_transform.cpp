@@ -34,12 +34,13 @@ struct Narrower<float8> {
     using type = float4;
 };
 
-// Every lane set to *p: four floats loaded from p (the plan pads its twiddles for that), lane 0
-// copied to all lanes. Written this way it is one broadcast from memory in every build;
-// a vector built from the scalar becomes a chain of lane inserts or a spill once inlined here.
+// Every lane set to *p: a whole vector loaded from p (the plan pads its twiddles for that),
+// lane 0 copied to all lanes. Written this way it is one broadcast from memory in every build;
+// a vector built from the scalar, or a short vector widened, becomes a chain of lane inserts or
+// a spill to the stack once inlined here.
 template <class V, std::size_t... I>
 VOREL_INLINE V splat_lanes(const float* p, std::index_sequence<I...>) {
-    const float4 v = load<float4>(p);
+    const V v = load<V>(p);
     return __builtin_shufflevector(v, v, ((void)I, 0)...);
 }
 
@@ -236,8 +237,8 @@ struct Build {
     std::size_t lanes;
 };
 constexpr Build kSse2{run_sse2, 4}, kAvx2{run_avx2, 8};
-// No 512-bit build: measured on this family's AVX-512 machines, the 256-bit one is faster (sums
-// of a few terms, and unaligned loads of the per-output passes that would split every line).
+// No 512-bit build: on this family's AVX-512 machines (512-bit operations issued as two
+// 256-bit halves) it measured no faster than the 256-bit one, with more tail code.
 constexpr simd::IsaBuilds<const Build*> kBuilds{nullptr, &kSse2, &kAvx2, nullptr};
 
 // The plan for n, remembered per thread: a thread transforming one length over and over does
