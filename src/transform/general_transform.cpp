@@ -84,7 +84,7 @@ VOREL_INLINE bool all_finite(const float* p, std::size_t count) {
 // zero of either sign when that value is a zero; added to the sum's starting +0 it gives the
 // value itself, or +0 for either zero (+0 + -0 is +0 when rounding to nearest). That is exactly
 // +0 + x. An infinity or NaN in either part would make x * 0 a NaN, so a pass whose input is
-// not all finite multiplies term 0 like every other.
+// not all finite must multiply term 0 like every other (see run_plan).
 template <class V>
 VOREL_INLINE void first_term(bool unit, V& acc_re, V& acc_im, V x_re, V x_im, const float* w_re, const float* w_im) {
     acc_re = V{}, acc_im = V{};
@@ -180,10 +180,11 @@ VOREL_INLINE void pass_across_outputs(const float* in, float* out, std::size_t n
     }
 }
 
-// The whole transform through scratch a and b of 2 n floats each (real parts, then imaginary).
+// All passes from the input at src, through scratch a and b of 2 n floats each (real parts,
+// then imaginary); returns the one holding the output in natural order.
 template <class Top>
-VOREL_INLINE void run_plan(const GeneralPlan& plan, float* dst, const float* src, bool real_input, std::size_t n,
-                           bool inverse, float* a, float* b) {
+VOREL_INLINE float* run_passes(const GeneralPlan& plan, const float* src, bool real_input, std::size_t n, bool unit,
+                               float* a, float* b) {
     // The first layout of the leaves is the input order itself.
     for (std::size_t k = 0; k < n; ++k) {
         a[k] = real_input ? src[k] : src[2 * k];
@@ -201,7 +202,6 @@ VOREL_INLINE void run_plan(const GeneralPlan& plan, float* dst, const float* src
             std::swap(a, b);
             across = false;
         }
-        const bool unit = plan.unit_first && all_finite<Top>(a, 2 * n);
         const float* tw_re = plan.tw_re.data() + pass.twiddles;
         const float* tw_im = plan.tw_im.data() + pass.twiddles;
         if (across && real_input && &pass == &plan.passes.front())
@@ -212,10 +212,24 @@ VOREL_INLINE void run_plan(const GeneralPlan& plan, float* dst, const float* src
             pass_across_outputs<Top>(a, b, n, pass, tw_re, tw_im, unit);
         std::swap(a, b);
     }
+    return a;
+}
+
+// The whole transform to dst. Term 0 is added without its product (first_term) unless a pass
+// input holds an infinity or NaN. Such a value never leaves the outputs: each output of the
+// next pass that reads it has a product with it (x * w is infinite or NaN, and so is x + 0),
+// and a sum with an infinite or NaN term is infinite or NaN. Passes on finite input give the
+// same bits either way, so an output that is all finite proves every pass input finite, and
+// any other output is computed again with every product.
+template <class Top>
+VOREL_INLINE void run_plan(const GeneralPlan& plan, float* dst, const float* src, bool real_input, std::size_t n,
+                           bool inverse, float* a, float* b) {
+    const float* out = run_passes<Top>(plan, src, real_input, n, plan.unit_first, a, b);
+    if (plan.unit_first && !all_finite<Top>(out, 2 * n)) out = run_passes<Top>(plan, src, real_input, n, false, a, b);
     const float length = static_cast<float>(n);
     for (std::size_t k = 0; k < n; ++k) {
-        dst[2 * k] = inverse ? a[k] / length : a[k];
-        dst[2 * k + 1] = inverse ? a[n + k] / length : a[n + k];
+        dst[2 * k] = inverse ? out[k] / length : out[k];
+        dst[2 * k + 1] = inverse ? out[n + k] / length : out[n + k];
     }
 }
 
