@@ -3,6 +3,7 @@
 // each lane does the scalar operations in the scalar order (no fused multiply-add).
 #include "transform/general_transform.h"
 
+#include <type_traits>
 #include <utility>
 
 #include "common/aligned_floats.h"
@@ -110,10 +111,10 @@ VOREL_INLINE void multiply_add_real(V& acc_re, V& acc_im, V x_re, V w_re, V w_im
 // real parts at `in`, imaginary parts n floats later. Output x = r len + s of block b' sums
 // element s of its sub-blocks t = 0 .. q-1, which lie at s B + t B' + rev(b'); it goes to
 // x B' + rev(b'). The leaves are the case len = 1 with B' = B.
-template <class Top, bool RealIn>
+template <class Top, bool RealIn, std::size_t Q>
 VOREL_INLINE void pass_across_blocks(const float* in, float* out, std::size_t n, const GeneralPass& pass,
                                      const float* tw_re, const float* tw_im, bool unit) {
-    const std::size_t q = pass.q, len = pass.len, after = pass.blocks, before = q * after, size = q * len;
+    const std::size_t q = Q > 0 ? Q : pass.q, len = pass.len, after = pass.blocks, before = q * after, size = q * len;
     for (std::size_t r = 0, x = 0; r < q; ++r)
         for (std::size_t s = 0; s < len; ++s, ++x) {
             const float* from = in + s * before;
@@ -148,10 +149,10 @@ VOREL_INLINE void pass_across_blocks(const float* in, float* out, std::size_t n,
 
 // A pass with lanes across consecutive outputs of a block, blocks one after another: output
 // x = r len + s of block b sums element s of its sub-blocks, at b size + t len + s.
-template <class Top>
+template <class Top, std::size_t Q>
 VOREL_INLINE void pass_across_outputs(const float* in, float* out, std::size_t n, const GeneralPass& pass,
                                       const float* tw_re, const float* tw_im, bool unit) {
-    const std::size_t q = pass.q, len = pass.len, size = q * len;
+    const std::size_t q = Q > 0 ? Q : pass.q, len = pass.len, size = q * len;
     for (std::size_t b = 0; b < pass.blocks; ++b) {
         const float* from = in + b * size;
         float* to = out + b * size;
@@ -180,6 +181,19 @@ VOREL_INLINE void pass_across_outputs(const float* in, float* out, std::size_t n
     }
 }
 
+// f(std::integral_constant<std::size_t, Q>) with Q = q for the common radices, so that their
+// sums unroll, or Q = 0 (q read at run time) for any other.
+template <class F>
+VOREL_INLINE void with_radix(std::size_t q, F&& f) {
+    switch (q) {
+        case 2: return f(std::integral_constant<std::size_t, 2>{});
+        case 3: return f(std::integral_constant<std::size_t, 3>{});
+        case 4: return f(std::integral_constant<std::size_t, 4>{});
+        case 5: return f(std::integral_constant<std::size_t, 5>{});
+        default: return f(std::integral_constant<std::size_t, 0>{});
+    }
+}
+
 // All passes from the input at src, through scratch a and b of 2 n floats each (real parts,
 // then imaginary); returns the one holding the output in natural order.
 template <class Top>
@@ -204,12 +218,16 @@ VOREL_INLINE float* run_passes(const GeneralPlan& plan, const float* src, bool r
         }
         const float* tw_re = plan.tw_re.data() + pass.twiddles;
         const float* tw_im = plan.tw_im.data() + pass.twiddles;
-        if (across && real_input && &pass == &plan.passes.front())
-            pass_across_blocks<Top, true>(a, b, n, pass, tw_re, tw_im, unit);
-        else if (across)
-            pass_across_blocks<Top, false>(a, b, n, pass, tw_re, tw_im, unit);
-        else
-            pass_across_outputs<Top>(a, b, n, pass, tw_re, tw_im, unit);
+        const bool real_leaves = real_input && &pass == &plan.passes.front();
+        with_radix(pass.q, [&](auto radix) VOREL_INLINE_LAMBDA {
+            constexpr std::size_t Q = decltype(radix)::value;
+            if (across && real_leaves)
+                pass_across_blocks<Top, true, Q>(a, b, n, pass, tw_re, tw_im, unit);
+            else if (across)
+                pass_across_blocks<Top, false, Q>(a, b, n, pass, tw_re, tw_im, unit);
+            else
+                pass_across_outputs<Top, Q>(a, b, n, pass, tw_re, tw_im, unit);
+        });
         std::swap(a, b);
     }
     return a;
