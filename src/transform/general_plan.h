@@ -39,7 +39,8 @@ struct GeneralPlan {
     // element x of block b moves from x B + level_rev[b] to b (n / B) + x.
     std::vector<std::size_t> level_rev;
     std::vector<float> tw_re, tw_im;
-    // Whether every twiddle of term 0 is exactly (1, +0) (always, with a correct sine and cosine).
+    // Whether every twiddle of term 0 is exactly (1, +0) or (1, -0) (always, with a correct sine
+    // and cosine).
     bool unit_first = false;
 };
 
