@@ -78,8 +78,8 @@ GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vecto
     std::size_t level_blocks = plan.passes.front().blocks, level_factors = factor_n;
     for (std::size_t p = 1; p < plan.passes.size() && plan.passes[p].across_blocks; ++p)
         level_blocks = plan.passes[p].blocks, --level_factors;
-    plan.level_rev.resize(level_blocks);
-    for (std::size_t b = 0; b < level_blocks; ++b) plan.level_rev[b] = reversed_block(b, factors, level_factors);
+    plan.level_block.resize(level_blocks);
+    for (std::size_t b = 0; b < level_blocks; ++b) plan.level_block[reversed_block(b, factors, level_factors)] = b;
     plan.usable = true;
     return plan;
 }

@@ -35,9 +35,9 @@ constexpr std::size_t kTwiddlePad = 16;
 struct GeneralPlan {
     bool usable = false;  // false: the length has no fast plan at this width (few blocks, huge leaves)
     std::vector<GeneralPass> passes;
-    // The transposition after the passes across blocks, at a level of `level_rev.size()` blocks:
-    // element x of block b moves from x B + level_rev[b] to b (n / B) + x.
-    std::vector<std::size_t> level_rev;
+    // The transposition after the passes across blocks, at a level of B = `level_block.size()`
+    // blocks: element x of the block level_block[c] moves from x B + c to level_block[c] n / B + x.
+    std::vector<std::size_t> level_block;
     std::vector<float> tw_re, tw_im;
     // Whether every twiddle of term 0 is exactly (1, +0) or (1, -0) (always, with a correct sine
     // and cosine).

@@ -3,6 +3,7 @@
 // each lane does the scalar operations in the scalar order (no fused multiply-add).
 #include "transform/general_transform.h"
 
+#include <algorithm>
 #include <type_traits>
 #include <utility>
 
@@ -10,6 +11,7 @@
 #include "simd/vec.h"
 #include "transform/general_plan.h"
 #include "transform/schedules.h"
+#include "transform/shuffles.h"
 
 namespace vorel::audio {
 
@@ -181,6 +183,45 @@ VOREL_INLINE void pass_across_outputs(const float* in, float* out, std::size_t n
     }
 }
 
+// Lane i of the result: lane i of the low (Hi 0) or high (Hi 1) half of a, then of b.
+template <std::size_t Hi>
+constexpr auto kHalves = [](std::size_t i, std::size_t w) { return (i < w / 2 ? 0 : w / 2) + Hi * w / 2 + i; };
+
+// Transposes eight rows of eight floats: four-by-four within each half, then the halves.
+VOREL_INLINE void transpose8(float8 (&r)[8]) {
+    lanes::transpose4<1>(r[0], r[1], r[2], r[3]);
+    lanes::transpose4<1>(r[4], r[5], r[6], r[7]);
+    for (std::size_t j = 0; j < 4; ++j) {
+        const float8 lo = r[j], hi = r[4 + j];
+        r[j] = lanes::shuffle<kHalves<0>>(lo, hi), r[4 + j] = lanes::shuffle<kHalves<1>>(lo, hi);
+    }
+}
+
+// From the first layout to blocks one after another (see GeneralPlan::level_block): tiles of
+// eight by eight transposed in vectors where the build has eight lanes, the rest one by one.
+template <class Top>
+VOREL_INLINE void to_block_order(const float* in, float* out, std::size_t n, const std::vector<std::size_t>& block) {
+    const std::size_t blocks = block.size(), size = n / blocks;
+    std::size_t tiled_columns = 0, tiled_rows = 0;
+    if constexpr (kLanes<Top> == 8) {
+        tiled_columns = blocks - blocks % 8, tiled_rows = size - size % 8;
+        for (std::size_t c = 0; c < tiled_columns; c += 8)
+            for (std::size_t part = 0; part < 2 * n; part += n)
+                for (std::size_t x = 0; x < tiled_rows; x += 8) {
+                    float8 r[8];
+                    for (std::size_t i = 0; i < 8; ++i) r[i] = load<float8>(in + part + (x + i) * blocks + c);
+                    transpose8(r);
+                    for (std::size_t j = 0; j < 8; ++j) store(out + part + block[c + j] * size + x, r[j]);
+                }
+    }
+    for (std::size_t c = 0; c < blocks; ++c) {
+        const float* from = in + c;
+        float* to = out + block[c] * size;
+        for (std::size_t x = c < tiled_columns ? tiled_rows : 0; x < size; ++x)
+            to[x] = from[x * blocks], to[n + x] = from[n + x * blocks];
+    }
+}
+
 // f(std::integral_constant<std::size_t, Q>) with Q = q for the common radices, so that their
 // sums unroll, or Q = 0 (q read at run time) for any other.
 template <class F>
@@ -199,20 +240,17 @@ VOREL_INLINE void with_radix(std::size_t q, F&& f) {
 template <class Top>
 VOREL_INLINE float* run_passes(const GeneralPlan& plan, const float* src, bool real_input, std::size_t n, bool unit,
                                float* a, float* b) {
-    // The first layout of the leaves is the input order itself.
-    for (std::size_t k = 0; k < n; ++k) {
-        a[k] = real_input ? src[k] : src[2 * k];
-        a[n + k] = real_input ? 0.0f : src[2 * k + 1];
+    // The first layout of the leaves is the input order itself. Real leaves read no imaginary
+    // parts.
+    if (real_input) {
+        std::copy(src, src + n, a);
+    } else {
+        for (std::size_t k = 0; k < n; ++k) a[k] = src[2 * k], a[n + k] = src[2 * k + 1];
     }
     bool across = true;
     for (const GeneralPass& pass : plan.passes) {
         if (across && !pass.across_blocks) {
-            const std::size_t blocks = plan.level_rev.size(), size = n / blocks;
-            for (std::size_t block = 0; block < blocks; ++block) {
-                const float* from = a + plan.level_rev[block];
-                float* to = b + block * size;
-                for (std::size_t x = 0; x < size; ++x) to[x] = from[x * blocks], to[n + x] = from[n + x * blocks];
-            }
+            to_block_order<Top>(a, b, n, plan.level_block);
             std::swap(a, b);
             across = false;
         }
