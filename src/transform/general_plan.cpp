@@ -13,7 +13,11 @@ namespace {
 
 // Plans whose gathered twiddles would pass this many per element are left to the plain path:
 // those are lengths with a long leaf (a large prime factor), where the table would be huge.
-constexpr std::size_t kMaxTwiddlesPerElement = 64;
+// Common lengths need four to six.
+constexpr std::size_t kMaxTwiddlesPerElement = 16;
+// Longer lengths keep the plain path too, so that a plan never costs more memory than a few
+// megabytes, and a call that fits in memory without a plan is never refused for want of one.
+constexpr std::size_t kMaxPlanned = std::size_t{1} << 16;
 
 // Block b of the level with factors f[0..k-1] (the last found is its lowest digit), with its
 // digits reversed: r1 (q2..qk) + ... + rk becomes r1 + q1 r2 + ... + (q1..q(k-1)) rk.
@@ -43,7 +47,7 @@ GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vecto
     std::size_t factor_n = mixed_radix_factors(n, factors);
     std::size_t blocks = 1;
     for (std::size_t j = 0; j < factor_n; ++j) blocks *= factors[j];
-    if (lanes < 2 || factor_n == 0 || blocks < lanes) return plan;
+    if (lanes < 2 || n > kMaxPlanned || factor_n == 0 || blocks < lanes) return plan;
 
     // The leaves are the case len = 1 of a combine step whose blocks stay as they are.
     std::size_t twiddles = 0;
