@@ -96,7 +96,9 @@ TEST_P(TransformIsa, WholeTransformsInLanesThroughTheirPlans) {
                     const bool ran = general_transform_to(got.data(), got.data(), real, n, table_of(n, inv), inv,
                                                           GetParam());
                     ASSERT_EQ(ran, GetParam() != Isa::scalar) << n;
-                    if (ran) ASSERT_TRUE(same_values(got, want)) << "n " << n << " inverse " << inv << " real " << real;
+                    if (ran) {
+                        ASSERT_TRUE(same_values(got, want)) << "n " << n << " inverse " << inv << " real " << real;
+                    }
                 }
 }
 
