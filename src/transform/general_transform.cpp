@@ -84,9 +84,9 @@ VOREL_INLINE bool all_finite(const float* p, std::size_t count) {
 
 // Term 0 of every sum has the twiddle (1, +0) or (1, -0) (checked when the plan is built). On
 // finite data its product is (x.re * 1 - x.im * (±0), x.re * (±0) + x.im * 1): each part is its
-// own value, or a zero of either sign when that value is a zero; added to the sum's starting +0 it gives the
-// value itself, or +0 for either zero (+0 + -0 is +0 when rounding to nearest). That is exactly
-// +0 + x. An infinity or NaN in either part would make x * 0 a NaN, so a pass whose input is
+// own value, or a zero of either sign when that value is a zero; added to the sum's starting +0
+// it gives the value itself, or +0 for either zero (+0 + -0 is +0 when rounding to nearest).
+// That is exactly +0 + x. An infinity or NaN in either part would make x * 0 a NaN, so a pass whose input is
 // not all finite must multiply term 0 like every other (see run_plan).
 template <class V>
 VOREL_INLINE void first_term(bool unit, V& acc_re, V& acc_im, V x_re, V x_im, const float* w_re, const float* w_im) {
