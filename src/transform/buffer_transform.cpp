@@ -9,6 +9,7 @@
 #include "common/memory_budget.h"
 #include "transform/fft.h"
 #include "transform/fft_table.h"
+#include "transform/general_transform.h"
 #include "transform/pow2_kernels.h"
 
 namespace vorel::audio {
@@ -20,25 +21,47 @@ std::size_t complex_floats(int n) { return 2 * static_cast<std::size_t>(n); }
 void require_working_set(int n) { require_memory(complex_floats(n) * sizeof(float) + fft_work_bytes(n)); }
 
 // Powers of two from 16 on skip the vector and the copy: they load straight into the split
-// layout and their bit reversal writes dst.
+// layout and their bit reversal writes dst. Other lengths with a plan at this level run it
+// between the caller's buffers.
 bool direct(int n) { return is_pow2(n) && n >= 16; }
+
+// The table of n in one direction, remembered per thread and direction: a thread that
+// transforms one length over and over takes the table's lock once. Entries never change or
+// move once built.
+const std::vector<float>& table_of(int n, bool inverse) {
+    thread_local struct {
+        int n = 0;
+        const std::vector<float>* table = nullptr;
+    } last[2];
+    auto& entry = last[inverse ? 1 : 0];
+    if (entry.table == nullptr || entry.n != n) {
+        entry.table = nullptr;
+        entry.table = inverse ? &FftTable::instance().ref_inv_table(n) : &FftTable::instance().ref_table(n);
+        entry.n = n;
+    }
+    return *entry.table;
+}
 
 }  // namespace
 
 void fft_into(float* dst, const float* src, int n) {
     require_working_set(n);
-    if (direct(n)) return fft_pow2_real_to(dst, src, n, FftTable::instance().ref_table(n));
+    if (direct(n)) return fft_pow2_real_to(dst, src, n, table_of(n, false));
+    if (!is_pow2(n) && general_transform_to(dst, src, true, static_cast<std::size_t>(n), table_of(n, false), false))
+        return;
     std::vector<float> data(complex_floats(n));
     fft_pre_process(data, src, n);
-    fft(data, n, FftTable::instance().ref_table(n));
+    fft(data, n, table_of(n, false));
     std::copy(data.begin(), data.end(), dst);
 }
 
 void ifft_into(float* dst, const float* src, int n) {
     require_working_set(n);
-    if (direct(n)) return ifft_pow2_to(dst, src, n, FftTable::instance().ref_inv_table(n));
+    if (direct(n)) return ifft_pow2_to(dst, src, n, table_of(n, true));
+    if (!is_pow2(n) && general_transform_to(dst, src, false, static_cast<std::size_t>(n), table_of(n, true), true))
+        return;
     std::vector<float> data(src, src + complex_floats(n));
-    ifft(data, n, FftTable::instance().ref_inv_table(n));
+    ifft(data, n, table_of(n, true));
     std::copy(data.begin(), data.end(), dst);
 }
 

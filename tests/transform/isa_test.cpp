@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <vector>
 
 #include "common/isa_kit.h"
@@ -13,6 +14,7 @@
 #include "transform/fft.h"
 #include "transform/fft_lanes.h"
 #include "transform/fft_table.h"
+#include "transform/general_transform.h"
 #include "transform/pow2_kernels.h"
 
 using namespace transform_test;
@@ -27,6 +29,15 @@ VOREL_FOR_EACH_ISA(TransformIsa);
 const std::vector<float>& table_of(std::size_t n, bool inverse) {
     const int len = static_cast<int>(n);
     return inverse ? FftTable::instance().ref_inv_table(len) : FftTable::instance().ref_table(len);
+}
+
+// The inputs and one of finite values near the largest float, whose sums overflow to infinity
+// inside the transform.
+std::vector<std::vector<float>> with_overflow(std::vector<std::vector<float>> inputs) {
+    std::vector<float> big = inputs.front();
+    for (float& v : big) v = std::copysign(2e38f, v);
+    inputs.push_back(big);
+    return inputs;
 }
 
 }  // namespace
@@ -59,6 +70,36 @@ TEST_P(TransformIsa, MixedRadixBlocksInLanesAndTheirTail) {
             mixed_radix_transform(fast.data(), tmp.data(), n, table_of(n, false).data(), GetParam());
             ASSERT_TRUE(same_values(fast, plain)) << "n = " << n;
         }
+}
+
+TEST_P(TransformIsa, WholeTransformsInLanesThroughTheirPlans) {
+    // Lengths by factor pattern: prime powers, 2 3 5 7 mixes, leaves of 5, 7 and 97, and
+    // 400, 480, 1000; real and complex input, forward and inverse. Short lengths, long
+    // prime leaves, and lengths past 65536, have no plan and must say so.
+    const std::size_t planned[] = {48, 81, 125, 162, 210, 243, 343, 400, 420, 480, 1000, 1155, 1552, 2310, 3000};
+    const std::size_t unplanned[] = {3, 6, 7, 1009, 2018, 196608};
+    for (std::size_t n : unplanned) {
+        std::vector<float> dst(2 * n, 7.0f), src(2 * n, 1.0f);
+        EXPECT_FALSE(general_transform_to(dst.data(), src.data(), true, n, table_of(n, false), false, GetParam()));
+        EXPECT_EQ(dst, std::vector<float>(2 * n, 7.0f)) << n;
+    }
+    for (std::size_t n : planned)
+        for (bool inv : {false, true})
+            for (bool real : {false, true})
+                for (std::vector<float> x : with_overflow(telling_inputs(n, 2500 + n))) {
+                    // Subnormals among the values, in both parts.
+                    x[2 * (n / 5)] = 1e-40f, x[2 * (n / 7) + 1] = -3e-39f;
+                    std::vector<float> want = x, tmp(2 * n), got = x;
+                    for (std::size_t k = 0; real && k < n; ++k) want[2 * k] = x[k], want[2 * k + 1] = 0.0f;
+                    mixed_radix_transform(want.data(), tmp.data(), n, table_of(n, inv).data(), Isa::scalar);
+                    if (inv) divide_by_length(want.data(), n);
+                    const bool ran = general_transform_to(got.data(), got.data(), real, n, table_of(n, inv), inv,
+                                                          GetParam());
+                    ASSERT_EQ(ran, GetParam() != Isa::scalar) << n;
+                    if (ran) {
+                        ASSERT_TRUE(same_values(got, want)) << "n " << n << " inverse " << inv << " real " << real;
+                    }
+                }
 }
 
 TEST_P(TransformIsa, FramesInLanesMatchTheFrameTransform) {
