@@ -124,7 +124,7 @@ void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, i
 
 namespace {
 
-static_assert(kFrameLanes == 8, "the band sums hold the lanes as two groups of four");
+static_assert(kFrameLanes % 4 == 0, "the band sums hold the lanes in groups of four");
 
 // The bands of kFrameLanes frames from their norms mag[k * kFrameLanes + l]: per lane the
 // sums of convert_freq_to_mel_1d, written to dst[m * stride + l].
@@ -137,15 +137,13 @@ void bands_of_lanes(float* dst, std::size_t stride, const float* mag, std::size_
     for (std::size_t m = 0; m < fb.size(); ++m, dst += stride) {
         const float* row = fb[m].data();
         const BandSpan span = finite ? spans[m] : BandSpan{0, bins};
-        float4 lo{}, hi{};  // lanes 0-3 and 4-7
+        float4 acc[kFrameLanes / 4] = {};  // lanes 0-3, 4-7, ...
         for (std::size_t k = span.begin; k < span.end; ++k) {
             const float* x = mag + k * kFrameLanes;
             const float4 w = simd::broadcast<float4>(row[k]);
-            lo = lo + w * simd::load<float4>(x);
-            hi = hi + w * simd::load<float4>(x + 4);
+            for (std::size_t g = 0; g < kFrameLanes / 4; ++g) acc[g] = acc[g] + w * simd::load<float4>(x + 4 * g);
         }
-        simd::store(dst, lo);
-        simd::store(dst + 4, hi);
+        for (std::size_t g = 0; g < kFrameLanes / 4; ++g) simd::store(dst + 4 * g, acc[g]);
     }
 }
 
