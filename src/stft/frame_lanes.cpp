@@ -30,4 +30,10 @@ bool FrameLanes::transform_real_half() {
     return result != nullptr;
 }
 
+bool FrameLanes::transform_inverse_real() {
+    float* result = ifft_lanes_real(data_, spare_, plan_, table_, isa_);
+    if (result != nullptr) result_ = result;
+    return result != nullptr;
+}
+
 }  // namespace vorel::audio

@@ -48,4 +48,9 @@ float* fft_lanes(float* data, float* spare, const FrameLanePlan& plan, const std
 float* fft_lanes_real_half(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table,
                            simd::Isa isa = simd::best_isa());
 
+// The inverse transform (divided by n) with the bits of fft_lanes in the real parts of every
+// output; the imaginary parts are left undefined. Returns nullptr in the same way.
+float* ifft_lanes_real(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table,
+                       simd::Isa isa = simd::best_isa());
+
 }  // namespace vorel::audio
