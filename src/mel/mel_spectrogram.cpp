@@ -169,7 +169,11 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
     const VectorPart magnitude_part = ws.vector(bins), band_part = ws.vector(bands);
     SpectrumLanes::Parts lane_parts{};
     Part<float> mag_part{};
-    if (split.lanes()) lane_parts = SpectrumLanes::declare(ws, n), mag_part = ws.part<float>(kFrameLanes * bins);
+    Part<float> pairs_part{};
+    if (split.lanes()) {
+        lane_parts = SpectrumLanes::declare(ws, n), mag_part = ws.part<float>(kFrameLanes * bins);
+        pairs_part = ws.part<float>(2 * kFrameLanes * bins);
+    }
     // The band spans (a vector the span-skipping sums take), and the tables: transform, window,
     // and the filter bank with its row headers.
     ws.outside(bands * sizeof(BandSpan) + fft_work_bytes(fft_n) + sizeof(float) * static_cast<std::size_t>(win_n) +
@@ -188,17 +192,20 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
     std::optional<SpectrumLanes> lanes;
     if (split.lanes()) lanes.emplace(ws, lane_parts, fft_n, fft_table, window, fft_norm_type, isa);
     float* const mag = ws[mag_part];
-    const float exponent = power * 0.5f;
+    float* const pairs = ws[pairs_part];
 
     simd::run_lanes_then_rest(
         split,
         [&](std::size_t t) {
             lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
+            // Pair l of bin k is value k * kFrameLanes + l, so one call of the norm's own path
+            // (the single place where the norms of the lanes are taken) fills mag in the order
+            // the band sums read it.
             for (std::size_t k = 0; k < bins; ++k) {
                 const float* b = lanes->bin(k);
-                for (std::size_t l = 0; l < kFrameLanes; ++l)
-                    mag[k * kFrameLanes + l] = complex_norm(b[l], b[kFrameLanes + l], exponent);
+                simd::interleave(pairs + 2 * kFrameLanes * k, b, b + kFrameLanes, kFrameLanes);
             }
+            complex_norm_1d_core(mag, pairs, static_cast<int>(kFrameLanes * bins), power);
             bands_of_lanes(dst + t, frames, mag, bins, fb, spans);
         },
         [&](std::size_t t) {

@@ -56,6 +56,13 @@ VOREL_INLINE void store_interleaved(float* cell, float4 re, float4 im) {
     store(cell + 4, float4(__builtin_shufflevector(re, im, 2, 6, 3, 7)));
 }
 
+// count real parts and count imaginary parts (count a multiple of four) as (re, im) pairs at
+// cell[0 .. 2 count). Only moves.
+VOREL_INLINE void interleave(float* cell, const float* re, const float* im, std::size_t count) {
+    for (std::size_t l = 0; l < count; l += 4)
+        store_interleaved(cell + 2 * l, load<float4>(re + l), load<float4>(im + l));
+}
+
 // n floats from `from` to `to`: the whole cache lines inside the destination with streaming
 // stores, which write a line without reading it first (an output far larger than the caches is
 // written once and not read back here), the partial lines at both ends with plain stores. The

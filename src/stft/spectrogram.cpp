@@ -79,13 +79,6 @@ inline void store_cell(float* cell, float re, float im, float power) {
     cell[1] = power > 0.0f ? 0.0f : im;
 }
 
-// The bins of all lanes as (re, im) pairs: lane l to cell[2l], cell[2l + 1]. Only moves.
-inline void interleave_lanes(float* cell, const float* bin) {
-    for (std::size_t l = 0; l < kFrameLanes; l += 4)
-        simd::store_interleaved(cell + 2 * l, simd::load<simd::float4>(bin + l),
-                                simd::load<simd::float4>(bin + kFrameLanes + l));
-}
-
 }  // namespace
 
 int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame_n) {
@@ -139,7 +132,7 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
                     for (std::size_t l = 0; l < kFrameLanes; ++l)
                         store_cell(cell + 2 * l, b[l], b[kFrameLanes + l], power);
                 else
-                    interleave_lanes(cell, b);
+                    simd::interleave(cell, b, b + kFrameLanes, kFrameLanes);
             }
             if (g + 1 < kRunGroups && t + kFrameLanes < split.grouped) return;
             const std::size_t first = t - g * kFrameLanes, floats = (g + 1) * 2 * kFrameLanes;
