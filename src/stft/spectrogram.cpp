@@ -127,15 +127,15 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
             lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
             for (std::size_t k = 0; k < freq_n; ++k) {
                 const float* b = lanes->bin(k);
-                simd::interleave(rows + k * kRowRun + g * 2 * kFrameLanes, b, b + kFrameLanes, kFrameLanes);
+                float* cells = rows + k * kRowRun + g * 2 * kFrameLanes;
+                simd::interleave(cells, b, b + kFrameLanes, kFrameLanes);
+                // The norms by the norm's own path, each cell becoming (norm, +0.0) as store_cell makes it.
+                if (power > 0.0f) complex_norm_pairs(cells, kFrameLanes, power);
             }
             if (g + 1 < kRunGroups && t + kFrameLanes < split.grouped) return;
             const std::size_t first = t - g * kFrameLanes, floats = (g + 1) * 2 * kFrameLanes;
-            for (std::size_t k = 0; k < freq_n; ++k) {
-                // The norms by the norm's own path, each cell becoming (norm, +0.0) as store_cell makes it.
-                if (power > 0.0f) complex_norm_pairs(rows + k * kRowRun, floats / 2, power);
+            for (std::size_t k = 0; k < freq_n; ++k)
                 simd::copy_streaming(dst + k * stride + 2 * first, rows + k * kRowRun, floats);
-            }
             simd::stream_fence();
         },
         [&](std::size_t t) {
