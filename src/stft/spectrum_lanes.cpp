@@ -4,6 +4,7 @@
 #include "simd/lanes.h"
 #include "stft/framing.h"
 #include "stft/spectrogram.h"
+#include "transform/fft.h"
 #include "vorel_audio.h"
 
 namespace vorel::audio {
@@ -41,11 +42,11 @@ void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int cen
             frames[l] = segs_[l]->data();
         }
     }
-    load(frames);
-    // The short form is exact while everything stays finite; otherwise the full transform runs
-    // on a fresh load.
+    // The short form of a mixed-radix length reads no imaginary part. It is exact while
+    // everything stays finite; otherwise the full transform runs on a fresh load.
+    load(frames, is_pow2(static_cast<int>(n_)));
     if (!lanes_.transform_real_half()) {
-        load(frames);
+        load(frames, true);
         lanes_.transform(false);
     }
     if (norm_type_ != VOREL_AUDIO_NORM_TYPE_TORCH && norm_type_ != VOREL_AUDIO_NORM_TYPE_SCIPY) return;
@@ -55,7 +56,7 @@ void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int cen
     }
 }
 
-void SpectrumLanes::load(const float* const* frames) {
+void SpectrumLanes::load(const float* const* frames, bool imaginary) {
     using simd::float4;
     // The windowed real input of the transform, each sample stored to the lane element where
     // the transform's first step wants it. Samples outside the window are 0, not multiplied.
@@ -68,9 +69,10 @@ void SpectrumLanes::load(const float* const* frames) {
     // Zeros by whole vectors: a fill of 8 or 16 floats per element as a string operation
     // costs more than the transform of the element.
     const float4 zero{};
+    const std::size_t zeros_end = imaginary ? kLaneStride : kFrameLanes;
     for (std::size_t i = 0; i < n_; ++i) {
         const bool kept = i >= begin && i < end;
-        for (std::size_t f = kept ? kFrameLanes : 0; f < kLaneStride; f += 4) simd::store(element(i) + f, zero);
+        for (std::size_t f = kept ? kFrameLanes : 0; f < zeros_end; f += 4) simd::store(element(i) + f, zero);
     }
     std::size_t i = begin;
     // Four samples of all frames at a time: a 4 x 4 transpose per group of four frames brings
