@@ -69,9 +69,14 @@ void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n,
 
 namespace {
 
-// Groups of frames whose cells are written to the rows together: runs of 512 bytes per bin.
-constexpr std::size_t kRunGroups = 8;
-constexpr std::size_t kRowRun = kRunGroups * 2 * kFrameLanes;  // floats
+// Groups of frames whose cells are written to the rows together: runs of up to 512 bytes per
+// bin, fewer groups for long frames so that the gathered cells stay within a few hundred
+// kilobytes (at least one group).
+constexpr std::size_t kRunGroups = 8, kRunBytes = 256 * 1024;
+
+std::size_t run_groups(std::size_t freq_n) {
+    return std::clamp<std::size_t>(kRunBytes / (freq_n * 2 * kFrameLanes * sizeof(float)), 1, kRunGroups);
+}
 
 // One output cell: the bin itself, or (norm, +0.0) when power is positive.
 inline void store_cell(float* cell, float re, float im, float power) {
@@ -106,8 +111,9 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
     WorkingSet ws;
     const StftScratch one = StftScratch::declare(ws, n);
     SpectrumLanes::Parts lane_parts{};
+    const std::size_t groups = run_groups(freq_n), run = groups * 2 * kFrameLanes;  // floats per bin
     Part<float> rows_part{};
-    if (split.lanes()) lane_parts = SpectrumLanes::declare(ws, n), rows_part = ws.part<float>(freq_n * kRowRun);
+    if (split.lanes()) lane_parts = SpectrumLanes::declare(ws, n), rows_part = ws.part<float>(freq_n * run);
     ws.outside(fft_work_bytes(fft_n) + static_cast<std::size_t>(win_n) * sizeof(float));
     ws.require_fits();
     const std::vector<float>& fft_table = FftTable::instance().ref_table(fft_n);
@@ -120,22 +126,22 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
 
     simd::run_lanes_then_rest(
         split,
-        // The cells of kRunGroups groups gather per bin in `rows`, then each bin's run goes to
+        // The cells of `groups` groups gather per bin in `rows`, then each bin's run goes to
         // its row in one copy of whole cache lines.
         [&](std::size_t t) {
-            const std::size_t g = t / kFrameLanes % kRunGroups;
+            const std::size_t g = t / kFrameLanes % groups;
             lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
             for (std::size_t k = 0; k < freq_n; ++k) {
                 const float* b = lanes->bin(k);
-                float* cells = rows + k * kRowRun + g * 2 * kFrameLanes;
+                float* cells = rows + k * run + g * 2 * kFrameLanes;
                 simd::interleave(cells, b, b + kFrameLanes, kFrameLanes);
                 // The norms by the norm's own path, each cell becoming (norm, +0.0) as store_cell makes it.
                 if (power > 0.0f) complex_norm_pairs(cells, kFrameLanes, power);
             }
-            if (g + 1 < kRunGroups && t + kFrameLanes < split.grouped) return;
+            if (g + 1 < groups && t + kFrameLanes < split.grouped) return;
             const std::size_t first = t - g * kFrameLanes, floats = (g + 1) * 2 * kFrameLanes;
             for (std::size_t k = 0; k < freq_n; ++k)
-                simd::copy_streaming(dst + k * stride + 2 * first, rows + k * kRowRun, floats);
+                simd::copy_streaming(dst + k * stride + 2 * first, rows + k * run, floats);
             simd::stream_fence();
         },
         [&](std::size_t t) {
