@@ -78,7 +78,8 @@ std::size_t run_groups(std::size_t freq_n) {
     return std::clamp<std::size_t>(kRunBytes / (freq_n * 2 * kFrameLanes * sizeof(float)), 1, kRunGroups);
 }
 
-// One output cell: the bin itself, or (norm, +0.0) when power is positive.
+// One output cell: the bin itself, or (norm, +0.0) when power is positive. The single place
+// where both paths take the norms of the spectrogram (a power shortcut of the norm goes here).
 inline void store_cell(float* cell, float re, float im, float power) {
     cell[0] = power > 0.0f ? complex_norm(re, im, power * 0.5f) : re;
     cell[1] = power > 0.0f ? 0.0f : im;
@@ -134,9 +135,11 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
             for (std::size_t k = 0; k < freq_n; ++k) {
                 const float* b = lanes->bin(k);
                 float* cells = rows + k * run + g * 2 * kFrameLanes;
-                simd::interleave(cells, b, b + kFrameLanes, kFrameLanes);
-                // The norms by the norm's own path, each cell becoming (norm, +0.0) as store_cell makes it.
-                if (power > 0.0f) complex_norm_pairs(cells, kFrameLanes, power);
+                if (power > 0.0f)
+                    for (std::size_t l = 0; l < kFrameLanes; ++l)
+                        store_cell(cells + 2 * l, b[l], b[kFrameLanes + l], power);
+                else
+                    simd::interleave(cells, b, b + kFrameLanes, kFrameLanes);
             }
             if (g + 1 < groups && t + kFrameLanes < split.grouped) return;
             const std::size_t first = t - g * kFrameLanes, floats = (g + 1) * 2 * kFrameLanes;
