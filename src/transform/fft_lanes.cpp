@@ -63,12 +63,12 @@ VOREL_INLINE float* transform_frames(float* data, float* spare, std::size_t n, c
 // gives +0.0), so an accumulator that starts at +0.0 never holds -0.0, and adding a zero of
 // either sign to it changes nothing. Hence:
 // - Real input (the forward leaf): a frame's imaginary parts are +0.0 and the twiddles finite,
-//   so the products x_im w_im and x_im w_re are zeros. x_re w_re - (a zero) is x_re w_re itself,
-//   or a zero when x_re w_re is one (also for infinite and NaN x_re), and a zero changes no sum:
-//   the leaf's terms are x_re w_re and x_re w_im. The imaginary parts are not read.
+//   so the products x_im w_im and x_im w_re are zeros. x_re w_re - (a zero) is x_re w_re itself
+//   (also for infinite and NaN x_re), or a zero of some sign when x_re w_re is a zero, which
+//   changes no sum: the leaf's terms are x_re w_re and x_re w_im. The imaginary parts are not read.
 // - Twiddle entry 0 is exactly (1, 0), and the first term of every sum (t = 0) meets it:
-//   x_re 1 - x_im 0 is x_re, or a zero when x_re is one, for finite x_im, and +0.0 + either
-//   gives the same value; so the first term adds x_re (x_im in the imaginary part). In the real
+//   for finite x_im, x_re 1 - x_im 0 is x_re, or a zero of some sign when x_re is a zero, and
+//   +0.0 + either gives the same value; so the first term adds x_re (x_im in the imaginary part). In the real
 //   leaf the imaginary term x_re 0 is a zero and leaves the +0.0 start as it is. With an
 //   infinite or NaN part the product by 0 is NaN where the shortcut keeps the value.
 // - Outputs nobody reads: each output of a step is an independent sum, so the last step (one
