@@ -124,7 +124,7 @@ void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, i
 
 namespace {
 
-static_assert(kFrameLanes == 8, "the band sums hold the lanes as two groups of four");
+static_assert(kFrameLanes % 4 == 0, "the band sums hold the lanes in groups of four");
 
 // The bands of kFrameLanes frames from their norms mag[k * kFrameLanes + l]: per lane the
 // sums of convert_freq_to_mel_1d, written to dst[m * stride + l].
@@ -137,15 +137,13 @@ void bands_of_lanes(float* dst, std::size_t stride, const float* mag, std::size_
     for (std::size_t m = 0; m < fb.size(); ++m, dst += stride) {
         const float* row = fb[m].data();
         const BandSpan span = finite ? spans[m] : BandSpan{0, bins};
-        float4 lo{}, hi{};  // lanes 0-3 and 4-7
+        float4 acc[kFrameLanes / 4] = {};  // lanes 0-3, 4-7, ...
         for (std::size_t k = span.begin; k < span.end; ++k) {
             const float* x = mag + k * kFrameLanes;
             const float4 w = simd::broadcast<float4>(row[k]);
-            lo = lo + w * simd::load<float4>(x);
-            hi = hi + w * simd::load<float4>(x + 4);
+            for (std::size_t g = 0; g < kFrameLanes / 4; ++g) acc[g] = acc[g] + w * simd::load<float4>(x + 4 * g);
         }
-        simd::store(dst, lo);
-        simd::store(dst + 4, hi);
+        for (std::size_t g = 0; g < kFrameLanes / 4; ++g) simd::store(dst + 4 * g, acc[g]);
     }
 }
 
@@ -171,7 +169,11 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
     const VectorPart magnitude_part = ws.vector(bins), band_part = ws.vector(bands);
     SpectrumLanes::Parts lane_parts{};
     Part<float> mag_part{};
-    if (split.lanes()) lane_parts = SpectrumLanes::declare(ws, n), mag_part = ws.part<float>(kFrameLanes * bins);
+    Part<float> pairs_part{};
+    if (split.lanes()) {
+        lane_parts = SpectrumLanes::declare(ws, n), mag_part = ws.part<float>(kFrameLanes * bins);
+        pairs_part = ws.part<float>(2 * kFrameLanes * bins);
+    }
     // The band spans (a vector the span-skipping sums take), and the tables: transform, window,
     // and the filter bank with its row headers.
     ws.outside(bands * sizeof(BandSpan) + fft_work_bytes(fft_n) + sizeof(float) * static_cast<std::size_t>(win_n) +
@@ -191,17 +193,20 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
     std::optional<SpectrumLanes> lanes;
     if (split.lanes()) lanes.emplace(ws, lane_parts, fft_n, fft_table, window, fft_norm_type, isa);
     float* const mag = ws[mag_part];
-    const float exponent = power * 0.5f;
+    float* const pairs = ws[pairs_part];
 
     simd::run_lanes_then_rest(
         split,
         [&](std::size_t t) {
             lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
+            // Pair l of bin k is value k * kFrameLanes + l, so one call of the norm's own path
+            // (the single place where the norms of the lanes are taken) fills mag in the order
+            // the band sums read it.
             for (std::size_t k = 0; k < bins; ++k) {
                 const float* b = lanes->bin(k);
-                for (std::size_t l = 0; l < kFrameLanes; ++l)
-                    mag[k * kFrameLanes + l] = complex_norm(b[l], b[kFrameLanes + l], exponent);
+                simd::interleave(pairs + 2 * kFrameLanes * k, b, b + kFrameLanes, kFrameLanes);
             }
+            complex_norm_1d_core(mag, pairs, static_cast<int>(kFrameLanes * bins), power);
             bands_of_lanes(dst + t, frames, mag, bins, fb, spans);
         },
         [&](std::size_t t) {

@@ -6,7 +6,10 @@
 // several items is transposed on its way in.
 #pragma once
 
+#include <immintrin.h>
+
 #include <cstddef>
+#include <cstdint>
 
 #include "simd/vec.h"
 
@@ -52,5 +55,31 @@ VOREL_INLINE void store_interleaved(float* cell, float4 re, float4 im) {
     store(cell, float4(__builtin_shufflevector(re, im, 0, 4, 1, 5)));
     store(cell + 4, float4(__builtin_shufflevector(re, im, 2, 6, 3, 7)));
 }
+
+// count real parts and count imaginary parts (count a multiple of four) as (re, im) pairs at
+// cell[0 .. 2 count). Only moves.
+VOREL_INLINE void interleave(float* cell, const float* re, const float* im, std::size_t count) {
+    for (std::size_t l = 0; l < count; l += 4)
+        store_interleaved(cell + 2 * l, load<float4>(re + l), load<float4>(im + l));
+}
+
+// n floats from `from` to `to`: the whole cache lines inside the destination with streaming
+// stores, which write a line without reading it first (an output far larger than the caches is
+// written once and not read back here), the partial lines at both ends with plain stores. The
+// values are only moved. Call stream_fence() once after the last copy.
+inline void copy_streaming(float* to, const float* from, std::size_t n) {
+    constexpr std::size_t kLine = 64, kPerLine = kLine / sizeof(float);
+    const std::uintptr_t addr = reinterpret_cast<std::uintptr_t>(to);
+    std::size_t head = addr % sizeof(float) != 0 ? n : (kLine - addr % kLine) % kLine / sizeof(float);
+    if (head > n) head = n;
+    std::size_t i = 0;
+    for (; i < head; ++i) to[i] = from[i];
+    for (; i + kPerLine <= n; i += kPerLine)
+        for (std::size_t j = 0; j < kPerLine; j += 4) _mm_stream_ps(to + i + j, _mm_loadu_ps(from + i + j));
+    for (; i < n; ++i) to[i] = from[i];
+}
+
+// Orders the streaming stores before whatever the thread writes next.
+inline void stream_fence() { _mm_sfence(); }
 
 }  // namespace vorel::audio::simd

@@ -24,4 +24,16 @@ FrameLanes::FrameLanes(const WorkingSet& ws, const Parts& parts, std::size_t n, 
 
 void FrameLanes::transform(bool inverse) { result_ = fft_lanes(data_, spare_, plan_, table_, inverse, isa_); }
 
+bool FrameLanes::transform_real_half() {
+    float* result = fft_lanes_real_half(data_, spare_, plan_, table_, isa_);
+    if (result != nullptr) result_ = result;
+    return result != nullptr;
+}
+
+bool FrameLanes::transform_inverse_real() {
+    float* result = ifft_lanes_real(data_, spare_, plan_, table_, isa_);
+    if (result != nullptr) result_ = result;
+    return result != nullptr;
+}
+
 }  // namespace vorel::audio

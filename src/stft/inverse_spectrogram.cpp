@@ -92,6 +92,44 @@ void gather_column(std::vector<float>& comp, const float* src, std::size_t frame
     for (std::size_t k = 0; k < fft_n; ++k) column_bin(src, frame_n, freq_n, fft_n, t, k, comp[2 * k], comp[2 * k + 1]);
 }
 
+// Columns t0 .. t0 + kFrameLanes - 1 into the lanes. The cells of one row are neighbours, so
+// each bin's (re, im) pairs of all lanes come in four vectors and are split into real and
+// imaginary lanes; a mirrored bin negates its imaginary parts, as column_bin does.
+void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n, std::size_t freq_n,
+                  std::size_t fft_n, std::size_t t0) {
+    using simd::float4;
+    static_assert(kFrameLanes % 4 == 0, "cells are read four at a time");
+    for (std::size_t j = 0; j < fft_n; ++j) {
+        const std::size_t k = lanes.plan().in_pos[j];
+        const bool mirrored = k >= freq_n;
+        const float* cell = src + 2 * ((mirrored ? fft_n - k : k) * frame_n + t0);
+        float* to = lanes.in(j);
+        for (std::size_t l = 0; l < kFrameLanes; l += 4) {
+            const float4 a = simd::load<float4>(cell + 2 * l), b = simd::load<float4>(cell + 2 * l + 4);
+            const float4 re = __builtin_shufflevector(a, b, 0, 2, 4, 6);
+            const float4 im = __builtin_shufflevector(a, b, 1, 3, 5, 7);
+            simd::store(to + l, re);
+            simd::store(to + kFrameLanes + l, mirrored ? -im : im);
+        }
+    }
+}
+
+// The real parts of the lanes' outputs as one row of n samples per lane: rows[l * n + i] is
+// sample i of lane l. Blocks of four samples of four lanes are transposed in registers.
+void lane_rows(float* rows, const FrameLanes& lanes, std::size_t n) {
+    using simd::float4;
+    std::size_t i = 0;
+    for (; i + 4 <= n; i += 4)
+        for (std::size_t g = 0; g < kFrameLanes; g += 4) {
+            float4 v[4];
+            for (std::size_t s = 0; s < 4; ++s) v[s] = simd::load<float4>(lanes.out(i + s) + g);
+            simd::transpose4(v[0], v[1], v[2], v[3]);
+            for (std::size_t s = 0; s < 4; ++s) simd::store(rows + (g + s) * n + i, v[s]);
+        }
+    for (; i < n; ++i)
+        for (std::size_t l = 0; l < kFrameLanes; ++l) rows[l * n + i] = lanes.out(i)[l];
+}
+
 // Frames whose samples reach the output: the copy reads the accumulator below `reach`, and a
 // frame starting at or past it adds nothing there. Every sample below `reach` gets the sums of
 // the same frames in the same order as with all frames, so its bits do not change.
@@ -126,8 +164,10 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
     const VectorPart fft_part = ws.vector(is_pow2(fft_n) ? 0 : 2 * n);
     const Part<float> acc_part = ws.part<float>(acc_n), sums_part = ws.part<float>(acc_n);
     FrameLanes::Parts lane_parts{};
-    Part<float> weight_part{};
-    if (split.lanes()) lane_parts = FrameLanes::declare(ws, n), weight_part = ws.part<float>(n);
+    Part<float> weight_part{}, rows_part{};
+    if (split.lanes())
+        lane_parts = FrameLanes::declare(ws, n), weight_part = ws.part<float>(n),
+        rows_part = ws.part<float>(kFrameLanes * n);
     ws.outside(fft_work_bytes(fft_n) + static_cast<std::size_t>(win_n) * sizeof(float));
     ws.require_fits();
     const std::vector<float>& fft_table = FftTable::instance().ref_inv_table(fft_n);
@@ -142,27 +182,34 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
         factors = place_window(ws[weight_part], n, window);
     }
     const float* const weight = ws[weight_part];
+    float* const rows = ws[rows_part];
     const float scipy_factor = static_cast<float>(fft_n) * 0.5f;
 
     simd::run_lanes_then_rest(
         split,
         // Columns t0 .. t0 + kFrameLanes - 1 transformed in lanes, then windowed, scaled and
         // added frame after frame, as the frame loop adds them.
+        // The short inverse is exact while everything stays finite; otherwise the full one runs
+        // on a fresh gather.
         [&](std::size_t t0) {
-            for (std::size_t j = 0; j < n; ++j) {
-                float* to = lanes->in(j);
-                for (std::size_t l = 0; l < kFrameLanes; ++l)
-                    column_bin(src, all_frames, bins, n, t0 + l, lanes->plan().in_pos[j], to[l], to[kFrameLanes + l]);
+            gather_lanes(*lanes, src, all_frames, bins, n, t0);
+            if (!lanes->transform_inverse_real()) {
+                gather_lanes(*lanes, src, all_frames, bins, n, t0);
+                lanes->transform(true);
             }
-            lanes->transform(true);
+            lane_rows(rows, *lanes, n);
+            // Outside the window the frame holds +0.0, and adding it still turns a -0.0 sum into +0.0.
+            const bool scipy = norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY;
             for (std::size_t l = 0; l < kFrameLanes; ++l) {
                 float* acc = y + (t0 + l) * hop;
-                for (std::size_t i = 0; i < n; ++i) {
-                    const bool kept = i >= factors.begin && i < factors.end;
-                    float v = kept ? lanes->out(i)[l] * weight[i] : 0.0f;
-                    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) v = v * scipy_factor;
+                const float* row = rows + l * n;
+                for (std::size_t i = 0; i < factors.begin; ++i) acc[i] += 0.0f;
+                for (std::size_t i = factors.begin; i < factors.end; ++i) {
+                    float v = row[i] * weight[i];
+                    if (scipy) v = v * scipy_factor;
                     acc[i] += v;
                 }
+                for (std::size_t i = factors.end; i < n; ++i) acc[i] += 0.0f;
             }
         },
         [&](std::size_t t) {

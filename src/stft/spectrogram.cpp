@@ -69,17 +69,20 @@ void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n,
 
 namespace {
 
-// One output cell: the bin itself, or (norm, +0.0) when power is positive.
+// Groups of frames whose cells are written to the rows together: runs of up to 512 bytes per
+// bin, fewer groups for long frames so that the gathered cells stay within a few hundred
+// kilobytes (at least one group).
+constexpr std::size_t kRunGroups = 8, kRunBytes = 256 * 1024;
+
+std::size_t run_groups(std::size_t freq_n) {
+    return std::clamp<std::size_t>(kRunBytes / (freq_n * 2 * kFrameLanes * sizeof(float)), 1, kRunGroups);
+}
+
+// One output cell: the bin itself, or (norm, +0.0) when power is positive. The single place
+// where both paths take the norms of the spectrogram (a power shortcut of the norm goes here).
 inline void store_cell(float* cell, float re, float im, float power) {
     cell[0] = power > 0.0f ? complex_norm(re, im, power * 0.5f) : re;
     cell[1] = power > 0.0f ? 0.0f : im;
-}
-
-// The bins of all lanes as (re, im) pairs: lane l to cell[2l], cell[2l + 1]. Only moves.
-inline void interleave_lanes(float* cell, const float* bin) {
-    for (std::size_t l = 0; l < kFrameLanes; l += 4)
-        simd::store_interleaved(cell + 2 * l, simd::load<simd::float4>(bin + l),
-                                simd::load<simd::float4>(bin + kFrameLanes + l));
 }
 
 }  // namespace
@@ -109,7 +112,9 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
     WorkingSet ws;
     const StftScratch one = StftScratch::declare(ws, n);
     SpectrumLanes::Parts lane_parts{};
-    if (split.lanes()) lane_parts = SpectrumLanes::declare(ws, n);
+    const std::size_t groups = run_groups(freq_n), run = groups * 2 * kFrameLanes;  // floats per bin
+    Part<float> rows_part{};
+    if (split.lanes()) lane_parts = SpectrumLanes::declare(ws, n), rows_part = ws.part<float>(freq_n * run);
     ws.outside(fft_work_bytes(fft_n) + static_cast<std::size_t>(win_n) * sizeof(float));
     ws.require_fits();
     const std::vector<float>& fft_table = FftTable::instance().ref_table(fft_n);
@@ -118,20 +123,29 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
     std::optional<SpectrumLanes> lanes;
     if (split.lanes()) lanes.emplace(ws, lane_parts, fft_n, fft_table, window, norm_type, isa);
     std::vector<float>&seg = ws[one.seg], &comp = ws[one.comp], &scratch = ws[one.fft];
+    float* const rows = ws[rows_part];
 
     simd::run_lanes_then_rest(
         split,
+        // The cells of `groups` groups gather per bin in `rows`, then each bin's run goes to
+        // its row in one copy of whole cache lines.
         [&](std::size_t t) {
+            const std::size_t g = t / kFrameLanes % groups;
             lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
             for (std::size_t k = 0; k < freq_n; ++k) {
                 const float* b = lanes->bin(k);
-                float* cell = dst + k * stride + 2 * t;
+                float* cells = rows + k * run + g * 2 * kFrameLanes;
                 if (power > 0.0f)
                     for (std::size_t l = 0; l < kFrameLanes; ++l)
-                        store_cell(cell + 2 * l, b[l], b[kFrameLanes + l], power);
+                        store_cell(cells + 2 * l, b[l], b[kFrameLanes + l], power);
                 else
-                    interleave_lanes(cell, b);
+                    simd::interleave(cells, b, b + kFrameLanes, kFrameLanes);
             }
+            if (g + 1 < groups && t + kFrameLanes < split.grouped) return;
+            const std::size_t first = t - g * kFrameLanes, floats = (g + 1) * 2 * kFrameLanes;
+            for (std::size_t k = 0; k < freq_n; ++k)
+                simd::copy_streaming(dst + k * stride + 2 * first, rows + k * run, floats);
+            simd::stream_fence();
         },
         [&](std::size_t t) {
             cut_frame(seg, src, sample_n, static_cast<int64_t>(t) * hop_n, center);

@@ -4,11 +4,12 @@
 #include "simd/lanes.h"
 #include "stft/framing.h"
 #include "stft/spectrogram.h"
+#include "transform/fft.h"
 #include "vorel_audio.h"
 
 namespace vorel::audio {
 
-static_assert(kFrameLanes == 8, "frames are loaded as two groups of four");
+static_assert(kFrameLanes % 4 == 0, "frames are loaded in groups of four");
 
 SpectrumLanes::Parts SpectrumLanes::declare(WorkingSet& ws, std::size_t n) {
     Parts parts{FrameLanes::declare(ws, n), ws.part<std::uint32_t>(n), ws.part<float>(n), {}};
@@ -41,6 +42,22 @@ void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int cen
             frames[l] = segs_[l]->data();
         }
     }
+    // The short form of a mixed-radix length reads no imaginary part. It is exact while
+    // everything stays finite; otherwise the full transform runs on a fresh load.
+    load(frames, is_pow2(static_cast<int>(n_)));
+    if (!lanes_.transform_real_half()) {
+        load(frames, true);
+        lanes_.transform(false);
+    }
+    if (norm_type_ != VOREL_AUDIO_NORM_TYPE_TORCH && norm_type_ != VOREL_AUDIO_NORM_TYPE_SCIPY) return;
+    for (std::size_t k = 0; k <= n_ / 2; ++k) {
+        float* p = lanes_.out(k);
+        for (std::size_t f = 0; f < kLaneStride; ++f) p[f] = p[f] * factor_;
+    }
+}
+
+void SpectrumLanes::load(const float* const* frames, bool imaginary) {
+    using simd::float4;
     // The windowed real input of the transform, each sample stored to the lane element where
     // the transform's first step wants it. Samples outside the window are 0, not multiplied.
     // Locals, since the stores through float pointers could otherwise alias the members.
@@ -52,32 +69,26 @@ void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int cen
     // Zeros by whole vectors: a fill of 8 or 16 floats per element as a string operation
     // costs more than the transform of the element.
     const float4 zero{};
+    const std::size_t zeros_end = imaginary ? kLaneStride : kFrameLanes;
     for (std::size_t i = 0; i < n_; ++i) {
         const bool kept = i >= begin && i < end;
-        for (std::size_t f = kept ? kFrameLanes : 0; f < kLaneStride; f += 4) simd::store(element(i) + f, zero);
+        for (std::size_t f = kept ? kFrameLanes : 0; f < zeros_end; f += 4) simd::store(element(i) + f, zero);
     }
     std::size_t i = begin;
-    // Four samples of eight frames at a time: two 4 x 4 transposes bring each sample's eight
-    // frames together.
+    // Four samples of all frames at a time: a 4 x 4 transpose per group of four frames brings
+    // each sample's frames together.
     for (; i + 4 <= end; i += 4) {
-        float4 v[kFrameLanes];
-        for (std::size_t l = 0; l < kFrameLanes; ++l) v[l] = simd::load<float4>(frames[l] + i);
-        simd::transpose4(v[0], v[1], v[2], v[3]);
-        simd::transpose4(v[4], v[5], v[6], v[7]);
-        for (std::size_t s = 0; s < 4; ++s) {
-            const float4 w = simd::broadcast<float4>(weight[i + s]);
-            simd::store(element(i + s), v[s] * w);
-            simd::store(element(i + s) + 4, v[4 + s] * w);
+        float4 w[4];
+        for (std::size_t s = 0; s < 4; ++s) w[s] = simd::broadcast<float4>(weight[i + s]);
+        for (std::size_t g = 0; g < kFrameLanes; g += 4) {
+            float4 v[4];
+            for (std::size_t s = 0; s < 4; ++s) v[s] = simd::load<float4>(frames[g + s] + i);
+            simd::transpose4(v[0], v[1], v[2], v[3]);
+            for (std::size_t s = 0; s < 4; ++s) simd::store(element(i + s) + g, v[s] * w[s]);
         }
     }
     for (; i < end; ++i)
         for (std::size_t l = 0; l < kFrameLanes; ++l) element(i)[l] = frames[l][i] * weight[i];
-    lanes_.transform(false);
-    if (norm_type_ != VOREL_AUDIO_NORM_TYPE_TORCH && norm_type_ != VOREL_AUDIO_NORM_TYPE_SCIPY) return;
-    for (std::size_t k = 0; k <= n_ / 2; ++k) {
-        float* p = lanes_.out(k);
-        for (std::size_t f = 0; f < kLaneStride; ++f) p[f] = p[f] * factor_;
-    }
 }
 
 }  // namespace vorel::audio

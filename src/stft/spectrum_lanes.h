@@ -34,6 +34,10 @@ public:
     const float* bin(std::size_t k) const { return lanes_.out(k); }
 
 private:
+    // The windowed frames into the lanes, as the transform's first step reads them; the
+    // imaginary parts (+0.0) only when that step reads them.
+    void load(const float* const* frames, bool imaginary);
+
     std::size_t n_;
     int norm_type_;
     float factor_;

@@ -1,9 +1,11 @@
 // The lane transform: the schedules of schedules.h over a vector of frames, on a buffer whose
 // element k holds the real parts of all frames, then their imaginary parts. The scalar level
 // runs the same template at width 1 once per frame, sse2 twice over four frames, avx2 once
-// over eight (no FMA: every multiply and add still rounds on its own). With eight frames
-// there is nothing for sixteen lanes to do, and an eight-lane build with the 32 registers of
-// AVX-512 measured no faster, so avx512 runs the avx2 build.
+// over eight (no FMA: every multiply and add still rounds on its own). Sixteen frames per
+// group, one AVX-512 vector, measured 1.4 times slower on the 400-point spectrogram (the two
+// lane buffers of 400 elements then outgrow the first-level cache; the avx2 build running the
+// sixteen as two halves was 1.55 times slower), and an eight-lane build with the 32 registers
+// of AVX-512 measured no faster, so avx512 runs the avx2 build on eight frames.
 #include "transform/fft_lanes.h"
 
 #include <bit>
@@ -54,6 +56,181 @@ VOREL_INLINE float* transform_frames(float* data, float* spare, std::size_t n, c
     return result;
 }
 
+// Short forms of the lane transform: the same sums as combine_step (each output sums its
+// terms in order from +0.0), with the work left out that provably changes no bit read.
+//
+// In round-to-nearest a sum is -0.0 only when both addends are -0.0 (an exact cancellation
+// gives +0.0), so an accumulator that starts at +0.0 never holds -0.0, and adding a zero of
+// either sign to it changes nothing. Hence:
+// - Real input (the forward leaf): a frame's imaginary parts are +0.0 and the twiddles finite,
+//   so the products x_im w_im and x_im w_re are zeros. x_re w_re - (a zero) is x_re w_re itself
+//   (also for infinite and NaN x_re), or a zero of some sign when x_re w_re is a zero, which
+//   changes no sum: the leaf's terms are x_re w_re and x_re w_im. The imaginary parts are not read.
+// - Twiddle entry 0 is exactly (1, 0), and the first term of every sum (t = 0) meets it:
+//   for finite x_im, x_re 1 - x_im 0 is x_re, or a zero of some sign when x_re is a zero, and
+//   +0.0 + either gives the same value; so the first term adds x_re (x_im in the imaginary part). In the real
+//   leaf the imaginary term x_re 0 is a zero and leaves the +0.0 start as it is. With an
+//   infinite or NaN part the product by 0 is NaN where the shortcut keeps the value.
+// - Outputs nobody reads: each output of a step is an independent sum, so the last step (one
+//   block spanning all n) of the forward transform stops after bin n/2, and that of the inverse,
+//   whose imaginary parts nobody reads, sums the real parts only.
+// The shortcuts are exact while every step's input is finite. When one is not, it reaches an
+// output of its step, and so the input of every later step: an infinite or NaN factor makes its
+// product infinite or NaN (also times a zero twiddle), a sum with such a term stays so, and the
+// shortcut's first term keeps the value itself. The forward form checks the bins it computed
+// (each input of the last step reaches one of bins 0 .. n/2, since its block length is at most
+// n/2); the inverse form checks the input of its last step, whose imaginary sums it drops.
+// When the check fails the caller runs the plain transform.
+enum class Short { complex_in, real_in, real_out };
+
+template <class V, std::size_t Q, Short M>
+VOREL_INLINE void combine_short(const float* in, float* out, std::size_t n, std::size_t q, std::size_t len,
+                                const float* table, std::size_t x_end) {
+    if constexpr (Q > 0) q = Q;
+    const std::size_t size = q * len, blocks = n / size, c = n / size;
+    const auto next_exponent = [size](std::size_t e, std::size_t x)
+                                   VOREL_INLINE_LAMBDA { return e + x >= size ? e + x - size : e + x; };
+    constexpr std::size_t kHeld = Q > 0 ? Q : 1;
+    const V zero{};
+    for (std::size_t r = 0, x = 0; r < q && x < x_end; ++r) {
+        for (std::size_t s = 0; s < len && x < x_end; ++s, ++x) {
+            [[maybe_unused]] V w_re[kHeld], w_im[kHeld];
+            if constexpr (Q > 0) {
+                for (std::size_t t = 1, e = x; t < Q; ++t, e = next_exponent(e, x)) {
+                    w_re[t] = simd::broadcast<V>(table[2 * c * e]);
+                    w_im[t] = simd::broadcast<V>(table[2 * c * e + 1]);
+                }
+            }
+            for (std::size_t b = 0; b < blocks; ++b) {
+                const float* p0 = in + kLaneStride * (b * size + s);
+                V re = zero + simd::load<V>(p0);
+                V im = zero;
+                if constexpr (M == Short::complex_in) im = zero + simd::load<V>(p0 + kFrameLanes);
+                for (std::size_t t = 1, e = x; t < q; ++t, e = next_exponent(e, x)) {
+                    V wr, wi;
+                    if constexpr (Q > 0) {
+                        wr = w_re[t], wi = w_im[t];
+                    } else {
+                        wr = simd::broadcast<V>(table[2 * c * e]), wi = simd::broadcast<V>(table[2 * c * e + 1]);
+                    }
+                    const float* p = in + kLaneStride * (b * size + t * len + s);
+                    const V x_re = simd::load<V>(p);
+                    if constexpr (M == Short::real_in) {
+                        re = re + x_re * wr;
+                        im = im + x_re * wi;
+                    } else if constexpr (M == Short::real_out) {
+                        re = re + (x_re * wr - simd::load<V>(p + kFrameLanes) * wi);
+                    } else {
+                        multiply_add(re, im, x_re, simd::load<V>(p + kFrameLanes), wr, wi);
+                    }
+                }
+                float* o = out + kLaneStride * (b * size + x);
+                simd::store(o, re);
+                if constexpr (M != Short::real_out) simd::store(o + kFrameLanes, im);
+            }
+        }
+    }
+}
+
+template <class V, Short M>
+VOREL_INLINE void combine_short_any(const float* in, float* out, std::size_t n, std::size_t q, std::size_t len,
+                                    const float* table, std::size_t x_end) {
+    switch (q) {
+        case 2:
+            return combine_short<V, 2, M>(in, out, n, q, len, table, x_end);
+        case 3:
+            return combine_short<V, 3, M>(in, out, n, q, len, table, x_end);
+        case 5:
+            return combine_short<V, 5, M>(in, out, n, q, len, table, x_end);
+        case 7:
+            return combine_short<V, 7, M>(in, out, n, q, len, table, x_end);
+        default:
+            return combine_short<V, 0, M>(in, out, n, q, len, table, x_end);
+    }
+}
+
+// Whether every lane of elements [0, count) is finite, both parts: x - x is +0.0 for a finite x
+// and NaN otherwise, and a NaN stays in the sum.
+template <class V>
+VOREL_INLINE bool all_finite(const float* data, std::size_t count) {
+    V sum{};
+    for (std::size_t k = 0; k < count; ++k) {
+        V re, im;
+        kFrames.load(data, k, re, im);
+        sum = sum + (re - re) + (im - im);
+    }
+    float lanes[simd::kLanes<V>];
+    simd::store(lanes, sum);
+    for (float v : lanes)
+        if (v != v) return false;
+    return true;
+}
+
+// Mixed-radix lengths in the short form (powers of two run the plain stages): the forward
+// transform of real input, bins 0 .. n/2, or the inverse, real parts only; nullptr when the
+// shortcuts may have changed a bit.
+template <class V, bool Inverse>
+VOREL_INLINE float* short_lanes(float* data, float* spare, std::size_t n, const float* table) {
+    if (is_pow2(static_cast<int>(n))) return transform_lanes<V>(data, spare, n, table, Inverse);
+    bool leaf = true, finite = true;
+    float* result = mixed_radix_steps(
+        data, spare, n, [&](float* in, float* out, std::size_t q, std::size_t len) VOREL_INLINE_LAMBDA {
+            const bool last = q * len == n;
+            if constexpr (Inverse) {
+                if (last) finite = all_finite<V>(in, n);
+                if (!finite) return;
+                last ? combine_short_any<V, Short::real_out>(in, out, n, q, len, table, n)
+                     : combine_short_any<V, Short::complex_in>(in, out, n, q, len, table, q * len);
+            } else {
+                const std::size_t x_end = last ? n / 2 + 1 : q * len;
+                leaf ? combine_short_any<V, Short::real_in>(in, out, n, q, len, table, x_end)
+                     : combine_short_any<V, Short::complex_in>(in, out, n, q, len, table, x_end);
+            }
+            leaf = false;
+        });
+    if constexpr (Inverse) {
+        if (!finite) return nullptr;
+        const V length = simd::broadcast<V>(static_cast<float>(n));
+        for (std::size_t k = 0; k < n; ++k) {
+            float* p = result + kLaneStride * k;
+            simd::store(p, simd::load<V>(p) / length);
+        }
+        return result;
+    } else {
+        return all_finite<V>(result, n / 2 + 1) ? result : nullptr;
+    }
+}
+
+template <class V, bool Inverse>
+VOREL_INLINE float* short_frames(float* data, float* spare, std::size_t n, const float* table) {
+    float* result = nullptr;
+    for (std::size_t l = 0; l < kFrameLanes; l += simd::kLanes<V>) {
+        float* r = short_lanes<V, Inverse>(data + l, spare + l, n, table);
+        if (r == nullptr) return nullptr;
+        result = r - l;
+    }
+    return result;
+}
+
+using ShortFn = float* (*)(float*, float*, std::size_t, const float*, bool);
+
+float* short_scalar(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
+    return inverse ? short_frames<float, true>(data, spare, n, table)
+                   : short_frames<float, false>(data, spare, n, table);
+}
+
+VOREL_TARGET_SSE2 float* short_sse2(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
+    return inverse ? short_frames<simd::float4, true>(data, spare, n, table)
+                   : short_frames<simd::float4, false>(data, spare, n, table);
+}
+
+VOREL_TARGET_AVX2 float* short_avx2(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
+    return inverse ? short_frames<simd::float8, true>(data, spare, n, table)
+                   : short_frames<simd::float8, false>(data, spare, n, table);
+}
+
+constexpr simd::IsaBuilds<ShortFn> kShortBuilds{short_scalar, short_sse2, short_avx2, nullptr};
+
 using LanesFn = float* (*)(float*, float*, std::size_t, const float*, bool);
 
 float* lanes_scalar(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
@@ -96,6 +273,16 @@ std::size_t lane_work_bytes(std::size_t n) { return (2 * n + 2 * kLaneStride * n
 float* fft_lanes(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table, bool inverse,
                  simd::Isa isa) {
     return kBuilds(isa)(data, spare, plan.n, table.data(), inverse);
+}
+
+float* fft_lanes_real_half(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table,
+                           simd::Isa isa) {
+    return kShortBuilds(isa)(data, spare, plan.n, table.data(), false);
+}
+
+float* ifft_lanes_real(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table,
+                       simd::Isa isa) {
+    return kShortBuilds(isa)(data, spare, plan.n, table.data(), true);
 }
 
 }  // namespace vorel::audio

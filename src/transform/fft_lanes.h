@@ -41,4 +41,16 @@ std::size_t lane_work_bytes(std::size_t n);
 float* fft_lanes(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table, bool inverse,
                  simd::Isa isa = simd::best_isa());
 
+// The forward transform of real frames (their imaginary parts are taken as +0.0 and not read)
+// with the bits of fft_lanes in bins 0 .. n/2; the bins above are left undefined. It skips
+// work that provably changes no bit while all values stay finite; when a computed bin is not
+// finite it returns nullptr, and the caller reloads the frames and runs fft_lanes.
+float* fft_lanes_real_half(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table,
+                           simd::Isa isa = simd::best_isa());
+
+// The inverse transform (divided by n) with the bits of fft_lanes in the real parts of every
+// output; the imaginary parts are left undefined. Returns nullptr in the same way.
+float* ifft_lanes_real(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table,
+                       simd::Isa isa = simd::best_isa());
+
 }  // namespace vorel::audio

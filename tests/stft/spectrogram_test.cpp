@@ -129,8 +129,11 @@ TEST_P(ShortTimeLevels, EqualTheScalarPathBitForBit) {
                                           center, power, norm});
                 }
     expect_level_matches({4000, 400, 600, 400, 2, 0, 1, 2.0f, 1});
+    // A long frame: fewer groups of cells per row run, 101 frames in three runs and a tail.
+    expect_level_matches({4000, 2000, 40, 2000, 1, 0, 1, 0.0f, 0});
     x[100] = kInf, x[1700] = std::numeric_limits<float>::quiet_NaN(), x[2500] = -kInf;
-    for (float power : {0.0f, 2.0f}) expect_level_matches({4000, 512, 160, 512, 2, 0, 1, power, 1});
+    for (int fft_n : {512, 400})
+        for (float power : {0.0f, 2.0f}) expect_level_matches({4000, fft_n, 160, fft_n, 2, 0, 1, power, 1});
 }
 
 TEST(Spectrogram, NoFrameWritesNothingAndNaNPowerActsAsZero) {
