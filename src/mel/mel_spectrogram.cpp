@@ -206,7 +206,7 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
                 const float* b = lanes->bin(k);
                 simd::interleave(pairs + 2 * kFrameLanes * k, b, b + kFrameLanes, kFrameLanes);
             }
-            complex_norm_1d_core(mag, pairs, static_cast<int>(kFrameLanes * bins), power);
+            complex_norm_array(mag, pairs, kFrameLanes * bins, power, isa);
             bands_of_lanes(dst + t, frames, mag, bins, fb, spans);
         },
         [&](std::size_t t) {

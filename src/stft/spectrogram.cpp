@@ -119,6 +119,7 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
     ws.require_fits();
     const std::vector<float>& fft_table = FftTable::instance().ref_table(fft_n);
     const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
+    if (power > 0.0f) complex_norm_prepare();
     ws.allocate();
     std::optional<SpectrumLanes> lanes;
     if (split.lanes()) lanes.emplace(ws, lane_parts, fft_n, fft_table, window, norm_type, isa);
@@ -134,17 +135,16 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
             lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
             for (std::size_t k = 0; k < freq_n; ++k) {
                 const float* b = lanes->bin(k);
-                float* cells = rows + k * run + g * 2 * kFrameLanes;
-                if (power > 0.0f)
-                    for (std::size_t l = 0; l < kFrameLanes; ++l)
-                        store_cell(cells + 2 * l, b[l], b[kFrameLanes + l], power);
-                else
-                    simd::interleave(cells, b, b + kFrameLanes, kFrameLanes);
+                simd::interleave(rows + k * run + g * 2 * kFrameLanes, b, b + kFrameLanes, kFrameLanes);
             }
             if (g + 1 < groups && t + kFrameLanes < split.grouped) return;
             const std::size_t first = t - g * kFrameLanes, floats = (g + 1) * 2 * kFrameLanes;
-            for (std::size_t k = 0; k < freq_n; ++k)
+            for (std::size_t k = 0; k < freq_n; ++k) {
+                // The norms of a bin's whole run in one call of the norm's own path, which
+                // skips or vectorises powf where that gives powf's bits.
+                if (power > 0.0f) complex_norm_pairs(rows + k * run, floats / 2, power, isa);
                 simd::copy_streaming(dst + k * stride + 2 * first, rows + k * run, floats);
+            }
             simd::stream_fence();
         },
         [&](std::size_t t) {
