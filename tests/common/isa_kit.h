@@ -18,7 +18,7 @@ namespace vorel::audio::testing {
 // then runs once per level, GetParam() naming it.
 class EachIsa : public ::testing::TestWithParam<simd::Isa> {};
 
-#define VOREL_FOR_EACH_ISA(Fixture)                                                          \
+#define VOREL_FOR_EACH_ISA(Fixture)                                                                     \
     INSTANTIATE_TEST_SUITE_P(Isa, Fixture, ::testing::ValuesIn(::vorel::audio::simd::supported_isas()), \
                              [](const auto& info) { return std::string(::vorel::audio::simd::isa_name(info.param)); })
 
@@ -28,8 +28,8 @@ template <class T>
     using Bits = std::conditional_t<sizeof(T) == 8, std::uint64_t, std::uint32_t>;
     for (std::size_t i = 0; i < n; ++i) {
         if (std::bit_cast<Bits>(got[i]) != std::bit_cast<Bits>(want[i]))
-            return ::testing::AssertionFailure() << "first difference at " << i << " of " << n << ": " << got[i]
-                                                 << " against " << want[i];
+            return ::testing::AssertionFailure()
+                   << "first difference at " << i << " of " << n << ": " << got[i] << " against " << want[i];
     }
     return ::testing::AssertionSuccess();
 }

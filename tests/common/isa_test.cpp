@@ -13,7 +13,7 @@ TEST(Isa, CapOnlyLowers) {
         const char* cap;
         Isa want;
     } cases[] = {
-        {Isa::avx512, nullptr, Isa::avx512}, {Isa::avx512, "avx2", Isa::avx2},  {Isa::avx512, "scalar", Isa::scalar},
+        {Isa::avx512, nullptr, Isa::avx512}, {Isa::avx512, "avx2", Isa::avx2},   {Isa::avx512, "scalar", Isa::scalar},
         {Isa::sse2, "avx512", Isa::sse2},    {Isa::avx2, "AVX2", Isa::avx2},     {Isa::avx2, "", Isa::avx2},
         {Isa::avx2, "sse2", Isa::sse2},      {Isa::scalar, "sse2", Isa::scalar},
     };

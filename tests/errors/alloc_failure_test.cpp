@@ -36,18 +36,22 @@ void* allocate(std::size_t n, std::size_t align) {
     return p;
 }
 
+void* allocate_or_null(std::size_t n) noexcept {
+    try {
+        return allocate(n, 0);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
 }  // namespace
 
 void* operator new(std::size_t n) { return allocate(n, 0); }
 void* operator new[](std::size_t n) { return allocate(n, 0); }
 void* operator new(std::size_t n, std::align_val_t a) { return allocate(n, static_cast<std::size_t>(a)); }
 void* operator new[](std::size_t n, std::align_val_t a) { return allocate(n, static_cast<std::size_t>(a)); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
-    try { return allocate(n, 0); } catch (...) { return nullptr; }
-}
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept {
-    try { return allocate(n, 0); } catch (...) { return nullptr; }
-}
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return allocate_or_null(n); }
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return allocate_or_null(n); }
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
@@ -69,28 +73,28 @@ struct Row {
     std::vector<float> f;
 };
 const Row kRows[] = {
-    {{1000}, {}},                                      // FFT: a mixed-radix length
-    {{1536}, {}},                                      // IFFT
-    {{1234, 2}, {}},                                   // GetWindow
-    {{1000, 64, 16, 1}, {}},                           // GetFrameLen
-    {{700, 120, 50, 100, 1, 16, 1, 1}, {2.0f}},  // GetSpectrogram
-    {{10, 61, 30, 1}, {}},                             // GetSampleLen
-    {{9, 61, 30, 110, 2, 400, 1, 2}, {}},              // GetInverseSpectrogram
-    {{77, 9, 11025, 1, 1}, {0.0f, 5000.0f}},           // GetFBMatrix
+    {{1000}, {}},                                                                  // FFT: a mixed-radix length
+    {{1536}, {}},                                                                  // IFFT
+    {{1234, 2}, {}},                                                               // GetWindow
+    {{1000, 64, 16, 1}, {}},                                                       // GetFrameLen
+    {{700, 120, 50, 100, 1, 16, 1, 1}, {2.0f}},                                    // GetSpectrogram
+    {{10, 61, 30, 1}, {}},                                                         // GetSampleLen
+    {{9, 61, 30, 110, 2, 400, 1, 2}, {}},                                          // GetInverseSpectrogram
+    {{77, 9, 11025, 1, 1}, {0.0f, 5000.0f}},                                       // GetFBMatrix
     {{3000, 11025, 200, 60, 190, 2, 64, 1, 1, 11, 1, 0}, {2.0f, 30.0f, 5000.0f}},  // GetMelSpectrogram
-    {{41, 13, 7}, {}},                                 // ConvertToMel
-    {{300, 280, 4, 3, 3}, {}},                         // LinerFilter
-    {{5, 6, 4}, {}},                                   // GetLinerFilterZiCoef
-    {{300, 280, 4, 3, 1, 20}, {}},                     // FilterFilter
-    {{22050, 999, 11025}, {}},                         // GetResampleLen
-    {{7, 400, 3, 180}, {}},                            // Resample: a pair of its own
-    {{333}, {1.5f}},                                   // ComplexNorm
-    {{17, 19, 1}, {0.5f}},                             // MagPhase
-    {{321}, {70.0f}},                                  // ConvertPowerToDB
-    {{322}, {}},                                       // Standardize
-    {{323}, {}},                                       // Log1p
-    {{3000, 100, 25}, {40.0f}},                        // GetNonSilentPos
-    {{11, 20, 13}, {-1.0f}},                           // FixFrameLen
+    {{41, 13, 7}, {}},                                                             // ConvertToMel
+    {{300, 280, 4, 3, 3}, {}},                                                     // LinerFilter
+    {{5, 6, 4}, {}},                                                               // GetLinerFilterZiCoef
+    {{300, 280, 4, 3, 1, 20}, {}},                                                 // FilterFilter
+    {{22050, 999, 11025}, {}},                                                     // GetResampleLen
+    {{7, 400, 3, 180}, {}},                                                        // Resample: a pair of its own
+    {{333}, {1.5f}},                                                               // ComplexNorm
+    {{17, 19, 1}, {0.5f}},                                                         // MagPhase
+    {{321}, {70.0f}},                                                              // ConvertPowerToDB
+    {{322}, {}},                                                                   // Standardize
+    {{323}, {}},                                                                   // Log1p
+    {{3000, 100, 25}, {40.0f}},                                                    // GetNonSilentPos
+    {{11, 20, 13}, {-1.0f}},                                                       // FixFrameLen
 };
 
 struct Call {
@@ -133,7 +137,8 @@ std::vector<std::vector<std::uint32_t>> fresh_process_outputs(const Fn& fn, cons
         Call c(fn, row);
         const int status = c.run(0);
         bool ok = write(fds[1], &status, sizeof status) == sizeof status;
-        for (const auto& b : c.bufs) ok = ok && write(fds[1], b.data(), b.size() * 4) == static_cast<ssize_t>(b.size() * 4);
+        for (const auto& b : c.bufs)
+            ok = ok && write(fds[1], b.data(), b.size() * 4) == static_cast<ssize_t>(b.size() * 4);
         _exit(ok ? 0 : 1);
     }
     close(fds[1]);

@@ -27,7 +27,9 @@ public:
         mprotect(p_, kHeadFloats * sizeof(float), PROT_READ | PROT_WRITE);
         for (std::size_t i = 0; i < kHeadFloats; ++i) p_[i] = std::sin(0.01f * static_cast<float>(i)) + 0.1f;
     }
-    ~HugeSignal() { if (p_ != nullptr) munmap(p_, bytes_); }
+    ~HugeSignal() {
+        if (p_ != nullptr) munmap(p_, bytes_);
+    }
     const float* get() const { return p_; }
 
 private:
@@ -73,10 +75,30 @@ const std::vector<Row>& rows() {
          1000},
         {"mel spectrogram, first frame only", 0, 8,
          [](const float* s, int n, float* o) {
-             return vorelAudioGetMelSpectrogram(o, s, n, 16000, 64, INT_MAX / 2, 64, 1, 1, 1, 2.0f, 1, 0.0f, 8000.0f,
-                                                8, 0, 0);
+             return vorelAudioGetMelSpectrogram(o, s, n, 16000, 64, INT_MAX / 2, 64, 1, 1, 1, 2.0f, 1, 0.0f, 8000.0f, 8,
+                                                0, 0);
          },
          1000},
+        // Refused before anything is read or written: the output here is the guard zone alone.
+        {"transform of INT_MAX points", -5, 0, [](const float* s, int n, float* o) { return vorelAudioFFT(o, s, n); }},
+        {"inverse transform of INT_MAX points", -5, 0,
+         [](const float* s, int n, float* o) { return vorelAudioIFFT(o, s, n); }},
+        {"resample to a rate of its own, INT_MAX outputs", -5, 0,
+         [](const float* s, int n, float* o) { return vorelAudioResample(o, s, 4067209, n, 1, n); }},
+        {"zero-phase filter padding past int", VOREL_STATUS_UNKNOWN_ERROR, 0,
+         [](const float* s, int n, float* o) {
+             return vorelAudioFilterFilter(o, s, s, s, n, 2, 3, 3, VOREL_AUDIO_PAD_TYPE_ODD, n / 2);
+         }},
+        // hop 0: no frame, so neither the signal nor the output is looked at.
+        {"spectrogram, hop 0", 0, 0,
+         [](const float* s, int n, float* o) {
+             return vorelAudioGetSpectrogram(o, s, n, 64, 0, 64, 1, 65536, 1, 2.0f, 1);
+         }},
+        {"mel spectrogram, hop 0", 0, 0,
+         [](const float* s, int n, float* o) {
+             return vorelAudioGetMelSpectrogram(o, s, n, 16000, 64, 0, 64, 1, 65536, 1, 2.0f, 1, 0.0f, 8000.0f, 8, 0,
+                                                0);
+         }},
         {"non-silent, hop 0", 0, 2,
          [](const float* s, int n, float* o) {
              return vorelAudioGetNonSilentPos(reinterpret_cast<int*>(o), reinterpret_cast<int*>(o) + 1, s, n, 16, 0,
@@ -89,8 +111,8 @@ const std::vector<Row>& rows() {
          }},
         {"non-silent, windows of 2048 every 512", -5, 2,
          [](const float* s, int n, float* o) {
-             return vorelAudioGetNonSilentPos(reinterpret_cast<int*>(o), reinterpret_cast<int*>(o) + 1, s, n, 2048,
-                                              512, 60.0f);
+             return vorelAudioGetNonSilentPos(reinterpret_cast<int*>(o), reinterpret_cast<int*>(o) + 1, s, n, 2048, 512,
+                                              60.0f);
          }},
         {"non-silent, one window of the whole signal per sample", -5, 2,
          [](const float* s, int n, float* o) {

@@ -1,7 +1,6 @@
-// Fitting a spectrogram to a frame count: cutting, filling, plain copy, and the checks.
+// Fitting a spectrogram to a frame count: cutting, filling, plain copy, and NaN fill.
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cmath>
 #include <vector>
 
@@ -22,15 +21,9 @@ TEST(FixFrameLen, EveryShapeMatchesTheElementDefinition) {
             }
 }
 
-TEST(FixFrameLenChecks, InOrderWithTheOutputUntouched) {
+TEST(FixFrameLen, NaNPads) {
     const std::vector<float> src(6, 1.0f);
     std::vector<float> dst(6, -1.0f);
-    EXPECT_EQ(vorelAudioFixFrameLen(nullptr, src.data(), 2, 3, 3, 0.0f), -1);
-    EXPECT_EQ(vorelAudioFixFrameLen(dst.data(), nullptr, 2, 3, 3, 0.0f), -1);
-    EXPECT_EQ(vorelAudioFixFrameLen(dst.data(), src.data(), INT_MIN, 3, 3, 0.0f), -1);
-    EXPECT_EQ(vorelAudioFixFrameLen(dst.data(), src.data(), 2, 0, 3, 0.0f), -1);
-    EXPECT_EQ(vorelAudioFixFrameLen(dst.data(), src.data(), 2, 3, -3, 0.0f), -1);
-    EXPECT_EQ(dst, std::vector<float>(6, -1.0f));
-    EXPECT_EQ(vorelAudioFixFrameLen(dst.data(), src.data(), 1, 3, 1, NAN), 0);  // NaN pads
+    EXPECT_EQ(vorelAudioFixFrameLen(dst.data(), src.data(), 1, 3, 1, NAN), 0);
     EXPECT_TRUE(dst[0] == 1.0f && std::isnan(dst[1]) && std::isnan(dst[2]));
 }

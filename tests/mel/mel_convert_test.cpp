@@ -1,9 +1,8 @@
 // The filter bank product on spectra: agreement with a double reference, the span-skipping paths
-// against plain full sums bit for bit (with non-finite values), and the exported checks.
+// against plain full sums bit for bit (with non-finite values).
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -36,7 +35,8 @@ std::vector<float> flat(const MelMatrix& fb) {
     return out;
 }
 
-std::vector<float> convert(const std::vector<float>& src, const std::vector<float>& fb, int freq_n, int frame_n, int mel_n) {
+std::vector<float> convert(const std::vector<float>& src, const std::vector<float>& fb, int freq_n, int frame_n,
+                           int mel_n) {
     std::vector<float> out(static_cast<std::size_t>(mel_n) * frame_n, -3.0f);
     EXPECT_EQ(vorelAudioConvertToMel(out.data(), src.data(), fb.data(), freq_n, frame_n, mel_n), 0);
     return out;
@@ -45,10 +45,10 @@ std::vector<float> convert(const std::vector<float>& src, const std::vector<floa
 }  // namespace
 
 TEST(BandSpans, CoverEveryWeightThatIsNotZero) {
-    const float rows[] = {0,    -0.0f, 0.5f, 0, 0.25f, 0,         // span 2..5, inner zero kept
-                          0,    0,     0,    0, 0,     0,         // empty
-                          kNaN, 0,     0,    0, 0,     -0.0f,     // a NaN weight counts
-                          0,    0,     0,    0, 0,     1e-40f};   // a subnormal counts
+    const float rows[] = {0,    -0.0f, 0.5f, 0, 0.25f, 0,        // span 2..5, inner zero kept
+                          0,    0,     0,    0, 0,     0,        // empty
+                          kNaN, 0,     0,    0, 0,     -0.0f,    // a NaN weight counts
+                          0,    0,     0,    0, 0,     1e-40f};  // a subnormal counts
     const std::vector<BandSpan> s = band_spans(rows, 4, 6);
     ASSERT_EQ(s.size(), 4u);
     const std::size_t want[][2] = {{2, 5}, {s[1].begin, s[1].begin}, {0, 1}, {5, 6}};
@@ -87,7 +87,8 @@ TEST(MelProduct, SpanSkippingEqualsFullSumsBitForBit) {
             for (int t = 0; t < frame_n; ++t)
                 for (int m = 0; m < mel_n; ++m) {
                     float acc = 0.0f;
-                    for (int k = 0; k < freq_n; ++k) acc = acc + src[static_cast<std::size_t>(k) * frame_n + t] * w[m * freq_n + k];
+                    for (int k = 0; k < freq_n; ++k)
+                        acc = acc + src[static_cast<std::size_t>(k) * frame_n + t] * w[m * freq_n + k];
                     plain[static_cast<std::size_t>(m) * frame_n + t] = acc;
                 }
             SCOPED_TRACE(testing::Message() << "frames " << frame_n << " poison " << poison);
@@ -107,20 +108,4 @@ TEST(MelProduct, SpanSkippingEqualsFullSumsBitForBit) {
     // Weights of -0.0 times negative values: every product is +0, and so is each sum.
     for (float v : convert(std::vector<float>(15, -1.0f), std::vector<float>(10, -0.0f), 5, 3, 2))
         EXPECT_EQ(std::bit_cast<std::uint32_t>(v), 0u);
-}
-
-TEST(ConvertToMelCall, ChecksRefuseInOrderAndLeaveOutputAlone) {
-    std::vector<float> out(16, 9.0f), src(64, 1.0f), fb(64, 1.0f);
-    float* d = out.data();
-    const float *s = src.data(), *f = fb.data();
-    EXPECT_EQ(vorelAudioConvertToMel(nullptr, s, f, 4, 2, 2), VOREL_STATUS_INVALID_ARGUMENT);
-    EXPECT_EQ(vorelAudioConvertToMel(d, nullptr, f, 4, 2, 2), VOREL_STATUS_INVALID_ARGUMENT);
-    EXPECT_EQ(vorelAudioConvertToMel(d, s, nullptr, 4, 2, 2), VOREL_STATUS_INVALID_ARGUMENT);
-    // freq_n, mel_n (at least 1, below freq_n), then frame_n last, after the shape of the bank.
-    const int bad[][3] = {{0, 2, 2}, {4, 2, 0}, {4, 2, 4}, {4, 0, 2}, {4, -3, 2}, {INT_MIN, INT_MIN, INT_MIN}, {INT_MAX, 0, INT_MAX}};
-    for (const auto& b : bad) EXPECT_EQ(vorelAudioConvertToMel(d, s, f, b[0], b[1], b[2]), -1);
-    EXPECT_EQ(out, std::vector<float>(16, 9.0f));
-    EXPECT_EQ(vorelAudioConvertToMel(d, s, f, 4, 2, 3), 0);
-    EXPECT_EQ(out[0], 4.0f);
-    EXPECT_EQ(out[6], 9.0f);
 }

@@ -1,5 +1,5 @@
 // Mel scales at their break points, the worked filter bank, banks no bin falls into, the bank
-// cache (key order, sharing across threads) and the exported filter bank call. Typical banks are
+// cache (key order, sharing across threads) and banks too large to build. Typical banks are
 // held to torchaudio by the Python tests.
 #include <gtest/gtest.h>
 
@@ -44,7 +44,8 @@ TEST(MelScale, SlaneyBreakPointsAreExactAndAsymmetric) {
 }
 
 TEST(FilterBank, WorkedCaseAndBanksWithoutBins) {
-    const std::vector<float> slaney = get_bank(5, 0.0f, 8000.0f, 2, 16000, 0, 0), htk = get_bank(5, 0.0f, 8000.0f, 2, 16000, 0, 1);
+    const std::vector<float> slaney = get_bank(5, 0.0f, 8000.0f, 2, 16000, 0, 0),
+                             htk = get_bank(5, 0.0f, 8000.0f, 2, 16000, 0, 1);
     const float want_slaney[] = {0, 0.4569f, 0, 0, 0, 0, 0.5431f, 0.7747f, 0.3873f, 0};
     const float want_htk[] = {0, 0.4947f, 0, 0, 0, 0, 0.5053f, 0.8090f, 0.4045f, 0};
     for (int i = 0; i < 10; ++i) {
@@ -74,9 +75,10 @@ TEST(FilterBankCache, KeysOrderFieldByFieldAndEntriesAreSharedAcrossThreads) {
     const MelFilterBankParam lower_freq{99, 1e9f, 20.0f, 5, 16000, 0, true};  // an earlier field decides
     const MelFilterBankParam later_rate{100, 10.0f, 20.0f, 5, 16001, -5, false};
     const MelFilterBankParam negative_norm{100, 10.0f, 20.0f, 5, 16000, -1, false};  // ints compare signed
-    const MelFilterBankParam htk{100, 10.0f, 20.0f, 5, 16000, 0, true};  // the bool last, false first
-    const MelFilterBankParam nan_more{100, 10.0f, kNaN, 4, 16000, 0, false};  // a NaN sorts after every number
-    const MelFilterBankParam neg_zero{100, -0.0f, 20.0f, 5, 16000, 0, false}, zero{100, 0.0f, 20.0f, 5, 16000, 0, false};
+    const MelFilterBankParam htk{100, 10.0f, 20.0f, 5, 16000, 0, true};              // the bool last, false first
+    const MelFilterBankParam nan_more{100, 10.0f, kNaN, 4, 16000, 0, false};         // a NaN sorts after every number
+    const MelFilterBankParam neg_zero{100, -0.0f, 20.0f, 5, 16000, 0, false},
+        zero{100, 0.0f, 20.0f, 5, 16000, 0, false};
     EXPECT_TRUE(lower_freq < base && !(base < lower_freq));
     EXPECT_TRUE(base < later_rate && negative_norm < base && base < htk && !(htk < base));
     EXPECT_TRUE(base < nan_more && !(nan_more < base) && !(base < base));
@@ -102,7 +104,8 @@ TEST(FilterBankCache, KeysOrderFieldByFieldAndEntriesAreSharedAcrossThreads) {
     std::vector<const MelMatrix*> seen(6);
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < seen.size(); ++i)
-        threads.emplace_back([&seen, i] { seen[i] = &MFBTable::instance().ref_table(513, 0.0f, 11025.0f, 96, 22050, 1, i % 2); });
+        threads.emplace_back(
+            [&seen, i] { seen[i] = &MFBTable::instance().ref_table(513, 0.0f, 11025.0f, 96, 22050, 1, i % 2); });
     for (std::thread& th : threads) th.join();
     for (std::size_t i = 2; i < seen.size(); ++i) EXPECT_EQ(seen[i], seen[i % 2]);
     EXPECT_NE(seen[0], seen[1]);
@@ -131,7 +134,8 @@ TEST(FilterBankCache, NanLimitsNeverReachAnotherCallsBank) {
     };
     const auto got = [](const Shape& s) {
         std::vector<std::uint32_t> flat;
-        for (float w : get_bank(s.freq_n, s.f_min, s.f_max, s.mel_n, s.rate, s.norm, s.formula)) flat.push_back(bits(w));
+        for (float w : get_bank(s.freq_n, s.f_min, s.f_max, s.mel_n, s.rate, s.norm, s.formula))
+            flat.push_back(bits(w));
         return flat;
     };
     for (const Shape& s : shapes) EXPECT_EQ(got(s), built(s)) << s.freq_n << ' ' << s.f_min << ' ' << s.f_max;
@@ -147,24 +151,10 @@ TEST(FilterBankCache, NanLimitsNeverReachAnotherCallsBank) {
     EXPECT_EQ(got({129, 300, 4000, 16, 16000, 0, 0}), built({129, 300, 4000, 16, 16000, 0, 0}));
 }
 
-TEST(FilterBankCall, ChecksRefuseInOrderAndLeaveOutputAlone) {
+// The refusals of bad values are swept with every exported function's in tests/errors.
+TEST(FilterBankCall, BanksBeyondMemoryAreRefusedBeforeTheyAreBuilt) {
     std::vector<float> out(64, 3.5f);
     float* d = out.data();
-    EXPECT_EQ(vorelAudioGetFBMatrix(nullptr, 0, -1.0f, -1.0f, 0, 0, 7, 7), VOREL_STATUS_INVALID_ARGUMENT);
-    struct Args {
-        int freq_n;
-        float f_min, f_max;
-        int mel_n, rate, norm, formula;
-    };
-    // Each row fails at one step with all later arguments valid, then mixes of bad ones.
-    const Args bad[] = {{0, 0, 8000, 2, 16000, 0, 0},   {-5, 0, 8000, 2, 16000, 0, 0},  {9, -1, 8000, 2, 16000, 0, 0},
-                        {9, 0, -0.5f, 2, 16000, 0, 0},  {9, 100, 100, 2, 16000, 0, 0},  {9, 200, 100, 2, 16000, 0, 0},
-                        {9, 0, 8000, 0, 16000, 0, 0},   {9, 0, 8000, 9, 16000, 0, 0},   {9, 0, 8000, 2, 0, 0, 0},
-                        {9, 0, 8000, 2, 16000, 2, 0},   {9, 0, 8000, 2, 16000, -1, 0},  {9, 0, 8000, 2, 16000, 0, 2},
-                        {9, 0, 8000, 2, 0, 5, 5},       {INT_MAX, 0, 8000, INT_MAX, INT_MAX, 0, 0}};
-    for (const Args& a : bad)
-        EXPECT_EQ(vorelAudioGetFBMatrix(d, a.freq_n, a.f_min, a.f_max, a.mel_n, a.rate, a.norm, a.formula), -1);
-    // Banks beyond memory are refused before they are built.
     EXPECT_EQ(vorelAudioGetFBMatrix(d, INT_MAX, 0.0f, 8000.0f, INT_MAX - 1, 16000, 0, 0), VOREL_STATUS_OUT_OF_MEMORY);
     EXPECT_EQ(vorelAudioGetFBMatrix(d, 1 << 20, 0.0f, 8000.0f, 1 << 19, 16000, 1, 1), VOREL_STATUS_OUT_OF_MEMORY);
     EXPECT_EQ(out, std::vector<float>(64, 3.5f));

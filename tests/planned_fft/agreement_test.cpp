@@ -6,6 +6,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "planned_fft/bluestein.h"
 #include "planned_fft/cooley_tukey.h"
 #include "planned_fft/direct_dft.h"
 #include "planned_fft/fft.h"
@@ -34,6 +35,9 @@ TYPED_TEST(PlansTyped, AgreeWithDoubleTransformBothWays) {
     };
     std::vector<unsigned> pow2;
     for (unsigned n = 2; n <= 65536; n *= 2) pow2.push_back(n);
+    const auto bluestein = [](unsigned n, bool f) {
+        return f ? PlanPtr(new fft::BluesteinFFTImpl(n)) : PlanPtr(new fft::BluesteinIFFTImpl(n, true));
+    };
     const Family families[] = {
         {[](unsigned n, bool f) {
              return f ? PlanPtr(new fft::DFTImpl(n, n)) : PlanPtr(new fft::IDFTImpl(n, n, true));
@@ -47,6 +51,9 @@ TYPED_TEST(PlansTyped, AgreeWithDoubleTransformBothWays) {
          },
          {6, 9, 10, 12, 15, 18, 21, 22, 25, 30, 35, 45, 49, 60, 100, 360, 1000, 3072, 4725},
          1e-5},
+        // The chirp plans while their chirp holds.
+        {bluestein, {1, 2, 3, 4, 5, 6, 7}, 5e-6},
+        {bluestein, {8, 9, 10, 11}, 5e-5},
         // The choosing facade: hard-coded kernels below 6, the chirp for 7 and 11 (good to
         // about 1e-6 and 5e-6), the others above.
         {[](unsigned n, bool f) { return FFT(n, f).plan(); }, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, 1e-5},

@@ -1,5 +1,5 @@
-// Test helpers for the planned engine: a double-precision transform, random inputs of the
-// three element types, and bit-level comparisons.
+// Test helpers for the planned engine: the shared double-precision transform over the three
+// element types, random inputs of those types, and bit-level comparisons.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "common/dft_reference.h"
 #include "planned_fft/plan.h"
 
 namespace vorel::audio::qentor::test {
@@ -24,34 +25,12 @@ inline Cd as_double(int16_t v) { return Cd(v, 0); }
 inline Cd as_double(float v) { return Cd(v, 0); }
 inline Cd as_double(Complex v) { return Cd(v.re, v.im); }
 
-// Decimation in time in double over the smallest prime factor, direct evaluation for a prime
-// length; roots from the library cosine and sine with the index reduced exactly.
-inline std::vector<Cd> transform(const std::vector<Cd>& x, double sign) {
-    const size_t n = x.size();
-    size_t p = 2;
-    while (p * p <= n && n % p != 0) ++p;
-    auto root = [n, sign](size_t e) { return std::polar(1.0, sign * 2.0 * M_PI * double(e % n) / n); };
-    std::vector<Cd> out(n);
-    if (n < 2 || p * p > n) {
-        for (size_t k = 0; k < n; ++k)
-            for (size_t j = 0; j < n; ++j) out[k] += x[j] * root(j * k);
-        return out;
-    }
-    const size_t m = n / p;
-    std::vector<std::vector<Cd>> parts(p, std::vector<Cd>(m));
-    for (size_t j = 0; j < n; ++j) parts[j % p][j / p] = x[j];
-    for (auto& part : parts) part = transform(part, sign);
-    for (size_t k = 0; k < n; ++k)
-        for (size_t r = 0; r < p; ++r) out[k] += parts[r][k % m] * root(r * k);
-    return out;
-}
-
 // X[k] = sum_j x[j] exp(-+2 pi i j k / n), scaled by 1/n for the inverse.
 template <class T>
 std::vector<Cd> reference_dft(const std::vector<T>& x, bool forward) {
     std::vector<Cd> in(x.size());
     for (size_t i = 0; i < x.size(); ++i) in[i] = as_double(x[i]);
-    std::vector<Cd> out = transform(in, forward ? -1.0 : 1.0);
+    std::vector<Cd> out = vorel::audio::testing::dft(in, forward ? -1 : 1);
     if (!forward)
         for (Cd& v : out) v /= double(x.size());
     return out;

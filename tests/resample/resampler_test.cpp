@@ -1,10 +1,9 @@
 // The converter against a direct time-domain convolution and worked values, every lane path
-// against the plain walk to the bit, output lengths, overlap of dst and src, and the checks.
+// against the plain walk to the bit, output lengths, overlap of dst and src, and extreme rates.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <climits>
 #include <cmath>
 #include <cstring>
@@ -187,40 +186,18 @@ TEST(ResampleConcurrency, FirstUseFromManyThreadsGivesOneFilterAndOneResult) {
     }
 }
 
-TEST(ResampleChecks, RefuseInOrderAndWriteNothing) {
-    int n = -3;
-    EXPECT_EQ(vorelAudioGetResampleLen(nullptr, 0, 0, 0), -1);
-    // The last three have lengths beyond int.
-    for (const auto& a : {std::array{0, 10, 16000},
-                          {INT_MIN, 10, 16000},
-                          {16000, 10, 0},
-                          {16000, 10, -44100},
-                          {16000, 0, 16000},
-                          {16000, -5, 16000},
-                          {INT_MAX, 2, 1},
-                          {3, INT_MAX, 2},
-                          {INT_MAX, INT_MAX, 1}})
-        EXPECT_EQ(vorelAudioGetResampleLen(&n, a[0], a[1], a[2]), -1) << a[0] << " " << a[1] << " " << a[2];
-    EXPECT_EQ(n, -3);
-
-    const std::vector<float> x(10, 1.0f);
-    std::vector<float> y(4, -4.0f);
-    EXPECT_EQ(vorelAudioResample(nullptr, x.data(), 1, 4, 1, 10), -1);
-    EXPECT_EQ(vorelAudioResample(y.data(), nullptr, 1, 4, 1, 10), -1);
-    for (const auto& a :
-         {std::array{0, 4, 1, 10}, {1, 0, 1, 10}, {1, -4, 1, 10}, {1, 4, 0, 10}, {1, 4, 1, 0}, {1, 4, 1, INT_MIN}})
-        EXPECT_EQ(vorelAudioResample(y.data(), x.data(), a[0], a[1], a[2], a[3]), -1) << a[0] << " " << a[1];
-    EXPECT_EQ(y, std::vector<float>(4, -4.0f));
-}
-
+// The refusals of bad counts and pointers are swept with every exported function's in
+// tests/errors; here the answers that depend on the rates.
 TEST(ResampleChecks, ExtremeRates) {
+    int n = -3;
+    for (const auto& a : {std::array{INT_MAX, 2, 1}, {3, INT_MAX, 2}, {INT_MAX, INT_MAX, 1}})
+        EXPECT_EQ(vorelAudioGetResampleLen(&n, a[0], a[1], a[2]), -1) << a[0] << " " << a[1];  // beyond int
+    EXPECT_EQ(n, -3);
     const auto x = noise(64, 2);
     std::vector<float> y(8, -4.0f);
-    const auto start = std::chrono::steady_clock::now();
-    // Rates that reduce to an up near 2^30 and 2^31 end in out-of-memory at once.
+    // Rates that reduce to an up near 2^30 and 2^31 end in out-of-memory before any table is built.
     EXPECT_EQ(vorelAudioResample(y.data(), x.data(), 1073741789, 8, 2, 64), VOREL_STATUS_OUT_OF_MEMORY);
     EXPECT_EQ(vorelAudioResample(y.data(), x.data(), INT_MAX, 8, INT_MAX - 1, 64), VOREL_STATUS_OUT_OF_MEMORY);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
     EXPECT_EQ(y, std::vector<float>(8, -4.0f));
     // A huge decimation has a length of one: the first step jumps past the end, zeros follow.
     EXPECT_EQ(vorelAudioResample(y.data(), x.data(), 1, 3, INT_MAX, 50), 0);
