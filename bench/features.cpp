@@ -79,8 +79,7 @@ void BM_MagPhase(benchmark::State& state) {
     const int form = static_cast<int>(state.range(0));
     std::vector<float> mag(cells), phase((form + 1) * cells);
     for (auto _ : state) {
-        benchmark::DoNotOptimize(
-            vorelAudioMagPhase(mag.data(), phase.data(), src.data(), kFreqN, kFrameN, 1.0f, form));
+        benchmark::DoNotOptimize(vorelAudioMagPhase(mag.data(), phase.data(), src.data(), kFreqN, kFrameN, 1.0f, form));
         benchmark::ClobberMemory();
     }
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(cells));
@@ -92,9 +91,8 @@ void BM_GetNonSilentPos(benchmark::State& state) {
     const int hop_n = static_cast<int>(state.range(1));
     int start = 0, len = 0;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(vorelAudioGetNonSilentPos(&start, &len, s.data(),
-                                                           static_cast<int>(s.size()), win_n,
-                                                           hop_n, 60.0f));
+        benchmark::DoNotOptimize(
+            vorelAudioGetNonSilentPos(&start, &len, s.data(), static_cast<int>(s.size()), win_n, hop_n, 60.0f));
     }
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(s.size()));
 }
@@ -105,8 +103,8 @@ void BM_FixFrameLen(benchmark::State& state) {
     const std::vector<float> src(static_cast<std::size_t>(freq_n) * src_frame_n, 0.5f);
     std::vector<float> dst(static_cast<std::size_t>(freq_n) * dst_frame_n);
     for (auto _ : state) {
-        benchmark::DoNotOptimize(vorelAudioFixFrameLen(dst.data(), src.data(), freq_n, dst_frame_n,
-                                                       src_frame_n, -80.0f));
+        benchmark::DoNotOptimize(
+            vorelAudioFixFrameLen(dst.data(), src.data(), freq_n, dst_frame_n, src_frame_n, -80.0f));
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(dst.size()) * 4);

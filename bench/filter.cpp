@@ -29,19 +29,17 @@ struct Design {
 // Butterworth low-pass coefficients at a quarter of the Nyquist rate (cutoff 0.25),
 // and a 64-tap windowed-sinc FIR at the same cutoff.
 Design butter4() {
-    return {{0.010209480791203138f, 0.04083792316481255f, 0.061256884747218826f,
-             0.04083792316481255f, 0.010209480791203138f},
-            {1.0f, -1.9684277869385185f, 1.7358607092088867f, -0.7244708295073626f,
-             0.12038959989624451f}};
+    return {{0.010209480791203138f, 0.04083792316481255f, 0.061256884747218826f, 0.04083792316481255f,
+             0.010209480791203138f},
+            {1.0f, -1.9684277869385185f, 1.7358607092088867f, -0.7244708295073626f, 0.12038959989624451f}};
 }
 
 Design butter8() {
-    return {{0.00010791128473110382f, 0.0008632902778488306f, 0.003021515972470907f,
-             0.006043031944941814f, 0.007553789931177268f, 0.006043031944941814f,
-             0.003021515972470907f, 0.0008632902778488306f, 0.00010791128473110382f},
-            {1.0f, -3.983784273174194f, 7.536234110120898f, -8.599815064801398f,
-             6.400154060347637f, -3.1560252607305648f, 1.0016965795512833f,
-             -0.1863424776774852f, 0.015507615254986878f}};
+    return {{0.00010791128473110382f, 0.0008632902778488306f, 0.003021515972470907f, 0.006043031944941814f,
+             0.007553789931177268f, 0.006043031944941814f, 0.003021515972470907f, 0.0008632902778488306f,
+             0.00010791128473110382f},
+            {1.0f, -3.983784273174194f, 7.536234110120898f, -8.599815064801398f, 6.400154060347637f,
+             -3.1560252607305648f, 1.0016965795512833f, -0.1863424776774852f, 0.015507615254986878f}};
 }
 
 Design fir64() {
@@ -83,8 +81,8 @@ void BM_LinerFilter(benchmark::State& state) {
     Run r(state);
     std::vector<float> zi(std::max(r.nb, r.na) - 1);
     for (auto _ : state) {
-        vorelAudioLinerFilter(r.y.data(), r.x.data(), r.d.b.data(), r.d.a.data(), zi.data(), r.n,
-                              r.n, r.nb, r.na, static_cast<int>(zi.size()));
+        vorelAudioLinerFilter(r.y.data(), r.x.data(), r.d.b.data(), r.d.a.data(), zi.data(), r.n, r.n, r.nb, r.na,
+                              static_cast<int>(zi.size()));
         benchmark::DoNotOptimize(r.y.data());
     }
     state.SetItemsProcessed(state.iterations() * r.n);
@@ -94,8 +92,8 @@ void BM_FilterFilter(benchmark::State& state) {
     Run r(state);
     const int pad = static_cast<int>(state.range(2));
     for (auto _ : state) {
-        vorelAudioFilterFilter(r.y.data(), r.x.data(), r.d.b.data(), r.d.a.data(), r.n, r.n,
-                               r.nb, r.na, VOREL_AUDIO_PAD_TYPE_ODD, pad);
+        vorelAudioFilterFilter(r.y.data(), r.x.data(), r.d.b.data(), r.d.a.data(), r.n, r.n, r.nb, r.na,
+                               VOREL_AUDIO_PAD_TYPE_ODD, pad);
         benchmark::DoNotOptimize(r.y.data());
     }
     state.SetItemsProcessed(state.iterations() * r.n);

@@ -12,8 +12,7 @@ namespace {
 
 std::vector<float> signal(int n) {
     std::vector<float> x(n);
-    for (int i = 0; i < n; ++i)
-        x[i] = 0.5f * std::sin(0.031f * i) + 0.25f * std::sin(0.0007f * i * (i % 977));
+    for (int i = 0; i < n; ++i) x[i] = 0.5f * std::sin(0.031f * i) + 0.25f * std::sin(0.0007f * i * (i % 977));
     return x;
 }
 
@@ -48,9 +47,8 @@ void BM_MelSpectrogram(benchmark::State& state) {
     vorelAudioGetFrameLen(&frames, sample_n, fft_n, hop_n, 1);
     std::vector<float> out(static_cast<std::size_t>(mel_n) * frames);
     for (auto _ : state) {
-        vorelAudioGetMelSpectrogram(out.data(), x.data(), sample_n, 16000, fft_n, hop_n, fft_n, 1,
-                                    frames, 1, 2.0f, 0, 0.0f, 8000.0f, mel_n, formula == 0,
-                                    formula);
+        vorelAudioGetMelSpectrogram(out.data(), x.data(), sample_n, 16000, fft_n, hop_n, fft_n, 1, frames, 1, 2.0f, 0,
+                                    0.0f, 8000.0f, mel_n, formula == 0, formula);
         benchmark::DoNotOptimize(out.data());
     }
     state.counters["frames"] = frames;

@@ -23,14 +23,12 @@ void run(benchmark::State& state, int dst_rate, int src_rate) {
     vorelAudioGetResampleLen(&n, dst_rate, static_cast<int>(x.size()), src_rate);
     std::vector<float> y(n);
     for (auto _ : state) {
-        const int status = vorelAudioResample(y.data(), x.data(), dst_rate, n, src_rate,
-                                              static_cast<int>(x.size()));
+        const int status = vorelAudioResample(y.data(), x.data(), dst_rate, n, src_rate, static_cast<int>(x.size()));
         benchmark::DoNotOptimize(status);
         benchmark::DoNotOptimize(y.data());
     }
     state.counters["out_ns"] = benchmark::Counter(
-        static_cast<double>(n),
-        benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+        static_cast<double>(n), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 void BM_Resample(benchmark::State& state) {
@@ -48,8 +46,17 @@ void BM_GetResampleLen(benchmark::State& state) {
 }  // namespace
 
 // Registered first, one iteration each: the only call of the process that builds the pair.
-BENCHMARK(BM_Resample)->Name("Resample/first_call")->Args({16000, 44100})->Args({16000, 48000})
-    ->Args({22050, 16000})->Iterations(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Resample)->Name("Resample/warm")->Args({16000, 44100})->Args({16000, 48000})
-    ->Args({22050, 16000})->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Resample)
+    ->Name("Resample/first_call")
+    ->Args({16000, 44100})
+    ->Args({16000, 48000})
+    ->Args({22050, 16000})
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Resample)
+    ->Name("Resample/warm")
+    ->Args({16000, 44100})
+    ->Args({16000, 48000})
+    ->Args({22050, 16000})
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_GetResampleLen);

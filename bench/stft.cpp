@@ -33,8 +33,8 @@ void BM_Spectrogram(benchmark::State& state) {
         vorelAudioGetSpectrogram(dst.data(), x.data(), n, fft_n, hop_n, win_n, 1, frames, 1, power, 0);
         benchmark::DoNotOptimize(dst.data());
     }
-    state.counters["frames/s"] =
-        benchmark::Counter(static_cast<double>(frames), benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["frames/s"] = benchmark::Counter(static_cast<double>(frames),
+                                                    benchmark::Counter::kIsIterationInvariantRate);
 }
 BENCHMARK(BM_Spectrogram)
     ->Args({400, 160, 400, 0})
@@ -56,12 +56,11 @@ void BM_InverseSpectrogram(benchmark::State& state) {
     vorelAudioGetSampleLen(&sample_n, frames, freq_n, hop_n, 1);
     std::vector<float> out(sample_n);
     for (auto _ : state) {
-        vorelAudioGetInverseSpectrogram(out.data(), spectrum.data(), frames, freq_n, hop_n, fft_n, 1,
-                                        sample_n, 1, 0);
+        vorelAudioGetInverseSpectrogram(out.data(), spectrum.data(), frames, freq_n, hop_n, fft_n, 1, sample_n, 1, 0);
         benchmark::DoNotOptimize(out.data());
     }
-    state.counters["frames/s"] =
-        benchmark::Counter(static_cast<double>(frames), benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["frames/s"] = benchmark::Counter(static_cast<double>(frames),
+                                                    benchmark::Counter::kIsIterationInvariantRate);
 }
 BENCHMARK(BM_InverseSpectrogram)->Args({400, 160})->Args({512, 128})->Unit(benchmark::kMillisecond);
 

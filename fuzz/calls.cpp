@@ -18,6 +18,8 @@ double frames(double sample_n, double hop_n) { return hop_n <= 0 ? 0 : sample_n 
 int* ip(float* p) { return reinterpret_cast<int*>(p); }
 
 #define A(k) static_cast<double>(a.i[k])
+// The table is laid out by hand, one function per entry.
+// clang-format off
 std::vector<Fn> make() {
     auto unary = [](const char* name, int (*fn)(float*, const float*, int)) {
         return Fn{name, "c", 0, [](const Args& a) { return std::vector<Buf>{{A(0), true}, {A(0), false}}; },
@@ -173,6 +175,7 @@ std::vector<Fn> make() {
          [](const Args& a, Ptrs p) { return vorelAudioFixFrameLen(p[0], p[1], a.i[0], a.i[1], a.i[2], a.f[0]); }},
     };
 }
+// clang-format on
 #undef A
 
 }  // namespace

@@ -16,8 +16,8 @@ struct Args {
 };
 
 struct Buf {
-    double n;         // documented size in 32-bit elements (float or int)
-    bool out;         // the call writes it
+    double n;  // documented size in 32-bit elements (float or int)
+    bool out;  // the call writes it
     bool nullable = false;
 };
 

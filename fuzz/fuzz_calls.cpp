@@ -66,8 +66,11 @@ int read_int(Reader& r, char kind) {
     const std::uint8_t sel = r.byte();
     if (kind == 'e' && sel < 0xc0) return sel % 4 - (sel % 16 == 15 ? 4 : 0);
     switch (sel >> 5) {
-        case 0: case 1: case 2: return static_cast<int>(r.byte());
-        case 3: case 4: return static_cast<int>(r.word(2));
+        case 0:
+        case 1:
+        case 2: return static_cast<int>(r.byte());
+        case 3:
+        case 4: return static_cast<int>(r.word(2));
         case 5: return -static_cast<int>(r.byte());
         case 6: return edges[sel % 8];
         default: return static_cast<int>(r.word(4));
@@ -75,9 +78,22 @@ int read_int(Reader& r, char kind) {
 }
 
 float read_float(Reader& r) {
-    static const float specials[] = {std::numeric_limits<float>::quiet_NaN(), -std::numeric_limits<float>::quiet_NaN(),
-                                     INFINITY, -INFINITY, 0.0f, -0.0f, 1.0f, 2.0f, 0.5f, 1e30f, -1.0f,
-                                     std::numeric_limits<float>::denorm_min(), 8000.0f, 16000.0f, 100.0f, 60.0f};
+    static const float specials[] = {std::numeric_limits<float>::quiet_NaN(),
+                                     -std::numeric_limits<float>::quiet_NaN(),
+                                     INFINITY,
+                                     -INFINITY,
+                                     0.0f,
+                                     -0.0f,
+                                     1.0f,
+                                     2.0f,
+                                     0.5f,
+                                     1e30f,
+                                     -1.0f,
+                                     std::numeric_limits<float>::denorm_min(),
+                                     8000.0f,
+                                     16000.0f,
+                                     100.0f,
+                                     60.0f};
     const std::uint8_t sel = r.byte();
     if (sel < 0x80) return specials[sel % 16];
     const std::uint32_t bits = r.word(4);

@@ -100,8 +100,8 @@ void run(float* dst, const float* src, std::size_t n, float power, Isa isa) {
                                                norms_avx512<kStride>};
     const float exponent = power * 0.5f;
     // A bit comparison: -0.0 and NaN exponents are not 1.
-    const bool identity = std::bit_cast<std::uint32_t>(exponent) == 0x3f800000u &&
-                          isa != Isa::scalar && math::powf_one_is_identity();
+    const bool identity = std::bit_cast<std::uint32_t>(exponent) == 0x3f800000u && isa != Isa::scalar &&
+                          math::powf_one_is_identity();
     Isa level = Isa::scalar;
     if (identity)
         level = isa;  // squares and sums only: every level gives the plain bits

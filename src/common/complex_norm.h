@@ -20,8 +20,7 @@ inline float complex_norm(float re, float im, float exponent) {
 
 // dst[i] = complex_norm(src[2i], src[2i + 1], power * 0.5f) for i < n, by the replica of powf
 // of level `isa` when its guard passed, else by powf. dst must not overlap src.
-void complex_norm_array(float* dst, const float* src, std::size_t n, float power,
-                        simd::Isa isa = simd::best_isa());
+void complex_norm_array(float* dst, const float* src, std::size_t n, float power, simd::Isa isa = simd::best_isa());
 
 // In place over n interleaved pairs: each pair becomes (norm, +0.0).
 void complex_norm_pairs(float* data, std::size_t n, float power, simd::Isa isa = simd::best_isa());

@@ -23,19 +23,18 @@ extern "C" int vorelAudioComplexNorm(float* dst, const float* src, int src_n, fl
     });
 }
 
-extern "C" int vorelAudioMagPhase(float* dst_mag, float* dst_phase, const float* src, int freq_n,
-                                  int frame_n, float power, int phase_form) {
-    if (dst_mag == nullptr || dst_phase == nullptr || src == nullptr)
-        return VOREL_STATUS_INVALID_ARGUMENT;
+extern "C" int vorelAudioMagPhase(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n,
+                                  float power, int phase_form) {
+    if (dst_mag == nullptr || dst_phase == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require(freq_n >= 1, "Invalid freq_n value.");
         require(frame_n >= 1, "Invalid frame_n value.");
         require(!(power < 0.0f), "Invalid power value.");
-        require_one_of(phase_form, {1, 0}, "Invalid phase_form format.");
-        magphase_2d(dst_mag, dst_phase, src, freq_n, frame_n, power, phase_form != 0);
+        require_one_of(phase_form, {VOREL_AUDIO_PHASE_FORM_COMPLEX, VOREL_AUDIO_PHASE_FORM_ANGLE},
+                       "Invalid phase_form format.");
+        magphase_2d(dst_mag, dst_phase, src, freq_n, frame_n, power, phase_form == VOREL_AUDIO_PHASE_FORM_COMPLEX);
     });
 }
-
 
 extern "C" int vorelAudioConvertPowerToDB(float* dst, const float* src, int src_n, float top_db) {
     if (dst == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
@@ -61,11 +60,9 @@ extern "C" int vorelAudioLog1p(float* dst, const float* src, int src_n) {
     });
 }
 
-
-extern "C" int vorelAudioGetNonSilentPos(int* start_pos, int* nonsilent_len, const float* src,
-                                         int sample_n, int win_n, int hop_n, float thr_db) {
-    if (start_pos == nullptr || nonsilent_len == nullptr || src == nullptr)
-        return VOREL_STATUS_INVALID_ARGUMENT;
+extern "C" int vorelAudioGetNonSilentPos(int* start_pos, int* nonsilent_len, const float* src, int sample_n, int win_n,
+                                         int hop_n, float thr_db) {
+    if (start_pos == nullptr || nonsilent_len == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require(sample_n >= 1, "Invalid sample_n size.");
         require(win_n >= 1, "Invalid win_n value.");
@@ -75,8 +72,8 @@ extern "C" int vorelAudioGetNonSilentPos(int* start_pos, int* nonsilent_len, con
     });
 }
 
-extern "C" int vorelAudioFixFrameLen(float* dst, const float* src, int freq_n, int dst_frame_n,
-                                     int src_frame_n, float pad_value) {
+extern "C" int vorelAudioFixFrameLen(float* dst, const float* src, int freq_n, int dst_frame_n, int src_frame_n,
+                                     float pad_value) {
     if (dst == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require(freq_n >= 1, "Invalid freq_n size.");

@@ -67,8 +67,8 @@ void phase_phasors(float* phase, const float* src, std::size_t n, Isa isa) {
     }
 }
 
-void magphase_1d(std::vector<float>& mag, std::vector<float>& phase, const std::vector<float>& src,
-                 float power, bool phase_form) {
+void magphase_1d(std::vector<float>& mag, std::vector<float>& phase, const std::vector<float>& src, float power,
+                 bool phase_form) {
     complex_norm_1d(mag, src, power);
     if (phase_form)
         phase_phasors(phase.data(), src.data(), mag.size());
@@ -76,8 +76,8 @@ void magphase_1d(std::vector<float>& mag, std::vector<float>& phase, const std::
         phase_angles(phase.data(), src.data(), phase.size());
 }
 
-void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n,
-                 float power, bool phase_form, Isa isa) {
+void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n, float power,
+                 bool phase_form, Isa isa) {
     const std::size_t cells = static_cast<std::size_t>(frame_n);
     const std::size_t phase_n = phase_form ? 2 * cells : cells;
     std::vector<float> row(2 * cells);

@@ -26,13 +26,13 @@ void phase_phasors(float* phase, const float* src, std::size_t n, simd::Isa isa 
 // mag gets the norms of the first mag.size() values of src. phase gets atan2f(im, re) per
 // value when phase_form is false, or the unit phasor (cos, sin) of that angle, two floats
 // per value, when it is true.
-void magphase_1d(std::vector<float>& mag, std::vector<float>& phase, const std::vector<float>& src,
-                 float power, bool phase_form);
+void magphase_1d(std::vector<float>& mag, std::vector<float>& phase, const std::vector<float>& src, float power,
+                 bool phase_form);
 
 // magphase_1d row by row over freq_n rows of frame_n complex cells (row stride frame_n). Each
 // row is copied to scratch before its outputs are written, so outputs may overlap src as in the
 // plain row-by-row form; rows finished before a failure stay in the outputs.
-void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n,
-                 float power, bool phase_form, simd::Isa isa = simd::best_isa());
+void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n, float power,
+                 bool phase_form, simd::Isa isa = simd::best_isa());
 
 }  // namespace vorel::audio

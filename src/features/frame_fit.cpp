@@ -6,8 +6,7 @@
 
 namespace vorel::audio {
 
-void fix_frame_len(float* dst, const float* src, int freq_n, int dst_frame_n, int src_frame_n,
-                   float pad_value) {
+void fix_frame_len(float* dst, const float* src, int freq_n, int dst_frame_n, int src_frame_n, float pad_value) {
     // Row offsets are formed in size_t: freq_n * frame_n can pass INT_MAX.
     const std::size_t dst_row = static_cast<std::size_t>(dst_frame_n);
     const std::size_t src_row = static_cast<std::size_t>(src_frame_n);

@@ -29,8 +29,12 @@ inline double ten_log10(double power) { return std::log10(power) * 10.0; }
 class Frames {
 public:
     Frames(const float* src, int sample_n, int win_n, int hop_n)
-        : src_(src), sample_n_(sample_n), win_n_(win_n), hop_n_(hop_n),
-          pow2_win_((win_n & (win_n - 1)) == 0), inv_win_(1.0 / static_cast<double>(win_n)),
+        : src_(src),
+          sample_n_(sample_n),
+          win_n_(win_n),
+          hop_n_(hop_n),
+          pow2_win_((win_n & (win_n - 1)) == 0),
+          inv_win_(1.0 / static_cast<double>(win_n)),
           segment_(static_cast<std::size_t>(win_n)) {}
 
     int position(int t) const {
@@ -87,8 +91,8 @@ private:
 
 }  // namespace
 
-void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, int sample_n,
-                          int win_n, int hop_n, float thr_db) {
+void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, int sample_n, int win_n, int hop_n,
+                          float thr_db) {
     require(!(thr_db < 0.0f), "Invalid thr_db.");
     const int frames = get_frame_len(sample_n, win_n, hop_n, 1);
     if (frames <= 0) {

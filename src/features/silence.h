@@ -18,7 +18,7 @@ inline constexpr std::uint64_t nonsilent_max_reads = std::uint64_t{1} << 30;
 // scratch, no per-frame storage: the loudest frame is found in one pass, and the second pass
 // recomputes only the frames before the first and after the last loud one (all frames at
 // most), so the work is at most twice frames x win_n reads.
-void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, int sample_n,
-                          int win_n, int hop_n, float thr_db);
+void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, int sample_n, int win_n, int hop_n,
+                          float thr_db);
 
 }  // namespace vorel::audio

@@ -4,16 +4,15 @@
 
 #include "errors/call_frame.h"
 #include "errors/checks.h"
-#include "stft/stft_checks.h"
 #include "mel/mel_filter_bank.h"
 #include "mel/mel_spectrogram.h"
+#include "stft/stft_checks.h"
 #include "vorel_audio.h"
 
 using namespace vorel::audio;
 
-extern "C" int vorelAudioGetFBMatrix(float* dst, int freq_n, float f_min, float f_max,
-                                     int mel_n, int sample_rate, int mel_norm,
-                                     int mel_formula) {
+extern "C" int vorelAudioGetFBMatrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, int sample_rate,
+                                     int mel_norm, int mel_formula) {
     if (dst == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require(freq_n >= 1, "Invalid freq_n value.");
@@ -30,11 +29,10 @@ extern "C" int vorelAudioGetFBMatrix(float* dst, int freq_n, float f_min, float 
     });
 }
 
-extern "C" int vorelAudioGetMelSpectrogram(float* dst, const float* src, int sample_n,
-                                           int sample_rate, int fft_n, int hop_n, int win_n,
-                                           int win_type, int max_frame_n, int center, float power,
-                                           int fft_norm_type, float f_min, float f_max, int mel_n,
-                                           int mel_norm, int mel_formula) {
+extern "C" int vorelAudioGetMelSpectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n,
+                                           int hop_n, int win_n, int win_type, int max_frame_n, int center, float power,
+                                           int fft_norm_type, float f_min, float f_max, int mel_n, int mel_norm,
+                                           int mel_formula) {
     if (dst == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require(sample_n >= 1, "Invalid sample_n size.");
@@ -52,16 +50,14 @@ extern "C" int vorelAudioGetMelSpectrogram(float* dst, const float* src, int sam
         require_one_of(mel_norm, {VOREL_AUDIO_MEL_NORM_NONE, VOREL_AUDIO_MEL_NORM_AREA}, "Invalid mel_norm format.");
         require_one_of(mel_formula, {VOREL_AUDIO_MEL_FORMULA_HTK, VOREL_AUDIO_MEL_FORMULA_SLANEY},
                        "Invalid mel_formula format.");
-        mel_spectrogram(dst, src, sample_n, sample_rate, fft_n, hop_n, win_n, win_type,
-                        max_frame_n, center, power, fft_norm_type, f_min, f_max, mel_n, mel_norm,
-                        mel_formula);
+        mel_spectrogram(dst, src, sample_n, sample_rate, fft_n, hop_n, win_n, win_type, max_frame_n, center, power,
+                        fft_norm_type, f_min, f_max, mel_n, mel_norm, mel_formula);
     });
 }
 
-extern "C" int vorelAudioConvertToMel(float* dst, const float* src, const float* mel_fb,
-                                      int freq_n, int frame_n, int mel_n) {
-    if (dst == nullptr || src == nullptr || mel_fb == nullptr)
-        return VOREL_STATUS_INVALID_ARGUMENT;
+extern "C" int vorelAudioConvertToMel(float* dst, const float* src, const float* mel_fb, int freq_n, int frame_n,
+                                      int mel_n) {
+    if (dst == nullptr || src == nullptr || mel_fb == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require(freq_n >= 1, "Invalid freq_n value.");
         require(mel_n >= 1, "Invalid mel_n size.");

@@ -9,6 +9,7 @@
 
 #include "common/memory_budget.h"
 #include "common/process_table.h"
+#include "vorel_audio.h"
 
 namespace vorel::audio {
 
@@ -78,8 +79,8 @@ float hz_to_mel_htk(float f) { return std::log10(f / 700.0f + 1.0f) * 2595.0f; }
 
 float mel_to_hz_htk(float m) { return (::exp10f(m * kInvHtkScale) + (-1.0f)) * 700.0f; }
 
-void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int mel_n,
-                      int sample_rate, int mel_norm, bool mel_formula) {
+void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
+                      bool mel_formula) {
     const MelScale scale = scale_of(mel_formula);
     const std::size_t bins = static_cast<std::size_t>(freq_n);
     const std::size_t edges = static_cast<std::size_t>(mel_n) + 2;
@@ -90,12 +91,10 @@ void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int m
     const float m_min = scale.to_mel(f_min);
     const float m_max = scale.to_mel(f_max);
 
-    const float step =
-        (static_cast<float>(sample_rate) * 0.5f) / (static_cast<float>(freq_n) + (-1.0f));
+    const float step = (static_cast<float>(sample_rate) * 0.5f) / (static_cast<float>(freq_n) + (-1.0f));
     for (std::size_t j = 0; j < bins; ++j) freq[j] = step * static_cast<float>(j);
 
-    const float mel_step =
-        (m_max - m_min) / ((static_cast<float>(mel_n) + 2.0f) + (-1.0f));
+    const float mel_step = (m_max - m_min) / ((static_cast<float>(mel_n) + 2.0f) + (-1.0f));
     for (std::size_t i = 0; i < edges; ++i) {
         const float offset = mel_step * static_cast<float>(i);
         edge[i] = scale.to_hz(m_min + offset);
@@ -111,17 +110,17 @@ void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int m
         }
     }
 
-    if (mel_norm == 0) return;
+    if (mel_norm == VOREL_AUDIO_MEL_NORM_NONE) return;
     for (std::size_t m = 0; m + 2 < edges; ++m) {
         const float area = 2.0f / (edge[m + 2] - edge[m]);
         for (float& w : fb[m]) w = area * w;
     }
 }
 
-void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, int sample_rate,
-                   int mel_norm, int mel_formula) {
-    const MelMatrix& fb = MFBTable::instance().ref_table(freq_n, f_min, f_max, mel_n,
-                                                         sample_rate, mel_norm, mel_formula != 0);
+void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
+                   int mel_formula) {
+    const MelMatrix& fb = MFBTable::instance().ref_table(freq_n, f_min, f_max, mel_n, sample_rate, mel_norm,
+                                                         mel_formula != VOREL_AUDIO_MEL_FORMULA_SLANEY);
     float* out = dst;
     for (const std::vector<float>& row : fb) out = std::copy(row.begin(), row.end(), out);
 }
@@ -129,10 +128,9 @@ void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, 
 bool MelFilterBankParam::operator<(const MelFilterBankParam& b) const {
     const MelFilterBankParam& a = *this;
     // Field by field: a field that is neither less nor greater passes the decision on.
-    for (const int side : {order(a.freq_n, b.freq_n), order(a.f_min, b.f_min),
-                           order(a.f_max, b.f_max), order(a.mel_n, b.mel_n),
-                           order(a.sample_rate, b.sample_rate), order(a.mel_norm, b.mel_norm),
-                           order(a.mel_formula, b.mel_formula)})
+    for (const int side :
+         {order(a.freq_n, b.freq_n), order(a.f_min, b.f_min), order(a.f_max, b.f_max), order(a.mel_n, b.mel_n),
+          order(a.sample_rate, b.sample_rate), order(a.mel_norm, b.mel_norm), order(a.mel_formula, b.mel_formula)})
         if (side != 0) return side < 0;
     return false;
 }
@@ -142,10 +140,9 @@ MFBTable& MFBTable::instance() {
     return inst;
 }
 
-const MelMatrix& MFBTable::ref_table(int freq_n, float f_min, float f_max, int mel_n,
-                                     int sample_rate, int mel_norm, bool mel_formula) {
-    const MelFilterBankParam key{freq_n, f_min, f_max, mel_n, sample_rate, mel_norm,
-                                 mel_formula};
+const MelMatrix& MFBTable::ref_table(int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
+                                     bool mel_formula) {
+    const MelFilterBankParam key{freq_n, f_min, f_max, mel_n, sample_rate, mel_norm, mel_formula};
     return lock_build_find(lock, table, key, [&] { init_mfb_table(key); });
 }
 
@@ -155,12 +152,10 @@ void MFBTable::init_mfb_table(const MelFilterBankParam& key) {
     // whole before insertion, so that a failed build leaves no entry behind.
     const std::size_t rows = static_cast<std::size_t>(key.mel_n);
     const std::size_t cols = static_cast<std::size_t>(key.freq_n);
-    require_memory(rows * (cols * sizeof(float) + sizeof(std::vector<float>)) +
-                   (2 * cols + 3 * rows) * sizeof(float));
+    require_memory(rows * (cols * sizeof(float) + sizeof(std::vector<float>)) + (2 * cols + 3 * rows) * sizeof(float));
     MelMatrix fb(rows);
     for (std::vector<float>& row : fb) row.assign(cols, 0.0f);
-    create_fb_matrix(fb, key.freq_n, key.f_min, key.f_max, key.mel_n, key.sample_rate,
-                     key.mel_norm, key.mel_formula);
+    create_fb_matrix(fb, key.freq_n, key.f_min, key.f_max, key.mel_n, key.sample_rate, key.mel_norm, key.mel_formula);
     table.emplace(key, std::move(fb));
 }
 

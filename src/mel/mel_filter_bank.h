@@ -20,8 +20,8 @@ using MelMatrix = std::vector<std::vector<float>>;
 
 // Fills `fb`, which arrives as mel_n rows of freq_n zeros. mel_formula true selects htk;
 // mel_norm other than 0 scales each row to unit area over Hz.
-void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int mel_n,
-                      int sample_rate, int mel_norm, bool mel_formula);
+void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
+                      bool mel_formula);
 
 // Cache key. Ordered field by field; numbers by plain less-than, so +0.0 and -0.0 share a key.
 // A NaN limit sorts after every number and NaNs by bit pattern, so a NaN key never matches
@@ -40,15 +40,15 @@ struct MelFilterBankParam {
 
 // Copies the cached bank to dst, row after row: dst[m * freq_n + j]. mel_formula other than 0
 // selects htk.
-void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, int sample_rate,
-                   int mel_norm, int mel_formula);
+void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
+                   int mel_formula);
 
 class MFBTable {
 public:
     static MFBTable& instance();
     // The bank for these parameters, built on first request; valid until process exit.
-    const MelMatrix& ref_table(int freq_n, float f_min, float f_max, int mel_n, int sample_rate,
-                               int mel_norm, bool mel_formula);
+    const MelMatrix& ref_table(int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
+                               bool mel_formula);
 
 private:
     MFBTable() = default;

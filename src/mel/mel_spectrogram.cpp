@@ -75,26 +75,24 @@ std::vector<BandSpan> band_spans(const MelMatrix& fb) {
     return spans;
 }
 
-void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude,
-                            const MelMatrix& fb, int mel_n) {
+void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
+                            int mel_n) {
     for (int m = 0; m < mel_n; ++m) {
         const std::vector<float>& row = fb[m];
         band[m] = band_sum(row.data(), magnitude.data(), 0, row.size());
     }
 }
 
-void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude,
-                            const MelMatrix& fb, const std::vector<BandSpan>& spans, int mel_n) {
+void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
+                            const std::vector<BandSpan>& spans, int mel_n) {
     if (!all_finite(magnitude.data(), magnitude.size())) {
         convert_freq_to_mel_1d(band, magnitude, fb, mel_n);
         return;
     }
-    for (int m = 0; m < mel_n; ++m)
-        band[m] = band_sum(fb[m].data(), magnitude.data(), spans[m].begin, spans[m].end);
+    for (int m = 0; m < mel_n; ++m) band[m] = band_sum(fb[m].data(), magnitude.data(), spans[m].begin, spans[m].end);
 }
 
-void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, int freq_n,
-                            int frame_n, int mel_n) {
+void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, int freq_n, int frame_n, int mel_n) {
     if (frame_n < 1 || mel_n < 1) return;
     // No bins leaves every band an empty sum of 0.
     const std::size_t bins = static_cast<std::size_t>(std::max(freq_n, 0));
@@ -149,10 +147,9 @@ void bands_of_lanes(float* dst, std::size_t stride, const float* mag, std::size_
 
 }  // namespace
 
-void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n,
-                     int hop_n, int win_n, int win_type, int max_frame_n, int center,
-                     float power, int fft_norm_type, float f_min, float f_max, int mel_n,
-                     int mel_norm, int mel_formula, simd::Isa isa) {
+void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n, int hop_n, int win_n,
+                     int win_type, int max_frame_n, int center, float power, int fft_norm_type, float f_min,
+                     float f_max, int mel_n, int mel_norm, int mel_formula, simd::Isa isa) {
     // Without centring, frames never reach past the signal by more than the zeros that
     // cut_frame supplies; the count is the one the caller computes, so the stride matches.
     const int frame_n = std::min(get_frame_len(sample_n, fft_n, hop_n, center), max_frame_n);
@@ -182,9 +179,8 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
 
     const std::vector<float>& fft_table = FftTable::instance().ref_table(fft_n);
     const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
-    const MelMatrix& fb = MFBTable::instance().ref_table(static_cast<int>(bins), f_min, f_max,
-                                                         mel_n, sample_rate, mel_norm,
-                                                         mel_formula != VOREL_AUDIO_MEL_FORMULA_SLANEY);
+    const MelMatrix& fb = MFBTable::instance().ref_table(static_cast<int>(bins), f_min, f_max, mel_n, sample_rate,
+                                                         mel_norm, mel_formula != VOREL_AUDIO_MEL_FORMULA_SLANEY);
     complex_norm_prepare();
     ws.allocate();
     std::vector<float>&seg = ws[one.seg], &comp = ws[one.comp], &scratch = ws[one.fft];

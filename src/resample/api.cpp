@@ -6,8 +6,7 @@
 
 using namespace vorel::audio;
 
-extern "C" int vorelAudioGetResampleLen(int* dst_sample_n, int dst_sample_rate, int src_sample_n,
-                                        int src_sample_rate) {
+extern "C" int vorelAudioGetResampleLen(int* dst_sample_n, int dst_sample_rate, int src_sample_n, int src_sample_rate) {
     if (dst_sample_n == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require(dst_sample_rate >= 1, "Invalid dst_sample_rate value.");
@@ -17,8 +16,8 @@ extern "C" int vorelAudioGetResampleLen(int* dst_sample_n, int dst_sample_rate, 
     });
 }
 
-extern "C" int vorelAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n,
-                                  int src_sample_rate, int src_n) {
+extern "C" int vorelAudioResample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate,
+                                  int src_n) {
     if (dst == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
     return call_frame([&] {
         require(dst_sample_rate >= 1, "Invalid dst_sample_rate value.");

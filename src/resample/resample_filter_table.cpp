@@ -52,9 +52,7 @@ void fill_row(ResampleFilterTable::Row& row, int r, int up, double f, double c) 
 }
 
 ResampleFilterTable::Coef make_coef(ReducedPair pair) {
-    const double f = pair.up <= pair.down
-                         ? static_cast<double>(pair.up) / static_cast<double>(pair.down)
-                         : 1.0;
+    const double f = pair.up <= pair.down ? static_cast<double>(pair.up) / static_cast<double>(pair.down) : 1.0;
     const double c = static_cast<double>(pair.up - 1) * 0.5;
     ResampleFilterTable::Coef coef(static_cast<std::size_t>(pair.up));
     for (int r = 0; r < pair.up; ++r) fill_row(coef[r], r, pair.up, f, c);
@@ -63,8 +61,7 @@ ResampleFilterTable::Coef make_coef(ReducedPair pair) {
 
 // kiro[i] is the row of step i, diff[i] the input advance after it; one cycle of up steps
 // advances the input by down and returns to kiro[0]. 64-bit sums: v + down can pass INT_MAX.
-void make_steps(ReducedPair pair, ResampleFilterTable::Steps& kiro,
-                ResampleFilterTable::Steps& diff) {
+void make_steps(ReducedPair pair, ResampleFilterTable::Steps& kiro, ResampleFilterTable::Steps& diff) {
     const long long up = pair.up;
     const long long down = pair.down;
     kiro.assign(static_cast<std::size_t>(up), 0);
@@ -83,8 +80,7 @@ void make_steps(ReducedPair pair, ResampleFilterTable::Steps& kiro,
 // Refuses a filter beyond the size bound before allocating it; 64-bit, so it cannot overflow.
 void check_filter_size(int up) {
     const std::uint64_t per_row = sizeof(ResampleFilterTable::Row) + 2 * sizeof(int);
-    if (static_cast<std::uint64_t>(up) * per_row > resample_filter_max_bytes)
-        throw std::bad_alloc();
+    if (static_cast<std::uint64_t>(up) * per_row > resample_filter_max_bytes) throw std::bad_alloc();
 }
 
 }  // namespace
@@ -131,8 +127,7 @@ unsigned ResampleFilterTable::detect_idx(int dst_sample_rate, int src_sample_rat
 }
 
 template <class Map>
-const typename Map::mapped_type& ResampleFilterTable::ref_entry(Map& map, int dst_sample_rate,
-                                                                int src_sample_rate) {
+const typename Map::mapped_type& ResampleFilterTable::ref_entry(Map& map, int dst_sample_rate, int src_sample_rate) {
     // A pair's index is known only once its filter exists, so the build step also sets the
     // key that the find reads afterwards, still under the lock.
     unsigned idx = 0;
@@ -142,18 +137,15 @@ const typename Map::mapped_type& ResampleFilterTable::ref_entry(Map& map, int ds
     });
 }
 
-const ResampleFilterTable::Coef& ResampleFilterTable::ref_coef(int dst_sample_rate,
-                                                               int src_sample_rate) {
+const ResampleFilterTable::Coef& ResampleFilterTable::ref_coef(int dst_sample_rate, int src_sample_rate) {
     return ref_entry(coef_, dst_sample_rate, src_sample_rate);
 }
 
-const ResampleFilterTable::Steps& ResampleFilterTable::ref_diff(int dst_sample_rate,
-                                                                int src_sample_rate) {
+const ResampleFilterTable::Steps& ResampleFilterTable::ref_diff(int dst_sample_rate, int src_sample_rate) {
     return ref_entry(diff_, dst_sample_rate, src_sample_rate);
 }
 
-const ResampleFilterTable::Steps& ResampleFilterTable::ref_kiro(int dst_sample_rate,
-                                                                int src_sample_rate) {
+const ResampleFilterTable::Steps& ResampleFilterTable::ref_kiro(int dst_sample_rate, int src_sample_rate) {
     return ref_entry(kiro_, dst_sample_rate, src_sample_rate);
 }
 

@@ -45,8 +45,7 @@ private:
     unsigned detect_idx(int dst_sample_rate, int src_sample_rate) const;
 
     template <class Map>
-    const typename Map::mapped_type& ref_entry(Map& map, int dst_sample_rate,
-                                               int src_sample_rate);
+    const typename Map::mapped_type& ref_entry(Map& map, int dst_sample_rate, int src_sample_rate);
 
     std::multimap<int, unsigned> idx_by_down_;
     std::map<unsigned, int> up_by_idx_;

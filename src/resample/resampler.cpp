@@ -61,14 +61,13 @@ bool walk_ended(std::int64_t pos, std::int64_t src_n) {
 
 float dot_taps(const Row& row, const float* x) {
     double sum = 0.0;
-    for (int j = 0; j < resample_tap_n; ++j)
-        sum += row[resample_tap_n - 1 - j] * static_cast<double>(x[j]);
+    for (int j = 0; j < resample_tap_n; ++j) sum += row[resample_tap_n - 1 - j] * static_cast<double>(x[j]);
     return static_cast<float>(sum);
 }
 
 // window holds the padded input from element `first` on.
-void run_plain(float* dst, const std::vector<float>& window, std::int64_t first,
-               std::int64_t src_n, std::int64_t limit, const Filter& f, Walk& w) {
+void run_plain(float* dst, const std::vector<float>& window, std::int64_t first, std::int64_t src_n, std::int64_t limit,
+               const Filter& f, Walk& w) {
     while (w.n < limit && !walk_ended(w.pos, src_n)) {
         dst[w.n] = dot_taps(f.coef[f.kiro[w.i]], window.data() + (w.pos - first));
         ++w.n;
@@ -81,7 +80,7 @@ void run_plain(float* dst, const std::vector<float>& window, std::int64_t first,
 // per lane, and block b computes span b of every run. A span is a whole number of cycles of
 // the sequences, so all lanes use the same row at the same s. Each lane reads its input as
 // one forward stream, widened a span at a time into the kernel's chunk.
-constexpr std::int64_t min_span = 128;  // outputs per lane, to spread the widening of a block
+constexpr std::int64_t min_span = 128;             // outputs per lane, to spread the widening of a block
 constexpr std::int64_t max_input_per_output = 16;  // beyond this, widening costs more than it saves
 
 struct LanePlan {
@@ -104,8 +103,7 @@ LanePlan plan_lanes(const Filter& f, std::int64_t src_n, std::int64_t limit) {
     const std::int64_t last_off = p.span_down - f.diff[up - 1];  // input of a lane's last output
     p.extent = last_off + resample_tap_n;
     std::int64_t n = 0, pos = 0;
-    while (n + lane_n * p.span <= limit &&
-           !walk_ended(pos + (lane_n - 1) * p.span_down + last_off, src_n)) {
+    while (n + lane_n * p.span <= limit && !walk_ended(pos + (lane_n - 1) * p.span_down + last_off, src_n)) {
         ++p.block_n;
         n += lane_n * p.span;
         pos += lane_n * p.span_down;
@@ -146,8 +144,8 @@ struct LaneScratch {
     }
 };
 
-void run_lanes(ResampleLaneKernel kernel, float* dst, const Source& s, const LanePlan& p,
-               LaneScratch& scratch, const Filter& f, Walk& w) {
+void run_lanes(ResampleLaneKernel kernel, float* dst, const Source& s, const LanePlan& p, LaneScratch& scratch,
+               const Filter& f, Walk& w) {
     ResampleLaneBlock b{};
     b.extent = p.extent;
     b.chunk = scratch.chunk();
@@ -175,8 +173,8 @@ bool overlap(const float* a, std::int64_t a_n, const float* b, std::int64_t b_n)
 
 // kernel null: the plain walk alone. Everything is allocated and the input copied where dst
 // overlaps it, before the first store.
-void resample_with(ResampleLaneKernel kernel, float* dst, const float* src, int dst_sample_rate,
-                   int dst_n, int src_sample_rate, int src_n) {
+void resample_with(ResampleLaneKernel kernel, float* dst, const float* src, int dst_sample_rate, int dst_n,
+                   int src_sample_rate, int src_n) {
     const Filter f{ResampleFilterTable::instance().ref_coef(dst_sample_rate, src_sample_rate),
                    ResampleFilterTable::instance().ref_diff(dst_sample_rate, src_sample_rate),
                    ResampleFilterTable::instance().ref_kiro(dst_sample_rate, src_sample_rate)};
@@ -218,8 +216,8 @@ int get_resample_len(int dst_sample_rate, int src_sample_n, int src_sample_rate)
     return static_cast<int>(len);
 }
 
-void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate,
-              int src_n, simd::Isa isa) {
+void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate, int src_n,
+              simd::Isa isa) {
     resample_with(resample_lane_kernel(isa), dst, src, dst_sample_rate, dst_n, src_sample_rate, src_n);
 }
 

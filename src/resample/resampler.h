@@ -16,7 +16,7 @@ int get_resample_len(int dst_sample_rate, int src_sample_n, int src_sample_rate)
 // against falling tap order, over the input padded with 32 zeros on each side. dst may be src.
 // At Isa::scalar one output at a time; at the other levels sixteen lanes of outputs at once,
 // the same bits (isa must be one this CPU runs).
-void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate,
-              int src_n, simd::Isa isa = simd::best_isa());
+void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate, int src_n,
+              simd::Isa isa = simd::best_isa());
 
 }  // namespace vorel::audio

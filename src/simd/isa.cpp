@@ -12,8 +12,7 @@ bool isa_supported(Isa isa) {
     switch (isa) {
         case Isa::avx512:
             return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
-                   __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
-                   isa_supported(Isa::avx2);
+                   __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") && isa_supported(Isa::avx2);
         case Isa::avx2: return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
         case Isa::sse2:
         case Isa::scalar: return true;

@@ -94,7 +94,8 @@ VOREL_INLINE V broadcast(Elem<V> x) {
     if constexpr (kLanes<V> == 1)
         return x;
     else
-        return broadcast_lanes<V>(x, std::make_index_sequence<kLanes<V>>{}, std::make_index_sequence<16 / sizeof(Elem<V>)>{});
+        return broadcast_lanes<V>(x, std::make_index_sequence<kLanes<V>>{},
+                                  std::make_index_sequence<16 / sizeof(Elem<V>)>{});
 }
 
 // a * b + c rounded once, lane by lane. Only the exact replicas of library functions that

@@ -25,8 +25,7 @@ public:
     static Parts declare(WorkingSet& ws, std::size_t n);
 
     // The table must outlive the object (the process-wide cache keeps it).
-    FrameLanes(const WorkingSet& ws, const Parts& parts, std::size_t n, const std::vector<float>& table,
-               simd::Isa isa);
+    FrameLanes(const WorkingSet& ws, const Parts& parts, std::size_t n, const std::vector<float>& table, simd::Isa isa);
 
     const FrameLanePlan& plan() const { return plan_; }
     float* in(std::size_t j) const { return data_ + kLaneStride * j; }

@@ -25,8 +25,7 @@ int get_sample_len(int frame_n, int freq_n, int hop_n, bool center) {
     return static_cast<int>(static_cast<uint32_t>(n));
 }
 
-void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp,
-                       const std::vector<float>& window) {
+void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp, const std::vector<float>& window) {
     frame.resize(comp.size());
     const WindowSpan span = window_span(comp.size() / 2, window.size());
     const float* in = comp.data() + 2 * span.half;
@@ -46,13 +45,10 @@ void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp
 
 void scale_istft_torch(std::vector<float>&, const std::vector<float>&) {}
 
-void scale_istft_scipy(std::vector<float>& frame, int fft_n) {
-    scale_floats(frame, static_cast<float>(fft_n) * 0.5f);
-}
+void scale_istft_scipy(std::vector<float>& frame, int fft_n) { scale_floats(frame, static_cast<float>(fft_n) * 0.5f); }
 
-void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n,
-                const std::vector<float>& fft_table, const std::vector<float>& window, int norm_type,
-                std::vector<float>& scratch) {
+void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, const std::vector<float>& fft_table,
+                const std::vector<float>& window, int norm_type, std::vector<float>& scratch) {
     ifft(comp, fft_n, fft_table, scratch);
     apply_window_comp(frame, comp, window);
     if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) {
@@ -62,8 +58,8 @@ void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n,
     }
 }
 
-void scale_istft_window_suqare_sum(float* y, float* sums, std::size_t len, const std::vector<float>& window,
-                                   int fft_n, int hop_n, int frame_n) {
+void scale_istft_window_suqare_sum(float* y, float* sums, std::size_t len, const std::vector<float>& window, int fft_n,
+                                   int hop_n, int frame_n) {
     const std::size_t n = fft_n > 0 ? static_cast<std::size_t>(fft_n) : 0;
     const WindowSpan span = window_span(n, window.size());
     const std::size_t hop = static_cast<std::size_t>(hop_n);
@@ -79,24 +75,24 @@ void scale_istft_window_suqare_sum(float* y, float* sums, std::size_t len, const
 namespace {
 
 // Bin k of column t: the cell itself below freq_n, the conjugate of its mirror above.
-inline void column_bin(const float* src, std::size_t frame_n, std::size_t freq_n, std::size_t fft_n,
-                       std::size_t t, std::size_t k, float& re, float& im) {
+inline void column_bin(const float* src, std::size_t frame_n, std::size_t freq_n, std::size_t fft_n, std::size_t t,
+                       std::size_t k, float& re, float& im) {
     const float* cell = src + 2 * ((k < freq_n ? k : fft_n - k) * frame_n + t);
     re = cell[0];
     im = k < freq_n ? cell[1] : -cell[1];
 }
 
 // Column t of the spectrogram into comp, the bins above freq_n - 1 mirrored as conjugates.
-void gather_column(std::vector<float>& comp, const float* src, std::size_t frame_n,
-                   std::size_t freq_n, std::size_t fft_n, std::size_t t) {
+void gather_column(std::vector<float>& comp, const float* src, std::size_t frame_n, std::size_t freq_n,
+                   std::size_t fft_n, std::size_t t) {
     for (std::size_t k = 0; k < fft_n; ++k) column_bin(src, frame_n, freq_n, fft_n, t, k, comp[2 * k], comp[2 * k + 1]);
 }
 
 // Columns t0 .. t0 + kFrameLanes - 1 into the lanes. The cells of one row are neighbours, so
 // each bin's (re, im) pairs of all lanes come in four vectors and are split into real and
 // imaginary lanes; a mirrored bin negates its imaginary parts, as column_bin does.
-void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n, std::size_t freq_n,
-                  std::size_t fft_n, std::size_t t0) {
+void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n, std::size_t freq_n, std::size_t fft_n,
+                  std::size_t t0) {
     using simd::float4;
     static_assert(kFrameLanes % 4 == 0, "cells are read four at a time");
     for (std::size_t j = 0; j < fft_n; ++j) {
@@ -139,9 +135,8 @@ std::size_t frames_reaching(std::size_t frame_n, std::size_t hop, std::size_t re
 
 }  // namespace
 
-void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n,
-                         int win_n, int win_type, int max_sample_n, int center, int norm_type,
-                         simd::Isa isa) {
+void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n, int win_n, int win_type,
+                         int max_sample_n, int center, int norm_type, simd::Isa isa) {
     const int64_t fft_n64 = 2 * static_cast<int64_t>(freq_n) - 2;
     // A transform length beyond int is refused like a length below 1.
     require(fft_n64 <= INT32_MAX, "Invalid value of fft points.");

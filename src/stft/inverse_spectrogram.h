@@ -19,21 +19,18 @@ int get_sample_len(int frame_n, int freq_n, int hop_n, bool center);
 // samples written are summed, so the accumulator holds at most max_sample_n + 1.5 fft_n
 // samples. Full groups of frames are transformed in the lanes of `isa` (scalar: every frame
 // on its own).
-void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n,
-                         int win_n, int win_type, int max_sample_n, int center, int norm_type,
-                         simd::Isa isa = simd::best_isa());
+void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n, int win_n, int win_type,
+                         int max_sample_n, int center, int norm_type, simd::Isa isa = simd::best_isa());
 
 // comp (fft_n complex bins) -> frame (fft_n complex samples): inverse transform, window, and
 // the factor fft_n * 0.5f for norm_type 2. norm_type 1 has no inverse factor on purpose.
 // `scratch` serves the transform, so that a frame loop allocates once.
-void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n,
-                const std::vector<float>& fft_table, const std::vector<float>& window, int norm_type,
-                std::vector<float>& scratch);
+void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, const std::vector<float>& fft_table,
+                const std::vector<float>& window, int norm_type, std::vector<float>& scratch);
 
 // frame = comp with both floats of each element multiplied by the window centred in it, zeros
 // outside its span (placement as in apply_window).
-void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp,
-                       const std::vector<float>& window);
+void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp, const std::vector<float>& window);
 
 // Empty: the forward factor 1/sqrt(sum of window squares) stays in the result.
 void scale_istft_torch(std::vector<float>& frame, const std::vector<float>& window);
@@ -42,7 +39,7 @@ void scale_istft_scipy(std::vector<float>& frame, int fft_n);
 // Divides each of the len real samples of y by the sum of the squared window samples of the
 // first frame_n frames that overlap it (summed into sums, len floats), where that sum exceeds
 // 1e-10. The frames must not reach past len.
-void scale_istft_window_suqare_sum(float* y, float* sums, std::size_t len, const std::vector<float>& window,
-                                   int fft_n, int hop_n, int frame_n);
+void scale_istft_window_suqare_sum(float* y, float* sums, std::size_t len, const std::vector<float>& window, int fft_n,
+                                   int hop_n, int frame_n);
 
 }  // namespace vorel::audio

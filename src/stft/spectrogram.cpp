@@ -54,9 +54,8 @@ void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window
 
 void scale_stft_scipy(std::vector<float>& comp, int fft_n) { scale_floats(comp, scipy_norm_factor(fft_n)); }
 
-void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n,
-               const std::vector<float>& fft_table, const std::vector<float>& window, int norm_type,
-               std::vector<float>& scratch) {
+void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, const std::vector<float>& fft_table,
+               const std::vector<float>& window, int norm_type, std::vector<float>& scratch) {
     apply_window(seg, window);
     fft_pre_process(comp, seg.data(), fft_n);
     fft(comp, fft_n, fft_table, scratch);
@@ -97,8 +96,8 @@ int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame
     return frame_n;
 }
 
-void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n,
-                 int win_type, int max_frame_n, int center, float power, int norm_type, simd::Isa isa) {
+void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n, int win_type,
+                 int max_frame_n, int center, float power, int norm_type, simd::Isa isa) {
     const int frame_n = stft_frame_len(sample_n, fft_n, hop_n, center, max_frame_n);
     // Without a frame nothing is written; tables and scratch sized by fft_n are not built
     // either, so a short signal with a huge fft_n returns at once.
@@ -106,8 +105,8 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
     const std::size_t n = static_cast<std::size_t>(fft_n);
     const std::size_t freq_n = n / 2 + 1;
     const std::size_t stride = 2 * static_cast<std::size_t>(max_frame_n);
-    const simd::LaneSplit split =
-        simd::split_lanes(static_cast<std::size_t>(frame_n), frame_lane_width(isa), lanes_suit(n));
+    const simd::LaneSplit split = simd::split_lanes(static_cast<std::size_t>(frame_n), frame_lane_width(isa),
+                                                    lanes_suit(n));
 
     WorkingSet ws;
     const StftScratch one = StftScratch::declare(ws, n);

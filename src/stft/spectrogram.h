@@ -18,9 +18,8 @@ int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame
 // max_frame_n cells of two floats). Expects win_n <= fft_n + 1, which the caller checks.
 // Full groups of frames run in the lanes of `isa` (scalar: every frame on its own). All
 // scratch is allocated before the first cell is written.
-void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n,
-                 int win_type, int max_frame_n, int center, float power, int norm_type,
-                 simd::Isa isa = simd::best_isa());
+void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n, int win_type,
+                 int max_frame_n, int center, float power, int norm_type, simd::Isa isa = simd::best_isa());
 
 // seg (fft_n real samples) -> comp (fft_n complex bins), windowed, transformed and scaled by
 // norm_type (torch: 1/sqrt(sum of window squares), scipy: 2/fft_n, none: no factor). seg is windowed
@@ -32,9 +31,8 @@ struct StftScratch {
     static StftScratch declare(WorkingSet& ws, std::size_t n);
 };
 
-void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n,
-               const std::vector<float>& fft_table, const std::vector<float>& window, int norm_type,
-               std::vector<float>& scratch);
+void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, const std::vector<float>& fft_table,
+               const std::vector<float>& window, int norm_type, std::vector<float>& scratch);
 
 // Multiplies seg by the window centred in it; samples outside the window's span become 0.
 // With an odd length difference the span is one sample longer than the window and its last

@@ -9,8 +9,8 @@
 
 namespace vorel::audio {
 
-inline void require_stft_arguments(int fft_n, int hop_n, int win_n, int win_type, int max_frame_n,
-                                   int center, float power) {
+inline void require_stft_arguments(int fft_n, int hop_n, int win_n, int win_type, int max_frame_n, int center,
+                                   float power) {
     require(fft_n >= 1, "Invalid fft_n value.");
     require(hop_n >= 0, "Invalid hop_n value.");
     // A window may be one sample longer than the frame (its last sample is then unused);

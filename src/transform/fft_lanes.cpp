@@ -136,16 +136,11 @@ template <class V, Short M>
 VOREL_INLINE void combine_short_any(const float* in, float* out, std::size_t n, std::size_t q, std::size_t len,
                                     const float* table, std::size_t x_end) {
     switch (q) {
-        case 2:
-            return combine_short<V, 2, M>(in, out, n, q, len, table, x_end);
-        case 3:
-            return combine_short<V, 3, M>(in, out, n, q, len, table, x_end);
-        case 5:
-            return combine_short<V, 5, M>(in, out, n, q, len, table, x_end);
-        case 7:
-            return combine_short<V, 7, M>(in, out, n, q, len, table, x_end);
-        default:
-            return combine_short<V, 0, M>(in, out, n, q, len, table, x_end);
+        case 2: return combine_short<V, 2, M>(in, out, n, q, len, table, x_end);
+        case 3: return combine_short<V, 3, M>(in, out, n, q, len, table, x_end);
+        case 5: return combine_short<V, 5, M>(in, out, n, q, len, table, x_end);
+        case 7: return combine_short<V, 7, M>(in, out, n, q, len, table, x_end);
+        default: return combine_short<V, 0, M>(in, out, n, q, len, table, x_end);
     }
 }
 

@@ -41,9 +41,8 @@ std::vector<float> butterfly_rows(int n, const Angles& angles) {
         angles.cos_sin(2 * j, w2);
         angles.cos_sin(3 * j, w3);
         float* row = value.data() + 12 * j;
-        const float entries[12] = {w2[0], w2[1], -w2[1], w2[0],
-                                   w1[0], w1[1], -w1[1], w1[0],
-                                   -w3[1], w3[0], w3[0], w3[1]};
+        const float entries[12] = {w2[0],  w2[1], -w2[1], w2[0], w1[0], w1[1],
+                                   -w1[1], w1[0], -w3[1], w3[0], w3[0], w3[1]};
         std::copy(entries, entries + 12, row);
     }
     return value;

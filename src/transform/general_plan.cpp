@@ -93,8 +93,7 @@ GeneralPlanTable& GeneralPlanTable::instance() {
     return inst;
 }
 
-const GeneralPlan& GeneralPlanTable::ref_plan(int n, bool inverse, std::size_t lanes,
-                                              const std::vector<float>& table) {
+const GeneralPlan& GeneralPlanTable::ref_plan(int n, bool inverse, std::size_t lanes, const std::vector<float>& table) {
     return lock_build_find(lock, plans, std::make_tuple(n, inverse, lanes),
                            [&] { init_plan(n, inverse, lanes, table); });
 }

@@ -21,11 +21,11 @@
 namespace vorel::audio {
 
 struct GeneralPass {
-    std::size_t q;             // terms of each output sum (the leaf length for the leaves)
-    std::size_t len;           // length of the sub-blocks joined (1 for the leaves)
-    std::size_t blocks;        // blocks after the pass
-    bool across_blocks;        // lanes across blocks (first layout), else across outputs
-    std::size_t twiddles;      // offset of its q * q * len twiddles, entry t * q len + x
+    std::size_t q;         // terms of each output sum (the leaf length for the leaves)
+    std::size_t len;       // length of the sub-blocks joined (1 for the leaves)
+    std::size_t blocks;    // blocks after the pass
+    bool across_blocks;    // lanes across blocks (first layout), else across outputs
+    std::size_t twiddles;  // offset of its q * q * len twiddles, entry t * q len + x
 };
 
 // Floats after the last twiddle of each part, so that a kernel may load a short vector from

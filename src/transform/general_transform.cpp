@@ -291,13 +291,13 @@ VOREL_INLINE void run_plan(const GeneralPlan& plan, float* dst, const float* src
 
 using RunFn = void (*)(const GeneralPlan&, float*, const float*, bool, std::size_t, bool, float*, float*);
 
-VOREL_TARGET_SSE2 void run_sse2(const GeneralPlan& plan, float* dst, const float* src, bool real_input,
-                                std::size_t n, bool inverse, float* a, float* b) {
+VOREL_TARGET_SSE2 void run_sse2(const GeneralPlan& plan, float* dst, const float* src, bool real_input, std::size_t n,
+                                bool inverse, float* a, float* b) {
     run_plan<float4>(plan, dst, src, real_input, n, inverse, a, b);
 }
 
-VOREL_TARGET_AVX2 void run_avx2(const GeneralPlan& plan, float* dst, const float* src, bool real_input,
-                                std::size_t n, bool inverse, float* a, float* b) {
+VOREL_TARGET_AVX2 void run_avx2(const GeneralPlan& plan, float* dst, const float* src, bool real_input, std::size_t n,
+                                bool inverse, float* a, float* b) {
     run_plan<float8>(plan, dst, src, real_input, n, inverse, a, b);
 }
 
@@ -334,8 +334,8 @@ const GeneralPlan& plan_of(std::size_t n, bool inverse, std::size_t lanes, const
 
 }  // namespace
 
-bool general_transform_to(float* dst, const float* src, bool real_input, std::size_t n,
-                          const std::vector<float>& table, bool inverse, simd::Isa isa) {
+bool general_transform_to(float* dst, const float* src, bool real_input, std::size_t n, const std::vector<float>& table,
+                          bool inverse, simd::Isa isa) {
     const Build* build = kBuilds(isa);
     if (build == nullptr) return false;
     const GeneralPlan& plan = plan_of(n, inverse, build->lanes, table);

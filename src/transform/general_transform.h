@@ -16,7 +16,7 @@ namespace vorel::audio {
 // for. src is read whole before dst is written, so they may share a buffer. Returns false and
 // touches nothing when n has no plan at this level (the scalar level has none): the caller then
 // takes the plain path.
-bool general_transform_to(float* dst, const float* src, bool real_input, std::size_t n,
-                          const std::vector<float>& table, bool inverse, simd::Isa isa = simd::best_isa());
+bool general_transform_to(float* dst, const float* src, bool real_input, std::size_t n, const std::vector<float>& table,
+                          bool inverse, simd::Isa isa = simd::best_isa());
 
 }  // namespace vorel::audio

@@ -169,24 +169,12 @@ template <class V, class Layout>
 VOREL_INLINE void combine_any(const float* in, float* out, const Layout& at, std::size_t n, std::size_t q,
                               std::size_t len, const float* table, std::size_t b0, std::size_t b1) {
     switch (q) {
-        case 2:
-            combine_step<V, 2>(in, out, at, n, q, len, table, b0, b1);
-            break;
-        case 3:
-            combine_step<V, 3>(in, out, at, n, q, len, table, b0, b1);
-            break;
-        case 4:
-            combine_step<V, 4>(in, out, at, n, q, len, table, b0, b1);
-            break;
-        case 5:
-            combine_step<V, 5>(in, out, at, n, q, len, table, b0, b1);
-            break;
-        case 7:
-            combine_step<V, 7>(in, out, at, n, q, len, table, b0, b1);
-            break;
-        default:
-            combine_step<V, 0>(in, out, at, n, q, len, table, b0, b1);
-            break;
+        case 2: combine_step<V, 2>(in, out, at, n, q, len, table, b0, b1); break;
+        case 3: combine_step<V, 3>(in, out, at, n, q, len, table, b0, b1); break;
+        case 4: combine_step<V, 4>(in, out, at, n, q, len, table, b0, b1); break;
+        case 5: combine_step<V, 5>(in, out, at, n, q, len, table, b0, b1); break;
+        case 7: combine_step<V, 7>(in, out, at, n, q, len, table, b0, b1); break;
+        default: combine_step<V, 0>(in, out, at, n, q, len, table, b0, b1); break;
     }
 }
 

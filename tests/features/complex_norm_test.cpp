@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <random>
 #include <cmath>
+#include <random>
 #include <vector>
 
 #include "common/isa_kit.h"
@@ -78,7 +78,8 @@ TEST_P(NormLanes, NormsAndPhasesEqualThePlainPathBitForBit) {
         complex_norm_pairs(pairs.data(), cells, power, GetParam());
         for (std::size_t i = 0; i < cells; ++i)
             ASSERT_TRUE(std::bit_cast<uint32_t>(pairs[2 * i]) == std::bit_cast<uint32_t>(plain[i]) &&
-                        std::bit_cast<uint32_t>(pairs[2 * i + 1]) == 0u) << power << " " << i;
+                        std::bit_cast<uint32_t>(pairs[2 * i + 1]) == 0u)
+                << power << " " << i;
     }
     const int freq_n = 3, frame_n = int(cells / 3);
     for (bool form : {false, true}) {

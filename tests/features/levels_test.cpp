@@ -16,9 +16,7 @@ namespace {
 
 const float kInf = INFINITY;
 
-bool same(float a, float b) {
-    return std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b) || (a != a && b != b);
-}
+bool same(float a, float b) { return std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b) || (a != a && b != b); }
 
 std::vector<float> run(int (*f)(float*, const float*, int), const std::vector<float>& src) {
     std::vector<float> dst(src.size(), -7.0f);
@@ -48,8 +46,7 @@ TEST(PowerToDb, WorkedLevelsFloorsNaNsAndInfinities) {
     };
     for (const Case& c : cases) {
         std::vector<float> out(c.src.size());
-        ASSERT_EQ(vorelAudioConvertPowerToDB(out.data(), c.src.data(), int(out.size()), c.top_db),
-                  0);
+        ASSERT_EQ(vorelAudioConvertPowerToDB(out.data(), c.src.data(), int(out.size()), c.top_db), 0);
         for (std::size_t i = 0; i < out.size(); ++i)
             EXPECT_TRUE(same(out[i], c.want[i]) || std::fabs(out[i] - c.want[i]) < 1e-3f)
                 << "top_db " << c.top_db << " at " << i << ": " << out[i];
@@ -125,10 +122,8 @@ VOREL_FOR_EACH_ISA(LevelLanes);
 TEST(Standardize, WorkedCasesAndSumsInElementOrder) {
     // Six times 0.1f: the variance is exactly 0 while the mean is one ulp above 0.1f, so each
     // output is 1e16 times -2^-27. Three times 0.1f: the variance rounds below zero, no clamp.
-    for (float v : run(vorelAudioStandardize, std::vector<float>(6, 0.1f)))
-        EXPECT_EQ(v, -74505810.0f);
-    for (float v : run(vorelAudioStandardize, std::vector<float>(3, 0.1f)))
-        EXPECT_TRUE(std::isnan(v));
+    for (float v : run(vorelAudioStandardize, std::vector<float>(6, 0.1f))) EXPECT_EQ(v, -74505810.0f);
+    for (float v : run(vorelAudioStandardize, std::vector<float>(3, 0.1f))) EXPECT_TRUE(std::isnan(v));
     EXPECT_EQ(run(vorelAudioStandardize, {-1e5f})[0], 0.0f);
     // 1e8 absorbs the ones when summed in order; a pairwise or lane-wise sum would keep them.
     std::vector<float> src(9, 1.0f);
@@ -141,9 +136,8 @@ TEST(Standardize, WorkedCasesAndSumsInElementOrder) {
 
 TEST(LevelsChecks, InOrderWithTheOutputUntouchedAndInPlaceEqualsSeparate) {
     using Fn = int (*)(float*, const float*, int);
-    const Fn fns[] = {
-        [](float* d, const float* s, int n) { return vorelAudioConvertPowerToDB(d, s, n, 60.0f); },
-        vorelAudioStandardize, vorelAudioLog1p};
+    const Fn fns[] = {[](float* d, const float* s, int n) { return vorelAudioConvertPowerToDB(d, s, n, 60.0f); },
+                      vorelAudioStandardize, vorelAudioLog1p};
     std::vector<float> src(1001);
     for (std::size_t i = 0; i < src.size(); ++i) src[i] = std::pow(10.0f, float(i % 17) - 12.0f);
     src[0] = -1.0f;
@@ -158,7 +152,6 @@ TEST(LevelsChecks, InOrderWithTheOutputUntouchedAndInPlaceEqualsSeparate) {
         const auto separate = run(f, src);
         std::vector<float> inplace = src;
         ASSERT_EQ(f(inplace.data(), inplace.data(), 1001), 0);
-        for (std::size_t i = 0; i < src.size(); ++i)
-            EXPECT_TRUE(same(inplace[i], separate[i])) << i;
+        for (std::size_t i = 0; i < src.size(); ++i) EXPECT_TRUE(same(inplace[i], separate[i])) << i;
     }
 }

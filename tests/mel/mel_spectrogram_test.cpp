@@ -9,10 +9,10 @@
 #include <limits>
 #include <vector>
 
-#include "mel/mel_spectrogram.h"
-#include "stft/framing.h"
 #include "common/isa_kit.h"
+#include "mel/mel_spectrogram.h"
 #include "stft/counting_new.h"
+#include "stft/framing.h"
 #include "stft/stft_reference.h"
 #include "vorel_audio.h"
 
@@ -49,10 +49,13 @@ std::vector<float> mel(const std::vector<float>& x, const Config& c) {
 // The same frames through the exported spectrogram, reduced to its first floats, then the product.
 std::vector<float> spectrogram_then_product(const std::vector<float>& x, const Config& c) {
     const int freq_n = c.fft_n / 2 + 1, frames = frames_of(x, c);
-    std::vector<float> cells(2 * static_cast<std::size_t>(freq_n) * frames), fb(static_cast<std::size_t>(c.mel_n) * freq_n);
+    std::vector<float> cells(2 * static_cast<std::size_t>(freq_n) * frames),
+        fb(static_cast<std::size_t>(c.mel_n) * freq_n);
     EXPECT_EQ(vorelAudioGetSpectrogram(cells.data(), x.data(), static_cast<int>(x.size()), c.fft_n, c.hop_n, c.win_n,
-                                       c.win_type, frames, c.center, c.power, c.norm_type), 0);
-    EXPECT_EQ(vorelAudioGetFBMatrix(fb.data(), freq_n, c.f_min, c.f_max, c.mel_n, c.rate, c.mel_norm, c.mel_formula), 0);
+                                       c.win_type, frames, c.center, c.power, c.norm_type),
+              0);
+    EXPECT_EQ(vorelAudioGetFBMatrix(fb.data(), freq_n, c.f_min, c.f_max, c.mel_n, c.rate, c.mel_norm, c.mel_formula),
+              0);
     std::vector<float> mag(static_cast<std::size_t>(freq_n) * frames), out(static_cast<std::size_t>(c.mel_n) * frames);
     for (std::size_t i = 0; i < mag.size(); ++i) mag[i] = cells[2 * i];
     EXPECT_EQ(vorelAudioConvertToMel(out.data(), mag.data(), fb.data(), freq_n, frames, c.mel_n), 0);
@@ -72,7 +75,8 @@ std::vector<Config> configs() {
     for (int fft_n : {255, 512, 401, 5}) {
         Config d;
         d.fft_n = fft_n, d.win_n = fft_n == 401 ? 380 : fft_n == 5 ? 5 : fft_n - 31, d.win_type = 2;
-        d.hop_n = fft_n == 5 ? 2 : 97, d.mel_n = fft_n == 5 ? 2 : 32, d.mel_norm = 0, d.mel_formula = 1, d.f_min = 60.0f;
+        d.hop_n = fft_n == 5 ? 2 : 97, d.mel_n = fft_n == 5 ? 2 : 32, d.mel_norm = 0, d.mel_formula = 1,
+        d.f_min = 60.0f;
         out.push_back(d);
     }
     out[out.size() - 2].win_n = 402;
@@ -143,14 +147,16 @@ TEST(MelSpectrogramCall, ChecksRefuseInOrderAndLeaveOutputAlone) {
         int sample_n = 1000, max_frame_n = 10;
         change(c, sample_n, max_frame_n);
         return vorelAudioGetMelSpectrogram(out.data(), x.data(), sample_n, c.rate, c.fft_n, c.hop_n, c.win_n,
-                                           c.win_type, max_frame_n, c.center, c.power, c.norm_type, c.f_min,
-                                           c.f_max, c.mel_n, c.mel_norm, c.mel_formula);
+                                           c.win_type, max_frame_n, c.center, c.power, c.norm_type, c.f_min, c.f_max,
+                                           c.mel_n, c.mel_norm, c.mel_formula);
     };
     using C = Config;
     EXPECT_EQ(vorelAudioGetMelSpectrogram(nullptr, x.data(), 1000, 16000, 400, 160, 400, 1, 10, 1, 2.0f, 0, 0.0f,
-                                          8000.0f, 80, 1, 0), -1);
+                                          8000.0f, 80, 1, 0),
+              -1);
     EXPECT_EQ(vorelAudioGetMelSpectrogram(out.data(), nullptr, 1000, 16000, 400, 160, 400, 1, 10, 1, 2.0f, 0, 0.0f,
-                                          8000.0f, 80, 1, 0), -1);
+                                          8000.0f, 80, 1, 0),
+              -1);
     // One failing step at a time, everything else valid.
     const int refused[] = {
         call([](C&, int& s, int&) { s = 0; }),

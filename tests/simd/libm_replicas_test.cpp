@@ -33,8 +33,8 @@ std::vector<float> around(std::initializer_list<std::uint32_t> patterns) {
 
 // Zeros, subnormals, normals at both ends, infinities, NaNs of both signs and payloads, +-1.
 std::vector<float> special_values() {
-    return around({0x00000000, 0x00000001, 0x00000100, 0x007fffff, 0x00800000, 0x7f7fffff, 0x7f800000,
-                   0x7fc00000, 0x7fa00001, 0x3f800000, 0x3f000000, 0x40000000});
+    return around({0x00000000, 0x00000001, 0x00000100, 0x007fffff, 0x00800000, 0x7f7fffff, 0x7f800000, 0x7fc00000,
+                   0x7fa00001, 0x3f800000, 0x3f000000, 0x40000000});
 }
 
 // The 16 subintervals of the logf/powf tables start at 0x3f330000 + i * 2^19; the exponent
@@ -136,13 +136,32 @@ TEST_P(Replicas, Atan2fQuadrantsAndSignsMatchWorkedAngles) {
         float y, x, angle;
     };
     const Case cases[] = {
-        {+0.0f, +1.0f, +0.0f},   {-0.0f, +1.0f, -0.0f},      {+0.0f, -1.0f, pi},         {-0.0f, -1.0f, -pi},
-        {+0.0f, +0.0f, +0.0f},   {-0.0f, +0.0f, -0.0f},      {+0.0f, -0.0f, pi},         {-0.0f, -0.0f, -pi},
-        {+1.0f, +0.0f, half},    {-1.0f, -0.0f, -half},      {+2.0f, +2.0f, quarter},    {-2.0f, +2.0f, -quarter},
-        {+2.0f, -2.0f, three},   {-2.0f, -2.0f, -three},     {INFINITY, INFINITY, quarter},
-        {-INFINITY, INFINITY, -quarter}, {INFINITY, -INFINITY, three}, {-INFINITY, -INFINITY, -three},
-        {+5.0f, INFINITY, +0.0f}, {-5.0f, INFINITY, -0.0f},  {+5.0f, -INFINITY, pi},     {-5.0f, -INFINITY, -pi},
-        {INFINITY, 3.0f, half},  {-INFINITY, -3.0f, -half},  {1e30f, 1e-30f, half},     {-1e-30f, -1e30f, -pi},
+        {+0.0f, +1.0f, +0.0f},
+        {-0.0f, +1.0f, -0.0f},
+        {+0.0f, -1.0f, pi},
+        {-0.0f, -1.0f, -pi},
+        {+0.0f, +0.0f, +0.0f},
+        {-0.0f, +0.0f, -0.0f},
+        {+0.0f, -0.0f, pi},
+        {-0.0f, -0.0f, -pi},
+        {+1.0f, +0.0f, half},
+        {-1.0f, -0.0f, -half},
+        {+2.0f, +2.0f, quarter},
+        {-2.0f, +2.0f, -quarter},
+        {+2.0f, -2.0f, three},
+        {-2.0f, -2.0f, -three},
+        {INFINITY, INFINITY, quarter},
+        {-INFINITY, INFINITY, -quarter},
+        {INFINITY, -INFINITY, three},
+        {-INFINITY, -INFINITY, -three},
+        {+5.0f, INFINITY, +0.0f},
+        {-5.0f, INFINITY, -0.0f},
+        {+5.0f, -INFINITY, pi},
+        {-5.0f, -INFINITY, -pi},
+        {INFINITY, 3.0f, half},
+        {-INFINITY, -3.0f, -half},
+        {1e30f, 1e-30f, half},
+        {-1e-30f, -1e30f, -pi},
         {1e-30f, 1e30f, +0.0f},  // the quotient underflows
     };
     std::vector<float> ys, xs, want;

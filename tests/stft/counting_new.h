@@ -64,7 +64,9 @@ long sweep_failures(const std::vector<float>& want, float fill, Call&& call, Sam
 void* operator new(std::size_t n) { return counting_new::allocate(n, 0); }
 void* operator new[](std::size_t n) { return counting_new::allocate(n, 0); }
 void* operator new(std::size_t n, std::align_val_t a) { return counting_new::allocate(n, static_cast<std::size_t>(a)); }
-void* operator new[](std::size_t n, std::align_val_t a) { return counting_new::allocate(n, static_cast<std::size_t>(a)); }
+void* operator new[](std::size_t n, std::align_val_t a) {
+    return counting_new::allocate(n, static_cast<std::size_t>(a));
+}
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }

@@ -45,8 +45,7 @@ std::vector<float> frame(std::size_t n, std::size_t l, bool special, std::mt1993
         case 6:
             if (special) x[0] = std::numeric_limits<float>::quiet_NaN();
             break;
-        default:
-            break;
+        default: break;
     }
     return x;
 }
@@ -62,11 +61,11 @@ TEST_P(ShortLanes, EqualTheFrameTransformOrHandTheGroupBack) {
     for (std::size_t n : {1, 2, 3, 5, 7, 11, 9, 25, 49, 27, 6, 30, 210, 84, 400, 480, 1000, 1009, 512})
         for (bool inverse : {false, true})
             for (bool special : {false, true}) {
-                SCOPED_TRACE(::testing::Message() << "n " << n << (inverse ? " inverse" : "")
-                                                  << (special ? " specials" : ""));
+                SCOPED_TRACE(::testing::Message()
+                             << "n " << n << (inverse ? " inverse" : "") << (special ? " specials" : ""));
                 const int len = static_cast<int>(n);
-                const std::vector<float>& table =
-                    inverse ? FftTable::instance().ref_inv_table(len) : FftTable::instance().ref_table(len);
+                const std::vector<float>& table = inverse ? FftTable::instance().ref_inv_table(len)
+                                                          : FftTable::instance().ref_table(len);
                 const FrameLanePlan plan = make_frame_lane_plan(n);
                 const std::size_t checked = inverse ? n : n / 2 + 1;
                 std::vector<float> data(kLaneStride * n), spare(kLaneStride * n);

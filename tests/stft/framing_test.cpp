@@ -16,10 +16,18 @@ using namespace vorel::audio;
 
 TEST(FrameLen, WorkedCountsAndChecksInOrder) {
     const int cases[][5] = {// sample_n, fft_n, hop_n, center, count
-                            {10, 4, 3, 0, 3}, {10, 4, 3, 1, 4}, {10, 4, 3, 2, 5}, {9, 4, 3, 0, 2}, {9, 4, 3, 2, 4},
-                            {4, 4, 3, 0, 1}, {3, 4, 1, 1, 0}, {100, 10, 0, 1, 0}, {INT_MAX, 1, 1, 2, INT_MAX},
+                            {10, 4, 3, 0, 3},
+                            {10, 4, 3, 1, 4},
+                            {10, 4, 3, 2, 5},
+                            {9, 4, 3, 0, 2},
+                            {9, 4, 3, 2, 4},
+                            {4, 4, 3, 0, 1},
+                            {3, 4, 1, 1, 0},
+                            {100, 10, 0, 1, 0},
+                            {INT_MAX, 1, 1, 2, INT_MAX},
                             // 16777217 is no float: it rounds to 2^24 before the division.
-                            {16777217, 1, 1, 1, 16777216}, {16777217, 1, 1, 0, 16777216}};
+                            {16777217, 1, 1, 1, 16777216},
+                            {16777217, 1, 1, 0, 16777216}};
     for (const auto& c : cases) EXPECT_EQ(get_frame_len(c[0], c[1], c[2], c[3]), c[4]) << c[0] << " " << c[3];
     int n = -7;
     EXPECT_EQ(vorelAudioGetFrameLen(nullptr, 0, 0, -1, 9), VOREL_STATUS_INVALID_ARGUMENT);

@@ -38,7 +38,9 @@ void expect_matches_reference(const Inv& c, unsigned seed) {
     const int fft_n = 2 * c.freq_n - 2, total = fft_n + (c.frame_n - 1) * c.hop_n;
     const std::vector<double> w = stft_ref::placed_window(fft_n, c.win_n, c.win_type);
     std::vector<double> y(total, 0.0), s(total, 0.0);
-    auto cell = [&](int k, int t) { return cd(spectrum[2 * (k * c.frame_n + t)], spectrum[2 * (k * c.frame_n + t) + 1]); };
+    auto cell = [&](int k, int t) {
+        return cd(spectrum[2 * (k * c.frame_n + t)], spectrum[2 * (k * c.frame_n + t) + 1]);
+    };
     for (int t = 0; t < c.frame_n; ++t) {
         std::vector<cd> bins(fft_n);
         for (int k = 0; k < fft_n; ++k) bins[k] = k < c.freq_n ? cell(k, t) : std::conj(cell(fft_n - k, t));
@@ -71,19 +73,20 @@ TEST(InverseSpectrogram, MatchesOverlapAddReference) {
             for (int norm : {0, 1, 2})
                 for (int type : {1, 2}) {
                     SCOPED_TRACE(::testing::Message() << "freq " << sh[0] << " win " << sh[1] << " hop " << sh[2]
-                                                    << " center " << center << " norm " << norm << " type " << type);
+                                                      << " center " << center << " norm " << norm << " type " << type);
                     // Room beyond the accumulator (the copy stops at its end), and an output cut short.
-                    expect_matches_reference({7, sh[0], sh[2], sh[1], type, 2 * sh[0] + 6 * sh[2] + 7, center, norm}, ++seed);
+                    expect_matches_reference({7, sh[0], sh[2], sh[1], type, 2 * sh[0] + 6 * sh[2] + 7, center, norm},
+                                             ++seed);
                     expect_matches_reference({7, sh[0], sh[2], sh[1], type, 5, center, norm}, ++seed);
                 }
 }
 
 TEST(SampleLen, CountsPerModeAndChecksInOrder) {
-    const int cases[][5] = {// frame_n, freq_n, hop_n, center, count
-                            {5, 9, 4, 0, 32}, {5, 9, 4, 1, 16}, {5, 9, 4, 2, 16}, {1, 9, 4, 1, 0},
-                            {3, 1, 7, 0, 14},  // freq_n 1 adds no frame reach
-                            {3, 9, 0, 0, 16},
-                            {65537, 1, 65536, 1, 0}};  // beyond int: wraps as 32-bit arithmetic, 2^32 -> 0
+    const int cases[][5] = {
+        // frame_n, freq_n, hop_n, center, count
+        {5, 9, 4, 0, 32}, {5, 9, 4, 1, 16},       {5, 9, 4, 2, 16},
+        {1, 9, 4, 1, 0},  {3, 1, 7, 0, 14},          // freq_n 1 adds no frame reach
+        {3, 9, 0, 0, 16}, {65537, 1, 65536, 1, 0}};  // beyond int: wraps as 32-bit arithmetic, 2^32 -> 0
     for (const auto& c : cases) {
         int n = -3;
         EXPECT_EQ(vorelAudioGetSampleLen(&n, c[0], c[1], c[2], c[3]), 0);
@@ -102,12 +105,12 @@ TEST(InverseSpectrogram, ChecksInOrderWriteNothing) {
     EXPECT_EQ(vorelAudioGetInverseSpectrogram(nullptr, spectrum.data(), 4, 9, 4, 16, 1, 40, 1, 0), -1);
     EXPECT_EQ(vorelAudioGetInverseSpectrogram(dst.data(), nullptr, 4, 9, 4, 16, 1, 40, 1, 0), -1);
     const Inv bad[] = {
-        {0, 0, -1, 0, 0, 0, 3, 3},    {4, 0, -1, 0, 0, 0, 3, 3},    // frame_n with all later bad, freq_n
-        {4, 9, -1, 0, 0, 0, 3, 3},    {4, 9, 4, 0, 0, 0, 3, 3},     // hop_n, win_n below 1
-        {4, 9, 4, 17, 1, 40, 1, 0},   {4, 1, 4, 1, 1, 40, 1, 0},    // win_n above the frame; a frame of 0
-        {4, 9, 4, 16, 0, 0, 3, 3},    {4, 9, 4, 16, 1, 0, 3, 3},    // win_type, max_sample_n
-        {4, 9, 4, 16, 1, 40, 3, 3},   {4, 9, 4, 16, 1, 40, 1, 3},   // center, norm_type
-        {4, 9, 4, 16, 1, 40, 1, -2},  {4, INT_MAX, 4, INT_MAX, 1, 40, 1, 0},  // a frame beyond int
+        {0, 0, -1, 0, 0, 0, 3, 3},   {4, 0, -1, 0, 0, 0, 3, 3},              // frame_n with all later bad, freq_n
+        {4, 9, -1, 0, 0, 0, 3, 3},   {4, 9, 4, 0, 0, 0, 3, 3},               // hop_n, win_n below 1
+        {4, 9, 4, 17, 1, 40, 1, 0},  {4, 1, 4, 1, 1, 40, 1, 0},              // win_n above the frame; a frame of 0
+        {4, 9, 4, 16, 0, 0, 3, 3},   {4, 9, 4, 16, 1, 0, 3, 3},              // win_type, max_sample_n
+        {4, 9, 4, 16, 1, 40, 3, 3},  {4, 9, 4, 16, 1, 40, 1, 3},             // center, norm_type
+        {4, 9, 4, 16, 1, 40, 1, -2}, {4, INT_MAX, 4, INT_MAX, 1, 40, 1, 0},  // a frame beyond int
     };
     for (const Inv& c : bad) EXPECT_EQ(call(dst, spectrum, c), -1);
     EXPECT_EQ(dst, std::vector<float>(40, kSentinel));

@@ -8,11 +8,11 @@
 #include <limits>
 #include <vector>
 
+#include "common/isa_kit.h"
 #include "stft/inverse_spectrogram.h"
 #include "stft/spectrogram.h"
 #include "stft/window_table.h"
 #include "stft_reference.h"
-#include "common/isa_kit.h"
 #include "vorel_audio.h"
 
 using namespace vorel::audio;
@@ -51,7 +51,8 @@ void expect_matches_reference(const std::vector<float>& x, const Call& c) {
         for (const auto& v : spectrum) peak = std::max(peak, std::abs(v));
         const double tol = 3e-6 * std::sqrt(double(c.fft_n)) * (peak + 1e-3);
         for (int k = 0; k <= c.fft_n / 2; ++k) {
-            const float re = dst[2 * (size_t(k) * c.max_frame_n + t)], im = dst[2 * (size_t(k) * c.max_frame_n + t) + 1];
+            const float re = dst[2 * (size_t(k) * c.max_frame_n + t)],
+                        im = dst[2 * (size_t(k) * c.max_frame_n + t) + 1];
             if (t >= frames) {
                 ASSERT_TRUE(re == kSentinel && im == kSentinel) << "t " << t << " k " << k;
             } else if (!(c.power > 0.0f)) {
@@ -69,7 +70,7 @@ void expect_matches_reference(const std::vector<float>& x, const Call& c) {
 
 TEST(Spectrogram, MatchesWindowedDftInEveryModeAndPlacement) {
     const std::vector<float> x = stft_ref::test_signal(57, 1);
-    const int shapes[][3] = {// fft_n, win_n, win_type
+    const int shapes[][3] = {                                        // fft_n, win_n, win_type
                              {16, 16, 1}, {16, 12, 2}, {16, 11, 1},  // full, even and odd difference
                              {15, 15, 2}, {15, 10, 1},               // odd length, odd difference
                              {12, 13, 2}, {32, 20, 1}};              // one longer: last sample unused
@@ -78,7 +79,7 @@ TEST(Spectrogram, MatchesWindowedDftInEveryModeAndPlacement) {
             for (int norm : {0, 1, 2})
                 for (float power : {0.0f, 2.0f, 0.7f}) {
                     SCOPED_TRACE(::testing::Message() << "fft " << s[0] << " win " << s[1] << " center " << center
-                                                    << " norm " << norm << " power " << power);
+                                                      << " norm " << norm << " power " << power);
                     const int frames = stft_ref::frame_count(57, s[0], 5, center);
                     // More columns than frames, and fewer: the stride is always max_frame_n.
                     expect_matches_reference(x, {57, s[0], 5, s[1], s[2], frames + 3, center, power, norm});
@@ -157,12 +158,12 @@ TEST(Spectrogram, ChecksInOrderWriteNothing) {
     EXPECT_EQ(call(nullptr, x.data(), ok), -1);
     EXPECT_EQ(call(dst.data(), nullptr, ok), -1);
     const Call bad[] = {
-        {0, 0, -1, 0, 0, 0, 3, -1.0f, 3},    {64, 0, -1, 0, 0, 0, 3, -1.0f, 3},   // sample_n, fft_n
-        {64, 16, -1, 0, 0, 0, 3, -1.0f, 3},  {64, 16, 8, 0, 0, 0, 3, -1.0f, 3},   // hop_n, win_n below 1
-        {64, 16, 8, 18, 1, 8, 1, 1.0f, 0},   {64, 16, 8, std::numeric_limits<int>::max(), 1, 8, 1, 1.0f, 0},
-        {64, 16, 8, 16, 3, 0, 3, -1.0f, 3},  {64, 16, 8, 16, 1, 0, 3, -1.0f, 3},  // win_type, max_frame_n
-        {64, 16, 8, 16, 1, 8, 3, -1.0f, 3},  {64, 16, 8, 16, 1, 8, 1, -1.0f, 3},  // center, power
-        {64, 16, 8, 16, 1, 8, 1, 1.0f, 3},   {64, 16, 8, 16, 1, 8, 1, 1.0f, -1},  // norm_type
+        {0, 0, -1, 0, 0, 0, 3, -1.0f, 3},   {64, 0, -1, 0, 0, 0, 3, -1.0f, 3},  // sample_n, fft_n
+        {64, 16, -1, 0, 0, 0, 3, -1.0f, 3}, {64, 16, 8, 0, 0, 0, 3, -1.0f, 3},  // hop_n, win_n below 1
+        {64, 16, 8, 18, 1, 8, 1, 1.0f, 0},  {64, 16, 8, std::numeric_limits<int>::max(), 1, 8, 1, 1.0f, 0},
+        {64, 16, 8, 16, 3, 0, 3, -1.0f, 3}, {64, 16, 8, 16, 1, 0, 3, -1.0f, 3},  // win_type, max_frame_n
+        {64, 16, 8, 16, 1, 8, 3, -1.0f, 3}, {64, 16, 8, 16, 1, 8, 1, -1.0f, 3},  // center, power
+        {64, 16, 8, 16, 1, 8, 1, 1.0f, 3},  {64, 16, 8, 16, 1, 8, 1, 1.0f, -1},  // norm_type
     };
     for (const Call& c : bad) EXPECT_EQ(call(dst.data(), x.data(), c), -1);
     EXPECT_EQ(dst, std::vector<float>(dst.size(), kSentinel));

@@ -16,7 +16,8 @@ using cd = std::complex<double>;
 
 inline std::vector<double> window(int n, int type) {
     std::vector<double> w(n);
-    for (int k = 0; k < n; ++k) w[k] = type == 2 ? 0.54 - 0.46 * std::cos(2.0 * M_PI * k / n) : 0.5 - 0.5 * std::cos(2.0 * M_PI * k / n);
+    for (int k = 0; k < n; ++k)
+        w[k] = type == 2 ? 0.54 - 0.46 * std::cos(2.0 * M_PI * k / n) : 0.5 - 0.5 * std::cos(2.0 * M_PI * k / n);
     return w;
 }
 

@@ -54,8 +54,8 @@ VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
                                          z * (splat<F>(1.5313838422e-01f) + z * splat<F>(1.4798198640e-01f)))))));
     const F near = f - (hfsq - s * (hfsq + R));
     const F kf = convert<F>(k);
-    const F far =
-        kf * splat<F>(6.9313812256e-01f) - ((hfsq - (s * (hfsq + R) + (kf * splat<F>(9.0580006145e-06f) + cterm))) - f);
+    const F far = kf * splat<F>(6.9313812256e-01f) -
+                  ((hfsq - (s * (hfsq + R) + (kf * splat<F>(9.0580006145e-06f) + cterm))) - f);
     // k can also come out 0 on the second route (just below -0.2929); c is then unused.
     return from_lanes<V>(select(tiny, tiny_value, select(k == 0, near, far)));
 }

@@ -195,8 +195,8 @@ void add_table_edges(std::vector<float>& v) {
 // Reduction thresholds of log1pf (0.41422, -0.2929, 2^-29, 2^-54, 2^53, -1) and of atanf
 // (7/16, 11/16, 19/16, 39/16, 2^25, 2^-29), each with its neighbours.
 void add_thresholds(std::vector<float>& v) {
-    for (std::uint32_t b : {0x3ed413d7u, 0xbe95f61fu, 0x31000000u, 0x24800000u, 0x5a000000u, 0xbf800000u,
-                            0x3ee00000u, 0x3f300000u, 0x3f980000u, 0x401c0000u, 0x4c000000u, 0x3504f7u | 0x3f800000u,
+    for (std::uint32_t b : {0x3ed413d7u, 0xbe95f61fu, 0x31000000u, 0x24800000u, 0x5a000000u, 0xbf800000u, 0x3ee00000u,
+                            0x3f300000u, 0x3f980000u, 0x401c0000u, 0x4c000000u, 0x3504f7u | 0x3f800000u,
                             0x3504f3u | 0x3f000000u, 0x3f3504f3u, 0xbeb504f3u}) {
         for (std::uint32_t d = 0; d < 4; ++d) {
             v.push_back(from_bits(b - d));
@@ -254,12 +254,8 @@ bool guard_matches(LibmFn fn, Isa isa) {
     if (!isa_supported(isa)) return false;
     std::vector<float> in = common_patterns();
     switch (fn) {
-        case LibmFn::log10f:
-            add_table_edges(in);
-            return unary_guard(kLog10f, isa, in);
-        case LibmFn::log1pf:
-            add_thresholds(in);
-            return unary_guard(kLog1pf, isa, in);
+        case LibmFn::log10f: add_table_edges(in); return unary_guard(kLog10f, isa, in);
+        case LibmFn::log1pf: add_thresholds(in); return unary_guard(kLog1pf, isa, in);
         case LibmFn::powf: {
             add_table_edges(in);
             std::vector<float> got(in.size()), want(in.size());
