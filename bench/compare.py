@@ -1,9 +1,9 @@
 """Times the Python package against torch/torchaudio/scipy/numpy on the C++ benchmarks' workloads.
 
 Run with Debian's interpreter after a release build:
-    PYTHONPATH=python /usr/bin/python3 bench/compare.py [--short-time]
+    PYTHONPATH=python /usr/bin/python3 bench/compare.py [--short-time | --elementwise]
 --short-time times only the speech front end (mel, complex spectrogram, inverse) against all
-peers. VOREL_AUDIO_LIBRARY picks the library build to time (an older one, to compare). Everything
+peers; --elementwise only the level conversions and magnitude/phase. VOREL_AUDIO_LIBRARY picks the library build to time (an older one, to compare). Everything
 runs on one thread in one process; each figure is the best of several runs.
 """
 import math
@@ -125,7 +125,12 @@ def short_time(sec60):
 
 
 def main():
-    only_short_time = "--short-time" in sys.argv[1:]
+    args = sys.argv[1:]
+    if "--elementwise" in args:
+        print(f"{'workload':<38} {'vorel_audio':>13} {'peer':<26} {'peer time':>13} {'ratio':>8}")
+        elementwise()
+        return
+    only_short_time = "--short-time" in args
     print(f"{'workload':<38} {'vorel_audio':>13} {'peer':<26} {'peer time':>13} {'ratio':>8}")
     sec60 = RNG.standard_normal(16000 * 60).astype(np.float32)
     short_time(sec60)
@@ -167,12 +172,41 @@ def main():
             "scipy.signal.resample_poly",
             lambda: scipy.signal.resample_poly(x, dst // g, src // g))
 
+    elementwise()
+
+
+def elementwise():
+    """The level conversions and magnitude/phase against numpy writing into preallocated
+    outputs (the memory floor numpy reaches) and torch."""
     big = RNG.random(10_000_000).astype(np.float32)
     tbig = torch.from_numpy(big).reshape(1, 1000, 10000)
-    row("power_to_db 10 M", lambda: va.power_to_db(big, top_db=80.0),
-        "torchaudio amplitude_to_DB",
-        lambda: torchaudio.functional.amplitude_to_DB(tbig, 10.0, 1e-10, 0.0, 80.0))
-    row("log1p 10 M", lambda: va.log1p(big), "torch.log1p", lambda: torch.log1p(tbig))
+    out = np.empty_like(big)
+
+    def numpy_db():
+        np.log10(np.maximum(big, np.float32(1e-10), out=out), out=out)
+        np.multiply(out, np.float32(10.0), out=out)
+        np.maximum(out, out.max() - np.float32(80.0), out=out)
+
+    rows("power_to_db 10 M (ref max, top 80)", lambda: va.power_to_db(big, top_db=80.0),
+         [("numpy log10 (out=)", numpy_db),
+          ("torchaudio amplitude_to_DB",
+           lambda: torchaudio.functional.amplitude_to_DB(tbig, 10.0, 1e-10, 0.0, 80.0))])
+    rows("log1p 10 M", lambda: va.log1p(big),
+         [("numpy log1p (out=)", lambda: np.log1p(big, out=out)), ("torch.log1p", lambda: torch.log1p(tbig))])
+
+    spec = (RNG.standard_normal((513, 3000)) + 1j * RNG.standard_normal((513, 3000))).astype(np.complex64)
+    mag, ang = np.empty(spec.shape, np.float32), np.empty(spec.shape, np.float32)
+
+    def numpy_magphase():
+        np.abs(spec, out=mag)
+        np.arctan2(spec.imag, spec.real, out=ang)
+
+    rows("magnitude + angle 513x3000", lambda: va.magphase(spec, power=1.0),
+         [("numpy abs + angle (out=)", numpy_magphase)])
+    rows("complex norm power 1 513x3000", lambda: va.complex_norm(spec, power=1.0),
+         [("numpy abs (out=)", lambda: np.abs(spec, out=mag))])
+    rows("complex norm power 2 513x3000", lambda: va.complex_norm(spec, power=2.0),
+         [("numpy re*re + im*im", lambda: np.square(spec.real) + np.square(spec.imag))])
 
 
 if __name__ == "__main__":
