@@ -11,13 +11,13 @@ seconds=${1:-60}
 out=build/fuzz
 mkdir -p "$out/obj" "$out/corpus"
 cxx=${CXX_FUZZ:-clang++}
-flags=(-std=c++20 -O1 -g -ffp-contract=off -fno-math-errno -fno-omit-frame-pointer
+flags=(-std=c++20 -O1 -g -ffp-contract=off -fno-math-errno -fno-omit-frame-pointer -Wno-psabi
        -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined
        -DVOREL_AUDIO_BUILDING -Iinclude -Isrc)
 
 # One object per source, rebuilt when the source is newer; two at a time.
 objects=()
-for src in src/*/*.cpp fuzz/*.cpp; do
+for src in src/*/*.cpp src/*/*/*.cpp fuzz/*.cpp; do
   obj="$out/obj/$(echo "${src%.cpp}" | tr / _).o"
   objects+=("$obj")
   if [ ! -f "$obj" ] || [ "$src" -nt "$obj" ] || [ -n "$(find src fuzz include -name '*.h' -newer "$obj" -print -quit)" ]; then

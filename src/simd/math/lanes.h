@@ -100,6 +100,10 @@ VOREL_INLINE R gather(const T* table, Idx index) {
 template <class R, class T, class Idx>
 VOREL_INLINE R lookup16(const T* table, Idx index) {
     static_assert(sizeof(T) == 8);
+#if defined(__clang__)
+    // Clang has no two-source shuffle with run-time indices; lane by lane gives the same values.
+    return gather<R>(table, index);
+#else
     if constexpr (sizeof(Idx) / sizeof(index[0]) == 16) {
         using R8 = std::conditional_t<std::is_floating_point_v<T>, typename LaneTypes<8>::D, typename LaneTypes<8>::UL>;
         using L8 = typename LaneTypes<8>::L;
@@ -115,6 +119,7 @@ VOREL_INLINE R lookup16(const T* table, Idx index) {
     } else {
         return gather<R>(table, index);
     }
+#endif
 }
 
 // Every lane of a lane vector set to x.
