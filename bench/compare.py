@@ -89,8 +89,8 @@ def short_time(sec60):
         return fb_t @ (s.real * s.real + s.imag * s.imag)
 
     def numpy_mel():
-        spec = scipy.fft.rfft(frames_of(sec60, n_fft, hop) * win_np, axis=-1, workers=1)
-        power = spec.real * spec.real + spec.imag * spec.imag
+        spectrum = scipy.fft.rfft(frames_of(sec60, n_fft, hop) * win_np, axis=-1, workers=1)
+        power = spectrum.real * spectrum.real + spectrum.imag * spectrum.imag
         return fb @ power.T
 
     rows(f"mel 60 s ({n_fft}/{hop}/{n_mels})",
@@ -116,11 +116,11 @@ def short_time(sec60):
          [("torch.stft", lambda: torch.stft(t60, n_fft, hop, window=win_t, center=True,
                                             pad_mode="reflect", return_complex=True))])
 
-    spec = va.spectrogram(sec60, n_fft=n_fft, hop_length=hop, power=None)
+    spectrum = va.spectrogram(sec60, n_fft=n_fft, hop_length=hop, power=None)
     spec_t = torch.stft(t60, n_fft, hop, window=win_t, center=True, pad_mode="reflect",
                         return_complex=True)
     rows(f"istft 60 s fft {n_fft} hop {hop}",
-         lambda: va.inverse_spectrogram(spec, hop_length=hop),
+         lambda: va.inverse_spectrogram(spectrum, hop_length=hop),
          [("torch.istft", lambda: torch.istft(spec_t, n_fft, hop, window=win_t, center=True))])
 
 
@@ -194,19 +194,19 @@ def elementwise():
     rows("log1p 10 M", lambda: va.log1p(big),
          [("numpy log1p (out=)", lambda: np.log1p(big, out=out)), ("torch.log1p", lambda: torch.log1p(tbig))])
 
-    spec = (RNG.standard_normal((513, 3000)) + 1j * RNG.standard_normal((513, 3000))).astype(np.complex64)
-    mag, ang = np.empty(spec.shape, np.float32), np.empty(spec.shape, np.float32)
+    spectrum = (RNG.standard_normal((513, 3000)) + 1j * RNG.standard_normal((513, 3000))).astype(np.complex64)
+    mag, ang = np.empty(spectrum.shape, np.float32), np.empty(spectrum.shape, np.float32)
 
     def numpy_magphase():
-        np.abs(spec, out=mag)
-        np.arctan2(spec.imag, spec.real, out=ang)
+        np.abs(spectrum, out=mag)
+        np.arctan2(spectrum.imag, spectrum.real, out=ang)
 
-    rows("magnitude + angle 513x3000", lambda: va.magphase(spec, power=1.0),
+    rows("magnitude + angle 513x3000", lambda: va.magphase(spectrum, power=1.0),
          [("numpy abs + angle (out=)", numpy_magphase)])
-    rows("complex norm power 1 513x3000", lambda: va.complex_norm(spec, power=1.0),
-         [("numpy abs (out=)", lambda: np.abs(spec, out=mag))])
-    rows("complex norm power 2 513x3000", lambda: va.complex_norm(spec, power=2.0),
-         [("numpy re*re + im*im", lambda: np.square(spec.real) + np.square(spec.imag))])
+    rows("complex norm power 1 513x3000", lambda: va.complex_norm(spectrum, power=1.0),
+         [("numpy abs (out=)", lambda: np.abs(spectrum, out=mag))])
+    rows("complex norm power 2 513x3000", lambda: va.complex_norm(spectrum, power=2.0),
+         [("numpy re*re + im*im", lambda: np.square(spectrum.real) + np.square(spectrum.imag))])
 
 
 if __name__ == "__main__":

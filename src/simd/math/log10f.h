@@ -10,7 +10,8 @@
 namespace vorel::audio::simd::math {
 
 namespace logf_data {
-// 1/c and log(c) for the 16 subintervals of [0x3f330000, 2 * 0x3f330000) (data of the libm).
+// 1/c and log(c) for the 16 subintervals of [0x3f330000, 2 * 0x3f330000) (data of the libm); powf
+// reads the same 1/c.
 inline constexpr double invc[16] = {
     0x1.661ec79f8f3bep+0, 0x1.571ed4aaf883dp+0, 0x1.49539f0f010bp+0,  0x1.3c995b0b80385p+0, 0x1.30d190c8864a5p+0,
     0x1.25e227b0b8eap+0,  0x1.1bb4a4a1a343fp+0, 0x1.12358f08ae5bap+0, 0x1.0953f419900a7p+0, 0x1p+0,

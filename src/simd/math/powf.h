@@ -6,17 +6,12 @@
 #include <cstdint>
 
 #include "simd/math/lanes.h"
+#include "simd/math/log10f.h"
 
 namespace vorel::audio::simd::math {
 
 namespace powf_data {
-// 1/c and log2(c) for the 16 subintervals of [0x3f330000, 2 * 0x3f330000) (data of the libm).
-inline constexpr double invc[16] = {
-    0x1.661ec79f8f3bep+0, 0x1.571ed4aaf883dp+0, 0x1.49539f0f010bp+0,  0x1.3c995b0b80385p+0, 0x1.30d190c8864a5p+0,
-    0x1.25e227b0b8eap+0,  0x1.1bb4a4a1a343fp+0, 0x1.12358f08ae5bap+0, 0x1.0953f419900a7p+0, 0x1p+0,
-    0x1.e608cfd9a47acp-1, 0x1.ca4b31f026aap-1,  0x1.b2036576afce6p-1, 0x1.9c2d163a1aa2dp-1, 0x1.886e6037841edp-1,
-    0x1.767dcf5534862p-1,
-};
+// log2(c) for the 16 subintervals whose 1/c is logf_data::invc (data of the libm).
 inline constexpr double logc[16] = {
     -0x1.efec65b963019p-2, -0x1.b0b6832d4fca4p-2, -0x1.7418b0a1fb77bp-2, -0x1.39de91a6dcf7bp-2, -0x1.01d9bf3f2b631p-2,
     -0x1.97c1d1b3b7afp-3,  -0x1.2f9e393af3c9fp-3, -0x1.960cbbf788d5cp-4, -0x1.a6f9db6475fcep-5, 0x0p+0,
@@ -75,7 +70,7 @@ VOREL_INLINE V powf_lanes(V v, float y, typename LaneTypes<kLanes<V>>::I& specia
     const U top = tmp & 0xff800000u;
     const U iz = ix - top;
     const I k = bits<I>(top) >> 23;
-    const D invc = lookup16<D>(powf_data::invc, i);
+    const D invc = lookup16<D>(logf_data::invc, i);
     const D logc = lookup16<D>(powf_data::logc, i);
     const D z = convert<D>(bits<F>(iz));
     const D r = fused(z, invc, splat<D>(-1.0));
