@@ -14,52 +14,9 @@
 #include <string>
 #include <vector>
 
+#include "common/counting_new.h"
 #include "fuzz/calls.h"
 #include "vorel_audio.h"
-
-namespace {
-
-// Allocations left before the failing one; 0 means no failure is armed.
-thread_local long g_countdown = 0;
-thread_local long g_seen = 0;
-
-void* allocate(std::size_t n, std::size_t align) {
-    ++g_seen;
-    if (g_countdown > 0 && --g_countdown == 0) throw std::bad_alloc();
-    void* p = nullptr;
-    if (align <= alignof(std::max_align_t)) {
-        p = std::malloc(n == 0 ? 1 : n);
-    } else if (posix_memalign(&p, align, n == 0 ? align : n) != 0) {
-        p = nullptr;
-    }
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-}
-
-void* allocate_or_null(std::size_t n) noexcept {
-    try {
-        return allocate(n, 0);
-    } catch (...) {
-        return nullptr;
-    }
-}
-
-}  // namespace
-
-void* operator new(std::size_t n) { return allocate(n, 0); }
-void* operator new[](std::size_t n) { return allocate(n, 0); }
-void* operator new(std::size_t n, std::align_val_t a) { return allocate(n, static_cast<std::size_t>(a)); }
-void* operator new[](std::size_t n, std::align_val_t a) { return allocate(n, static_cast<std::size_t>(a)); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return allocate_or_null(n); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return allocate_or_null(n); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, std::align_val_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::align_val_t) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
 
 namespace {
 
@@ -101,6 +58,7 @@ struct Call {
     const Fn& fn;
     Args a;
     std::vector<std::vector<std::uint32_t>> bufs;
+    long seen = 0;  // allocations the last run made
 
     Call(const Fn& f, const Row& row) : fn(f) {
         std::copy(row.i.begin(), row.i.end(), a.i.begin());
@@ -119,10 +77,9 @@ struct Call {
     int run(long fail_at) {
         std::vector<float*> p;
         for (auto& b : bufs) p.push_back(reinterpret_cast<float*>(b.data()));
-        g_seen = 0;
-        g_countdown = fail_at;
+        const counting_new::Watch watch(fail_at - 1);  // fail_at counts from 1; 0 arms nothing
         const int status = fn.call(a, p.data());
-        g_countdown = 0;
+        seen = counting_new::allocations;
         return status;
     }
 };
@@ -174,7 +131,7 @@ TEST_P(AllocFailure, EveryFailingAllocationGivesMinusFiveAndNoTrace) {
         Call c(fn, row);
         const auto before = c.bufs;
         const int status = c.run(k);
-        if (g_seen < k) {  // the call made fewer than k allocations: nothing failed
+        if (c.seen < k) {  // the call made fewer than k allocations: nothing failed
             EXPECT_EQ(status, 0) << fn.name;
             EXPECT_EQ(c.bufs, want) << fn.name << ": the retry differs from a fresh process";
             break;

@@ -9,9 +9,9 @@
 #include <limits>
 #include <vector>
 
+#include "common/counting_new.h"
 #include "common/isa_kit.h"
 #include "mel/mel_spectrogram.h"
-#include "stft/counting_new.h"
 #include "stft/framing.h"
 #include "stft/stft_reference.h"
 #include "vorel_audio.h"

@@ -80,5 +80,5 @@ def test_mel_spectrogram_matches_torchaudio(rate, fft_n, hop_n, mel_n, power, f_
     assert np.all(np.abs(got - exact) <= 5e-6 * scale)
     assert np.all(np.abs(got - want) <= np.abs(ours.astype(np.float64) - theirs) @ spectrum + 1e-5 * scale)
     # The same bank applied to the package's own power spectrogram gives the same numbers.
-    spec = va.spectrogram(x, fft_n, hop_n, center=center == 1, power=power)
-    np.testing.assert_allclose(va.convert_to_mel(spec, ours), got, rtol=1e-5, atol=1e-6 * got.max())
+    spectrum = va.spectrogram(x, fft_n, hop_n, center=center == 1, power=power)
+    np.testing.assert_allclose(va.convert_to_mel(spectrum, ours), got, rtol=1e-5, atol=1e-6 * got.max())

@@ -14,7 +14,7 @@ from conftest import ROOT
 
 RNG = np.random.default_rng(1234)
 SIG = RNG.standard_normal((3, 5, 700)).astype(np.float32)
-SPEC = va.spectrogram(SIG, n_fft=64, hop_length=16, power=None)
+SPECTRUM = va.spectrogram(SIG, n_fft=64, hop_length=16, power=None)
 FILTER = ([0.2, 0.3, 0.2], [1.0, -0.5, 0.1])
 
 # name: (function of (array, axis), input with the signal on the last axis, number of output axes
@@ -48,10 +48,10 @@ def test_axis_equals_moveaxis_around_the_call(name, axis):
 
 
 def test_inverse_spectrogram_axis_matches_the_spectrogram_layout():
-    back = va.inverse_spectrogram(SPEC, hop_length=16, length=700)
-    np.testing.assert_array_equal(back[1, 3], va.inverse_spectrogram(SPEC[1, 3], hop_length=16, length=700))
+    back = va.inverse_spectrogram(SPECTRUM, hop_length=16, length=700)
+    np.testing.assert_array_equal(back[1, 3], va.inverse_spectrogram(SPECTRUM[1, 3], hop_length=16, length=700))
     S0 = va.spectrogram(np.moveaxis(SIG, -1, 0), n_fft=64, hop_length=16, power=None, axis=0)
-    np.testing.assert_array_equal(S0, np.moveaxis(SPEC, (-2, -1), (0, 1)))
+    np.testing.assert_array_equal(S0, np.moveaxis(SPECTRUM, (-2, -1), (0, 1)))
     np.testing.assert_array_equal(va.inverse_spectrogram(S0, hop_length=16, length=700, axis=0),
                                   np.moveaxis(back, -1, 0))
 

@@ -5,7 +5,7 @@
 #include <climits>
 #include <vector>
 
-#include "stft/counting_new.h"
+#include "common/counting_new.h"
 #include "stft_reference.h"
 #include "vorel_audio.h"
 

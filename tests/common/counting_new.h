@@ -37,6 +37,14 @@ inline void* allocate(std::size_t n, std::size_t align) {
     return p;
 }
 
+inline void* allocate_or_null(std::size_t n) noexcept {
+    try {
+        return allocate(n, 0);
+    } catch (...) {
+        return nullptr;
+    }
+}
+
 // Fails allocation k = 0, 1, ... of call(out) until the call succeeds, out starting as
 // want.size() copies of `fill` each time: a refusal must be VOREL_STATUS_OUT_OF_MEMORY (-5) with
 // out as it was, and the success must satisfy `same(out, want)`. Returns the refusals seen.
@@ -67,6 +75,8 @@ void* operator new(std::size_t n, std::align_val_t a) { return counting_new::all
 void* operator new[](std::size_t n, std::align_val_t a) {
     return counting_new::allocate(n, static_cast<std::size_t>(a));
 }
+void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return counting_new::allocate_or_null(n); }
+void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return counting_new::allocate_or_null(n); }
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
