@@ -4,6 +4,8 @@
 // and over independent elements in lanes at 4, 8 or 16; each lane rounds as a scalar does.
 #pragma once
 
+#include <immintrin.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -98,9 +100,26 @@ VOREL_INLINE V broadcast(Elem<V> x) {
                                   std::make_index_sequence<16 / sizeof(Elem<V>)>{});
 }
 
+// op on the two halves of a, b and c.
+template <class V, class Op>
+VOREL_INLINE V fma_halves(V a, V b, V c, Op op) {
+    using Half = Vec<Elem<V>, kLanes<V> / 2>;
+    Half ah[2], bh[2], ch[2], rh[2];
+    std::memcpy(ah, &a, sizeof a);
+    std::memcpy(bh, &b, sizeof b);
+    std::memcpy(ch, &c, sizeof c);
+    rh[0] = op(ah[0], bh[0], ch[0]);
+    rh[1] = op(ah[1], bh[1], ch[1]);
+    V r;
+    std::memcpy(&r, rh, sizeof r);
+    return r;
+}
+
 // a * b + c rounded once, lane by lane. Only the exact replicas of library functions that
 // fuse use it; the code compiles with contraction off, so nothing else ever fuses. In a build
-// for a level with FMA the lanes become one vector instruction.
+// for a level with FMA the lanes become one vector instruction (GCC makes scalar instructions
+// of a lane loop of fma calls in places, so the builtins are named; they build only where
+// the caller's level has them).
 template <class V>
 VOREL_INLINE V fma(V a, V b, V c) {
     if constexpr (kLanes<V> == 1) {
@@ -108,6 +127,26 @@ VOREL_INLINE V fma(V a, V b, V c) {
             return __builtin_fmaf(a, b, c);
         else
             return __builtin_fma(a, b, c);
+#if !defined(__clang__)
+    } else if constexpr (sizeof(V) == 128) {
+        // 16 doubles, which only the AVX-512 level runs: two 512-bit halves.
+        return fma_halves(a, b, c, [](double8 x, double8 y, double8 z) {
+            return __builtin_ia32_vfmaddpd512_mask(x, y, z, 0xff, 4);
+        });
+    } else if constexpr (sizeof(V) == 64 && sizeof(Elem<V>) == 8) {
+        // 8 doubles, the AVX2 level's width: two 256-bit halves.
+        return fma_halves(a, b, c, [](double4 x, double4 y, double4 z) { return __builtin_ia32_vfmaddpd256(x, y, z); });
+    } else if constexpr (sizeof(V) == 64) {
+        return __builtin_ia32_vfmaddps512_mask(a, b, c, 0xffff, 4);
+    } else if constexpr (sizeof(V) == 32 && sizeof(Elem<V>) == 8) {
+        return __builtin_ia32_vfmaddpd256(a, b, c);
+    } else if constexpr (sizeof(V) == 32) {
+        return __builtin_ia32_vfmaddps256(a, b, c);
+    } else if constexpr (sizeof(V) == 16 && sizeof(Elem<V>) == 8) {
+        return __builtin_ia32_vfmaddpd(a, b, c);
+    } else if constexpr (sizeof(V) == 16) {
+        return __builtin_ia32_vfmaddps(a, b, c);
+#endif
     } else {
         V r;
         for (std::size_t i = 0; i < kLanes<V>; ++i) {

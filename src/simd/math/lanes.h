@@ -115,7 +115,11 @@ VOREL_INLINE R lookup16(const T* table, Idx index) {
         const I8 second = __builtin_shufflevector(index, index, 8, 9, 10, 11, 12, 13, 14, 15);
         const R8 a = __builtin_shuffle(lo, hi, __builtin_convertvector(first, L8));
         const R8 b = __builtin_shuffle(lo, hi, __builtin_convertvector(second, L8));
-        return __builtin_shufflevector(a, b, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+        // Two halves copied in place: GCC spills a 16-lane shuffle of doubles lane by lane.
+        R r;
+        __builtin_memcpy(&r, &a, sizeof a);
+        __builtin_memcpy(reinterpret_cast<char*>(&r) + sizeof a, &b, sizeof b);
+        return r;
     } else {
         return gather<R>(table, index);
     }
