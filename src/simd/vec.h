@@ -130,9 +130,8 @@ VOREL_INLINE V fma(V a, V b, V c) {
 #if !defined(__clang__)
     } else if constexpr (sizeof(V) == 128) {
         // 16 doubles, which only the AVX-512 level runs: two 512-bit halves.
-        return fma_halves(a, b, c, [](double8 x, double8 y, double8 z) {
-            return __builtin_ia32_vfmaddpd512_mask(x, y, z, 0xff, 4);
-        });
+        return fma_halves(
+            a, b, c, [](double8 x, double8 y, double8 z) { return __builtin_ia32_vfmaddpd512_mask(x, y, z, 0xff, 4); });
     } else if constexpr (sizeof(V) == 64 && sizeof(Elem<V>) == 8) {
         // 8 doubles, the AVX2 level's width: two 256-bit halves.
         return fma_halves(a, b, c, [](double4 x, double4 y, double4 z) { return __builtin_ia32_vfmaddpd256(x, y, z); });
