@@ -176,36 +176,37 @@ def main():
 
 
 def elementwise():
-    """The level conversions and magnitude/phase against numpy writing into preallocated
-    outputs (the memory floor numpy reaches) and torch."""
+    """The level conversions and magnitude/phase against numpy and torch, numpy and the package both
+    writing into preallocated outputs (out=: the memory floor numpy reaches)."""
     big = RNG.random(10_000_000).astype(np.float32)
     tbig = torch.from_numpy(big).reshape(1, 1000, 10000)
-    out = np.empty_like(big)
+    out, ours = np.empty_like(big), np.empty_like(big)
 
     def numpy_db():
         np.log10(np.maximum(big, np.float32(1e-10), out=out), out=out)
         np.multiply(out, np.float32(10.0), out=out)
         np.maximum(out, out.max() - np.float32(80.0), out=out)
 
-    rows("power_to_db 10 M (ref max, top 80)", lambda: va.power_to_db(big, top_db=80.0),
+    rows("power_to_db 10 M (ref max, top 80)", lambda: va.power_to_db(big, top_db=80.0, out=ours),
          [("numpy log10 (out=)", numpy_db),
           ("torchaudio amplitude_to_DB",
            lambda: torchaudio.functional.amplitude_to_DB(tbig, 10.0, 1e-10, 0.0, 80.0))])
-    rows("log1p 10 M", lambda: va.log1p(big),
+    rows("log1p 10 M", lambda: va.log1p(big, out=ours),
          [("numpy log1p (out=)", lambda: np.log1p(big, out=out)), ("torch.log1p", lambda: torch.log1p(tbig))])
 
     spectrum = (RNG.standard_normal((513, 3000)) + 1j * RNG.standard_normal((513, 3000))).astype(np.complex64)
     mag, ang = np.empty(spectrum.shape, np.float32), np.empty(spectrum.shape, np.float32)
+    our_mag, our_ang = np.empty_like(mag), np.empty_like(ang)
 
     def numpy_magphase():
         np.abs(spectrum, out=mag)
         np.arctan2(spectrum.imag, spectrum.real, out=ang)
 
-    rows("magnitude + angle 513x3000", lambda: va.magphase(spectrum, power=1.0),
+    rows("magnitude + angle 513x3000", lambda: va.magphase(spectrum, power=1.0, out=(our_mag, our_ang)),
          [("numpy abs + angle (out=)", numpy_magphase)])
-    rows("complex norm power 1 513x3000", lambda: va.complex_norm(spectrum, power=1.0),
+    rows("complex norm power 1 513x3000", lambda: va.complex_norm(spectrum, power=1.0, out=our_mag),
          [("numpy abs (out=)", lambda: np.abs(spectrum, out=mag))])
-    rows("complex norm power 2 513x3000", lambda: va.complex_norm(spectrum, power=2.0),
+    rows("complex norm power 2 513x3000", lambda: va.complex_norm(spectrum, power=2.0, out=our_mag),
          [("numpy re*re + im*im", lambda: np.square(spectrum.real) + np.square(spectrum.imag))])
 
 

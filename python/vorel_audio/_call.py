@@ -58,6 +58,28 @@ def complex_array(x, name="x", min_ndim=1):
     return c.view(np.float32).reshape(c.shape + (2,))
 
 
+def output_array(out, shape, dtype=np.float32, inputs=(), name="out"):
+    """The caller's output array, checked, or a new one of that shape.
+
+    A given array must be a writeable C-contiguous array of exactly that shape and dtype (nothing is
+    converted, so the results land where the caller asked); it may be the very buffer of an input it
+    replaces element by element, but not overlap an input any other way."""
+    if out is None:
+        return np.empty(shape, dtype=dtype)
+    if not isinstance(out, np.ndarray):
+        raise ValueError(f"{name} must be a numpy array, got {type(out).__name__}")
+    if out.dtype != dtype or out.shape != tuple(shape):
+        raise ValueError(f"{name} must be a {np.dtype(dtype).name} array of shape {tuple(shape)}, "
+                         f"got {out.dtype} {out.shape}")
+    if not out.flags.c_contiguous or not out.flags.writeable:
+        raise ValueError(f"{name} must be a writeable C-contiguous array")
+    for a in inputs:
+        same = a.__array_interface__["data"][0] == out.__array_interface__["data"][0] and a.nbytes == out.nbytes
+        if not same and np.shares_memory(a, out):
+            raise ValueError(f"{name} overlaps an input other than element for element")
+    return out
+
+
 def as_complex(interleaved):
     """(..., 2) float32 array -> complex64 array of the leading shape."""
     return np.ascontiguousarray(interleaved, dtype=np.float32).view(np.complex64)[..., 0]

@@ -3,34 +3,36 @@ import ctypes
 
 import numpy as np
 
-from ._call import call, count, fptr, real_array, real_number
+from ._call import call, count, fptr, output_array, real_array, real_number
 
 
-def _elementwise(name, x, *extra, shown=""):
+def _elementwise(name, x, *extra, out=None, shown=""):
     a = real_array(x, min_ndim=0)
     flat = a.reshape(-1)
     n = count(flat.size, "number of values")
-    out = np.empty(n, dtype=np.float32)
-    call(name, fptr(out), fptr(flat), n, *extra, shown=f"n={n}{shown}")
-    return out.reshape(a.shape)
+    result = output_array(out, a.shape, inputs=(a,))
+    call(name, fptr(result), fptr(flat), n, *extra, shown=f"n={n}{shown}")
+    return result
 
 
-def power_to_db(x, top_db=80.0):
-    """10 log10 of powers relative to the maximum of x, floored top_db below it (None: no floor)."""
+def power_to_db(x, top_db=80.0, out=None):
+    """10 log10 of powers relative to the maximum of x, floored top_db below it (None: no floor).
+
+    out: a float32 array of x's shape to write into (x itself for in place), as numpy's out=."""
     t = -1.0 if top_db is None else real_number(top_db, "top_db")
     if top_db is not None and not t >= 0.0:
         raise ValueError(f"top_db must be >= 0 or None, got {top_db!r}")
-    return _elementwise("vorelAudioConvertPowerToDB", x, t, shown=f", top_db={top_db}")
+    return _elementwise("vorelAudioConvertPowerToDB", x, t, out=out, shown=f", top_db={top_db}")
 
 
-def standardize(x):
-    """(x - mean) / standard deviation over all values of x."""
-    return _elementwise("vorelAudioStandardize", x)
+def standardize(x, out=None):
+    """(x - mean) / standard deviation over all values of x; out as for power_to_db."""
+    return _elementwise("vorelAudioStandardize", x, out=out)
 
 
-def log1p(x):
-    """log(1 + x) elementwise, in float32."""
-    return _elementwise("vorelAudioLog1p", x)
+def log1p(x, out=None):
+    """log(1 + x) elementwise, in float32; out as for power_to_db."""
+    return _elementwise("vorelAudioLog1p", x, out=out)
 
 
 def nonsilent_range(x, frame_length=2048, hop_length=512, top_db=60.0):

@@ -11,7 +11,7 @@ import numpy as np
 
 from . import _options
 from ._call import (as_complex, axis_index, call, complex_along, complex_array, count, fptr, from_last,
-                    option, per_item, real_number, signal_along)
+                    option, output_array, per_item, real_number, signal_along)
 
 _NORM_DOC = """norm: None (no factor); "torch" (alias "window"): every value times
         1 / sqrt(sum of squared window samples), what torchaudio's ``normalized=True`` (its
@@ -189,37 +189,43 @@ def inverse_spectrogram(S, hop_length=None, win_length=None, window="hann", cent
     return from_last(per_item(src, 3, (out_n,), one), ax, 1)
 
 
-def complex_norm(X, power=1.0):
-    """|X|^power of complex values (power > 0), float32 of the same shape (elementwise)."""
+def complex_norm(X, power=1.0, out=None):
+    """|X|^power of complex values (power > 0), float32 of the same shape (elementwise).
+
+    out: a float32 array of that shape to write into, as numpy's out=."""
     a = complex_array(X, min_ndim=0)
     p = real_number(power, "power")
     if not p > 0.0:
         raise ValueError(f"power must be > 0, got {power!r}")
     flat = a.reshape(-1, 2)
-    out = np.empty(flat.shape[0], dtype=np.float32)
-    if out.size:
+    result = output_array(out, a.shape[:-1], inputs=(a,))
+    if result.size:
         n = count(flat.shape[0], "number of values")
-        call("vorelAudioComplexNorm", fptr(out), fptr(flat), n, p, shown=f"n={n}, power={p}")
-    return out.reshape(a.shape[:-1])
+        call("vorelAudioComplexNorm", fptr(result), fptr(flat), n, p, shown=f"n={n}, power={p}")
+    return result
 
 
-def magphase(S, power=1.0, phase="angle"):
+def magphase(S, power=1.0, phase="angle", out=None):
     """Magnitude |S|^power (power 0 gives 1) and phase of complex values, elementwise.
 
-    phase "angle" gives radians (float32); "complex" gives the unit phasor as complex64.
+    phase "angle" gives radians (float32); "complex" gives the unit phasor as complex64. out: a pair
+    (magnitude, phase) of arrays of those types and S's shape to write into, as numpy's out=.
     """
     a = complex_array(S, "S", min_ndim=0)
     p = power_value(power, allow_none=False)
     form = option(phase, _options.PHASE, "phase")
     shape = a.shape[:-1]
     flat = a.reshape(-1, 2)
-    mag = np.empty(flat.shape[0], dtype=np.float32)
-    ph = np.empty((flat.shape[0], 2) if form else flat.shape[0], dtype=np.float32)
+    if out is not None and (not isinstance(out, tuple) or len(out) != 2):
+        raise ValueError("out must be a pair (magnitude, phase) of arrays")
+    mag_out, ph_out = out if out is not None else (None, None)
+    mag = output_array(mag_out, shape, inputs=(a,), name="out[0]")
+    ph = output_array(ph_out, shape, np.complex64 if form else np.float32, inputs=(a, mag), name="out[1]")
     if mag.size:
         n = count(flat.shape[0], "number of values")
-        call("vorelAudioMagPhase", fptr(mag), fptr(ph), fptr(flat), 1, n, p, form,
-             shown=f"n={n}, power={p}")
-    return mag.reshape(shape), (as_complex(ph) if form else ph).reshape(shape)
+        call("vorelAudioMagPhase", fptr(mag), fptr(ph), fptr(flat), 1, n, p,
+             form, shown=f"n={n}, power={p}")
+    return mag, ph
 
 
 spectrogram.__doc__ = spectrogram.__doc__.format(center=_CENTER_DOC, norm=_NORM_DOC)

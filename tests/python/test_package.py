@@ -104,6 +104,11 @@ def test_option_aliases_give_the_same_result_and_options_differ(fn, spellings):
     (ValueError, lambda: va.fix_frames(np.ones((2, 3)), 0)),
     (ValueError, lambda: va.frame_count(2**40, 4, 1)),
     (ValueError, lambda: va.irfft(np.ones(1, dtype=np.complex64))),
+    (ValueError, lambda: va.log1p(np.ones(4, np.float32), out=np.empty(4))),
+    (ValueError, lambda: (lambda b: va.log1p(b[:4], out=b[1:]))(np.ones(5, np.float32))),
+    (ValueError, lambda: va.log1p(np.ones(4, np.float32), out=np.empty(8, np.float32)[::2])),
+    (ValueError, lambda: va.complex_norm(np.ones(4, np.complex64), out=[0.0] * 4)),
+    (ValueError, lambda: va.magphase(np.ones(4, np.complex64), out=np.empty(4, np.float32))),
 ])
 def test_errors_are_the_types_numpy_users_expect(error, call):
     with pytest.raises(error):
@@ -122,6 +127,40 @@ HEADER = (ROOT / "include" / "vorel_audio.h").read_text()
 ENUMS = {"WIN_TYPE": _options.WINDOW, "CENTER": _options.CENTER, "NORM_TYPE": _options.NORM,
          "MEL_NORM": _options.MEL_NORM, "MEL_FORMULA": _options.MEL_SCALE, "PAD_TYPE": _options.PADTYPE,
          "PHASE_FORM": _options.PHASE}
+
+
+ELEMENTWISE = {
+    "power_to_db": lambda x, **kw: va.power_to_db(x.real, top_db=60.0, **kw),
+    "standardize": lambda x, **kw: va.standardize(x.real, **kw),
+    "log1p": lambda x, **kw: va.log1p(np.abs(x.real), **kw),
+    "complex_norm": lambda x, **kw: va.complex_norm(x, power=1.0, **kw),
+}
+
+
+@pytest.mark.parametrize("name", list(ELEMENTWISE))
+def test_out_receives_the_same_values_the_call_returns(name):
+    rng = np.random.default_rng(4)
+    x = (rng.standard_normal((3, 50)) + 1j * rng.standard_normal((3, 50))).astype(np.complex64)
+    fn = ELEMENTWISE[name]
+    want = fn(x)
+    out = np.full(want.shape, np.nan, np.float32)
+    assert fn(x, out=out) is out
+    np.testing.assert_array_equal(out, want)
+
+
+@pytest.mark.parametrize("form,dtype", [("angle", np.float32), ("complex", np.complex64)])
+def test_magphase_out_pair_and_in_place_levels(form, dtype):
+    x = np.random.default_rng(5).standard_normal((4, 9)).astype(np.float32)
+    S = (x + 1j * x[::-1]).astype(np.complex64)
+    want_mag, want_ph = va.magphase(S, phase=form)
+    mag, ph = np.empty(S.shape, np.float32), np.empty(S.shape, dtype)
+    assert va.magphase(S, phase=form, out=(mag, ph))[1] is ph
+    np.testing.assert_array_equal(mag, want_mag)
+    np.testing.assert_array_equal(ph, want_ph)
+    y = np.abs(x)
+    want = va.power_to_db(y)
+    va.power_to_db(y, out=y)
+    np.testing.assert_array_equal(y, want)
 
 
 @pytest.mark.parametrize("prefix", list(ENUMS))
