@@ -7,6 +7,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <mutex>
 #include <vector>
 
@@ -223,19 +224,19 @@ constexpr float kGuardExponents[] = {0.5f, 0.25f, 1.0f, 0.75f, 1.5f, 2.0f, 0.1f,
 
 std::atomic<bool> g_forced_failure{false};
 
-struct Verdicts {
-    bool passed[4][4] = {};  // [fn][isa]
+// Each (function, level) guard runs at most once, when a call first asks for that level: a
+// call at the best level that passes runs one guard, not all of them. An allocation failure
+// inside a guard leaves its flag unset, so the next call runs it again.
+struct Verdict {
+    std::once_flag once;
+    bool passed = false;
 };
+Verdict g_verdicts[std::size(kAllLibmFns)][4];
 
-const Verdicts& verdicts() {
-    static const Verdicts v = [] {
-        Verdicts out;
-        for (LibmFn fn : kAllLibmFns)
-            for (Isa isa : supported_isas())
-                out.passed[static_cast<int>(fn)][static_cast<int>(isa)] = has_build(fn, isa) && guard_matches(fn, isa);
-        return out;
-    }();
-    return v;
+bool passes(LibmFn fn, Isa isa) {
+    Verdict& v = g_verdicts[static_cast<int>(fn)][static_cast<int>(isa)];
+    std::call_once(v.once, [&] { v.passed = has_build(fn, isa) && guard_matches(fn, isa); });
+    return v.passed;
 }
 
 }  // namespace
@@ -291,9 +292,9 @@ bool guard_matches(LibmFn fn, Isa isa) {
 
 Isa replica_isa(LibmFn fn, Isa isa) {
     if (g_forced_failure.load(std::memory_order_relaxed)) return Isa::scalar;
-    const Verdicts& v = verdicts();
     for (int level = static_cast<int>(isa); level > 0; --level)
-        if (v.passed[static_cast<int>(fn)][level]) return static_cast<Isa>(level);
+        if (isa_supported(static_cast<Isa>(level)) && passes(fn, static_cast<Isa>(level)))
+            return static_cast<Isa>(level);
     return Isa::scalar;
 }
 
