@@ -3,13 +3,13 @@
 // and finishes the tail one element at a time with the same replica at one lane.
 #include "simd/math/replicas.h"
 
+#include <algorithm>
 #include <atomic>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 #include <iterator>
 #include <mutex>
-#include <vector>
 
 #include "simd/math/atan2f.h"
 #include "simd/math/log10f.h"
@@ -148,14 +148,23 @@ bool has_build(LibmFn fn, Isa isa) {
 }
 
 // ---- guard inputs ----
+// A guard may run inside a call that has already written some of its outputs, so it allocates
+// nothing: the inputs live in a fixed buffer on the stack and are compared a chunk at a time.
 
 float from_bits(std::uint32_t b) { return std::bit_cast<float>(b); }
+
+struct Patterns {
+    // The common patterns and the larger of the two additions (table edges).
+    static constexpr std::size_t kCapacity = 36 + 255 * 14 + 4096 + 33 * 5 * 3;
+    float v[kCapacity];
+    std::size_t n = 0;
+    void push_back(float x) { v[n++] = x; }
+};
 
 // Patterns every guard sees: zeros, subnormals, the smallest and largest normals, infinities,
 // NaN, +-1 and their neighbours, every power of two's neighbourhood, and a fixed pseudo-random
 // spread over all bit patterns.
-std::vector<float> common_patterns() {
-    std::vector<float> v;
+void common_patterns(Patterns& v) {
     const std::uint32_t fixed[] = {0x00000000, 0x00000001, 0x00000002, 0x007fffff, 0x00400000, 0x00800000,
                                    0x00800001, 0x7f7fffff, 0x7f800000, 0x7fc00000, 0x7fa00000, 0x7fffffff,
                                    0x3f800000, 0x3f7fffff, 0x3f800001, 0x3f000000, 0x3fffffff, 0x40000000};
@@ -176,12 +185,11 @@ std::vector<float> common_patterns() {
         state ^= state << 5;
         v.push_back(from_bits(state));
     }
-    return v;
 }
 
 // Table boundaries of the logf and powf tables: the 16 subintervals of [0x3f330000, 2 *
 // 0x3f330000) in steps of 2^19 bit patterns, both sides, in several binades.
-void add_table_edges(std::vector<float>& v) {
+void add_table_edges(Patterns& v) {
     for (std::uint32_t j = 0; j <= 32; ++j) {
         const std::uint32_t edge = 0x3f330000u + (j << 19);
         for (std::int32_t shift : {-0x20000000, -0x08000000, 0, 0x08000000, 0x20000000}) {
@@ -195,7 +203,7 @@ void add_table_edges(std::vector<float>& v) {
 
 // Reduction thresholds of log1pf (0.41422, -0.2929, 2^-29, 2^-54, 2^53, -1) and of atanf
 // (7/16, 11/16, 19/16, 39/16, 2^25, 2^-29), each with its neighbours.
-void add_thresholds(std::vector<float>& v) {
+void add_thresholds(Patterns& v) {
     for (std::uint32_t b : {0x3ed413d7u, 0xbe95f61fu, 0x31000000u, 0x24800000u, 0x5a000000u, 0xbf800000u, 0x3ee00000u,
                             0x3f300000u, 0x3f980000u, 0x401c0000u, 0x4c000000u, 0x3504f7u | 0x3f800000u,
                             0x3504f3u | 0x3f000000u, 0x3f3504f3u, 0xbeb504f3u}) {
@@ -206,17 +214,31 @@ void add_thresholds(std::vector<float>& v) {
     }
 }
 
-bool same(const std::vector<float>& a, const std::vector<float>& b) {
-    for (std::size_t i = 0; i < a.size(); ++i)
+constexpr std::size_t kChunk = 256;
+
+bool same(const float* a, const float* b, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i)
         if (std::bit_cast<std::uint32_t>(a[i]) != std::bit_cast<std::uint32_t>(b[i])) return false;
     return true;
 }
 
-bool unary_guard(const IsaBuilds<Unary>& builds, Isa isa, const std::vector<float>& in) {
-    std::vector<float> got(in.size()), want(in.size());
-    builds(isa)(got.data(), in.data(), in.size());
-    builds(Isa::scalar)(want.data(), in.data(), in.size());
-    return same(got, want);
+// Whether run(got, i, m) and run_scalar(want, i, m) agree on every chunk [i, i + m) of n inputs.
+template <class Run, class RunScalar>
+bool chunks_agree(std::size_t n, Run run, RunScalar run_scalar) {
+    float got[kChunk], want[kChunk];
+    for (std::size_t i = 0; i < n; i += kChunk) {
+        const std::size_t m = std::min(kChunk, n - i);
+        run(got, i, m);
+        run_scalar(want, i, m);
+        if (!same(got, want, m)) return false;
+    }
+    return true;
+}
+
+bool unary_guard(const IsaBuilds<Unary>& builds, Isa isa, const Patterns& in) {
+    return chunks_agree(
+        in.n, [&](float* d, std::size_t i, std::size_t m) { builds(isa)(d, in.v + i, m); },
+        [&](float* d, std::size_t i, std::size_t m) { builds(Isa::scalar)(d, in.v + i, m); });
 }
 
 // Exponents the norms use (power / 2 for the common powers) and a few others of each kind.
@@ -225,8 +247,7 @@ constexpr float kGuardExponents[] = {0.5f, 0.25f, 1.0f, 0.75f, 1.5f, 2.0f, 0.1f,
 std::atomic<bool> g_forced_failure{false};
 
 // Each (function, level) guard runs at most once, when a call first asks for that level: a
-// call at the best level that passes runs one guard, not all of them. An allocation failure
-// inside a guard leaves its flag unset, so the next call runs it again.
+// call at the best level that passes runs one guard, not all of them.
 struct Verdict {
     std::once_flag once;
     bool passed = false;
@@ -253,38 +274,46 @@ const char* libm_fn_name(LibmFn fn) {
 
 bool guard_matches(LibmFn fn, Isa isa) {
     if (!isa_supported(isa)) return false;
-    std::vector<float> in = common_patterns();
+    Patterns in;
+    common_patterns(in);
     switch (fn) {
         case LibmFn::log10f: add_table_edges(in); return unary_guard(kLog10f, isa, in);
         case LibmFn::log1pf: add_thresholds(in); return unary_guard(kLog1pf, isa, in);
         case LibmFn::powf: {
             add_table_edges(in);
-            std::vector<float> got(in.size()), want(in.size());
             for (float y : kGuardExponents) {
-                kPowf(isa)(got.data(), in.data(), in.size(), y);
-                plain_powf(want.data(), in.data(), in.size(), y);
-                if (!same(got, want)) return false;
+                const bool agree = chunks_agree(
+                    in.n, [&](float* d, std::size_t i, std::size_t m) { kPowf(isa)(d, in.v + i, m, y); },
+                    [&](float* d, std::size_t i, std::size_t m) { plain_powf(d, in.v + i, m, y); });
+                if (!agree) return false;
             }
             return true;
         }
         case LibmFn::atan2f: {
             add_thresholds(in);
             // Every pairing of a short list of both arguments, then the list against its shifts.
-            std::vector<float> ys, xs;
             const std::size_t m = 97;
-            for (std::size_t a = 0; a < m; ++a)
-                for (std::size_t b = 0; b < m; ++b) {
-                    ys.push_back(in[a * 7 % in.size()]);
-                    xs.push_back(in[b * 13 % in.size()]);
+            const auto y_at = [&](std::size_t j) { return j < m * m ? in.v[j / m * 7 % in.n] : in.v[j - m * m]; };
+            const auto x_at = [&](std::size_t j) {
+                return j < m * m ? in.v[j % m * 13 % in.n] : in.v[((j - m * m) * 31 + 5) % in.n];
+            };
+            float ys[kChunk], xs[kChunk];
+            const auto fill = [&](std::size_t i, std::size_t count) {
+                for (std::size_t j = 0; j < count; ++j) {
+                    ys[j] = y_at(i + j);
+                    xs[j] = x_at(i + j);
                 }
-            for (std::size_t a = 0; a < in.size(); ++a) {
-                ys.push_back(in[a]);
-                xs.push_back(in[(a * 31 + 5) % in.size()]);
-            }
-            std::vector<float> got(ys.size()), want(ys.size());
-            kAtan2f(isa)(got.data(), ys.data(), xs.data(), ys.size());
-            plain_atan2f(want.data(), ys.data(), xs.data(), ys.size());
-            return same(got, want);
+            };
+            return chunks_agree(
+                m * m + in.n,
+                [&](float* d, std::size_t i, std::size_t count) {
+                    fill(i, count);
+                    kAtan2f(isa)(d, ys, xs, count);
+                },
+                [&](float* d, std::size_t i, std::size_t count) {
+                    fill(i, count);
+                    plain_atan2f(d, ys, xs, count);
+                });
         }
     }
     return false;
@@ -310,13 +339,15 @@ void atan2f_array(Isa isa, float* dst, const float* y, const float* x, std::size
 
 bool powf_one_is_identity() {
     static const bool identity = [] {
-        std::vector<float> in = common_patterns();
+        Patterns in;
+        common_patterns(in);
         add_table_edges(in);
         // Read through a volatile: the compiler folds powf(x, 1.0f) to x, which would check
         // nothing.
         volatile float exponent_one = 1.0f;
         const float one = exponent_one;
-        for (float x : in) {
+        for (std::size_t i = 0; i < in.n; ++i) {
+            const float x = in.v[i];
             const std::uint32_t b = std::bit_cast<std::uint32_t>(x);
             // Non-negative floats, +inf and positive quiet NaN. (A negative NaN comes back with
             // its sign flipped: the libm squares a negative base under an odd exponent and
