@@ -1,10 +1,11 @@
 // Exhaustive check of the libm replicas against the scalar functions, run by hand:
-//   libm_check [log10f|log1pf|powf|atan2f|powf_one ...] [--isa=avx2] [--pairs=N]
+//   libm_check [log10f|log1pf|powf|atan2f|powf_one|powf_half ...] [--isa=avx2] [--pairs=N]
 // One-argument functions: all 2^32 float inputs. powf: every float base under the exponents
 // 0.5, 1, 1.5, 0.25, 2 and a few random ones. atan2f: structured pairs (every pairing of a list
 // of signs, zeros, subnormals, infinities, NaN, table thresholds and huge ratios) and random
 // pairs, 10^9 by default. powf_one: powf(x, 1.0f) against x over all non-negative patterns,
-// +inf and every positive quiet NaN (negative quiet NaNs: x with its sign flipped). Two
+// +inf and every positive quiet NaN (negative quiet NaNs: x with its sign flipped). powf_half:
+// the square-root shortcut for powf(x, 0.5f) against powf over all 2^32 patterns. Two
 // threads; prints counts, mismatches and wall time.
 #include <atomic>
 #include <bit>
@@ -21,6 +22,7 @@
 #include <vector>
 
 #include "simd/isa.h"
+#include "simd/math/powf_half.h"
 #include "simd/math/replicas.h"
 
 namespace {
@@ -213,7 +215,7 @@ int main(int argc, char** argv) {
             names.push_back(arg);
         }
     }
-    if (names.empty()) names = {"log10f", "log1pf", "powf_one", "powf", "atan2f"};
+    if (names.empty()) names = {"log10f", "log1pf", "powf_one", "powf_half", "powf", "atan2f"};
     std::printf("level %s\n", isa_name(isa));
     for (const std::string& name : names) {
         if (name == "log10f") {
@@ -225,6 +227,14 @@ int main(int argc, char** argv) {
             timed("log1pf", [&](Tally& t) {
                 check_unary(
                     "log1pf", isa, log1pf_array, [](float x) { return log1pf(x); }, t);
+            });
+        } else if (name == "powf_half") {
+            timed("powf(x, 0.5) by sqrt", [&](Tally& t) {
+                // Through a volatile: GCC vectorizes a loop of powf(x, 0.5f) into square roots.
+                static volatile float half = 0.5f;
+                const float y = half;
+                check_unary(
+                    "powf_half", isa, powf_half_array, [y](float x) { return powf(x, y); }, t);
             });
         } else if (name == "powf_one") {
             timed("powf(x, 1) == x", [&](Tally& t) { check_powf_one(t); });

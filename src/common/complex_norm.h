@@ -1,7 +1,8 @@
 // The norm of complex values raised to a power, shared by the spectrogram, the mel spectrogram
 // and the feature functions: powf(re*re + im*im, power * 0.5f), each square and the sum rounded
 // to float on their own. Runs of values go through the exact vector powf when its guard passed;
-// power 2 (exponent 1) skips powf where the libm's powf(x, 1) is provably x (not for NaN sums).
+// power 2 (exponent 1) skips powf where the libm's powf(x, 1) is provably x (not for NaN sums),
+// and power 1 (exponent 0.5) takes the square root where it provably equals powf's result.
 #pragma once
 
 #include <cmath>
@@ -32,8 +33,7 @@ void complex_norm_1d(std::vector<float>& dst, const std::vector<float>& src, flo
 void complex_norm_1d(std::vector<float>& comp, float power);
 
 // Runs now the first-use checks the norms rely on (the powf replica's guard, the power-2
-// shortcut's check). They allocate, so a call that writes output before its first norm runs them
-// up front: an allocation failure must leave every output untouched.
+// shortcut's check), so that the first call's norms do not wait on them.
 void complex_norm_prepare();
 
 }  // namespace vorel::audio

@@ -158,4 +158,26 @@ VOREL_INLINE V fma(V a, V b, V c) {
     }
 }
 
+// Correctly rounded square roots of float lanes (IEEE, so the same bits as sqrtf). Named
+// builtins as for fma; the lane loop is the fallback for clang builds.
+template <class V>
+VOREL_INLINE V sqrt(V x) {
+    static_assert(std::is_same_v<Elem<V>, float>);
+    if constexpr (kLanes<V> == 1) {
+        return __builtin_sqrtf(x);
+#if !defined(__clang__)
+    } else if constexpr (sizeof(V) == 64) {
+        return __builtin_ia32_sqrtps512_mask(x, x, 0xffff, 4);
+    } else if constexpr (sizeof(V) == 32) {
+        return __builtin_ia32_sqrtps256(x);
+    } else if constexpr (sizeof(V) == 16) {
+        return __builtin_ia32_sqrtps(x);
+#endif
+    } else {
+        V r;
+        for (std::size_t i = 0; i < kLanes<V>; ++i) r[i] = __builtin_sqrtf(x[i]);
+        return r;
+    }
+}
+
 }  // namespace vorel::audio::simd

@@ -1,0 +1,59 @@
+// powf(x, 0.5f) by the square root where the two provably agree. The libm's powf rounds a
+// double approximation of x^0.5 whose error, over every float, never carried a result across a
+// rounding midpoint unless the true root lay within 0.0016 of a gap from that midpoint (the
+// exhaustive checker in tools/ measures this and proves the rule below over all 2^31 bases).
+// So where the true root lies at least 0.005 of a gap from the midpoint, powf rounds to the
+// nearest float, which is sqrtf(x); only the lanes nearer a midpoint (under 1 % of random bases)
+// need powf itself.
+#pragma once
+
+#include <cstddef>
+
+#include "simd/isa.h"
+#include "simd/math/lanes.h"
+
+namespace vorel::audio::simd::math {
+
+// sqrtf(x) per lane, for x >= +0, +inf or NaN (the sums of squares of the complex norm). Lanes
+// whose root lies near a rounding midpoint, and tiny, infinite and NaN bases, are marked special:
+// powf answers those. Needs FMA: the residual x - f*f is formed exactly by one fused step.
+//
+// Why the test is safe: with f = sqrtf(x) and r = x - f*f (exact in float for x above 2^-100),
+// the true root t satisfies t - f = r / (t + f) with t + f >= 2f(1 - 2^-24). With g = f - prev(f),
+// at most the gap on either side of f, |r| <= 0.99 g f gives |t - f| <= 0.4951 g: the root is at
+// least 0.0049 of a gap away from the midpoint.
+template <class V>
+VOREL_INLINE V powf_half_by_sqrt(V v, typename LaneTypes<kLanes<V>>::I& special) {
+    constexpr std::size_t W = kLanes<V>;
+    using T = LaneTypes<W>;
+    using F = typename T::F;
+    using I = typename T::I;
+    const F x = to_lanes(v);
+    const F f = to_lanes(simd::sqrt(v));
+    const F r = fused(-f, f, x);
+    const F gap = f - bits<F>(bits<I>(f) - 1);
+    const F abs_r = bits<F>(bits<I>(r) & 0x7fffffff);
+    // NaN fails every comparison: (x < inf) is false for NaN and +inf, both special.
+    // Bases from 2^-100 up to the largest float, as one unsigned range test (negative bases,
+    // -0 included, +inf and NaN fall outside); +0 (the bits) gives +0 either way.
+    const typename T::U hx = bits<typename T::U>(x);
+    const I in_range = hx - 0x0d800000u < 0x7f800000u - 0x0d800000u;
+    const I zero = hx == 0u;
+    // Both sides are non-negative (or NaN where x is 0), so their bit patterns order as they
+    // do; GCC keeps an integer comparison in vectors where it splits a float one into lanes.
+    const I near_midpoint = less(bits<I>(splat<F>(0.99f) * (gap * f)), bits<I>(abs_r));
+    special = ~zero & (~in_range | near_midpoint);
+    return from_lanes<V>(f);
+}
+
+// Whether powf(x, 0.5f) equals the shortcut on this libm: checked once, on a fixed set of bases
+// (powers of two and their neighbours, roots near midpoints, the bases where powf and sqrtf part,
+// a pseudo-random spread), with the shortcut's own replica build. False under the test hook that
+// fails every guard.
+bool powf_half_is_sqrt();
+
+// dst[i] = powf(src[i], 0.5f) through the shortcut built for `isa` (Isa::scalar, sse2: plain
+// calls), whatever the check says; for the checker and the tests.
+void powf_half_array(Isa isa, float* dst, const float* src, std::size_t n);
+
+}  // namespace vorel::audio::simd::math
