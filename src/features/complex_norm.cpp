@@ -1,5 +1,5 @@
-// Complex norms and phases, each operation rounded to float on its own; the angles go through
-// the exact atan2f replica in lanes when its guard passed.
+// Complex norms and phases, each operation rounded to float on its own; the angles and phasors
+// go through the exact atan2f and sincosf replicas in lanes when their guards passed.
 #include "features/complex_norm.h"
 
 #include <algorithm>
@@ -9,6 +9,7 @@
 #include "simd/math/atan2f.h"
 #include "simd/math/pairs.h"
 #include "simd/math/replicas.h"
+#include "simd/math/sincosf.h"
 #include "simd/vec.h"
 
 namespace vorel::audio {
@@ -45,6 +46,33 @@ VOREL_TARGET_AVX512 void angles_avx512(float* p, const float* s, std::size_t n) 
 using Angles = void (*)(float*, const float*, std::size_t);
 const simd::IsaBuilds<Angles> kAngles{angles_plain, angles_sse2, angles_avx2, angles_avx512};
 
+// The angle and its phasor in one pass, each lane through both replicas; lanes either marks
+// special take the libm call for that step.
+template <class V>
+VOREL_INLINE void phasors(float* phase, const float* src, std::size_t n) {
+    constexpr std::size_t W = simd::kLanes<V>;
+    std::size_t i = 0;
+    for (; i + W <= n; i += W) {
+        V re, im;
+        math::split_pairs(src + 2 * i, re, im);
+        typename math::LaneTypes<W>::I special;
+        V a = math::atan2f_lanes(im, re, special);
+        if (math::any(special))
+            for (std::size_t l = 0; l < W; ++l)
+                if (special[l]) a[l] = atan2f(im[l], re[l]);
+        V s, c;
+        math::sincosf_lanes(a, s, c, special);
+        if (math::any(special))
+            for (std::size_t l = 0; l < W; ++l)
+                if (special[l]) sincosf(a[l], &s[l], &c[l]);
+        math::merge_pairs(phase + 2 * i, c, s);
+    }
+    for (; i < n; ++i) sincosf(atan2f(src[2 * i + 1], src[2 * i]), &phase[2 * i + 1], &phase[2 * i]);
+}
+
+VOREL_TARGET_AVX2 void phasors_avx2(float* p, const float* s, std::size_t n) { phasors<simd::float8>(p, s, n); }
+VOREL_TARGET_AVX512 void phasors_avx512(float* p, const float* s, std::size_t n) { phasors<simd::float16>(p, s, n); }
+
 }  // namespace
 
 void complex_norm_1d_core(float* dst, const float* src, int n, float power) {
@@ -56,9 +84,13 @@ void phase_angles(float* phase, const float* src, std::size_t n, Isa isa) {
 }
 
 void phase_phasors(float* phase, const float* src, std::size_t n, Isa isa) {
-    // The angles first, in the upper half of the output, then each expanded to its phasor from
-    // the front: element i's angle at n + i is read before pair i (at 2i, 2i + 1 <= n + i) is
-    // written, and later angles lie above.
+    const Isa level = std::min(math::replica_isa(math::LibmFn::atan2f, isa),
+                               math::replica_isa(math::LibmFn::sincosf, isa));
+    if (level == Isa::avx512) return phasors_avx512(phase, src, n);
+    if (level == Isa::avx2) return phasors_avx2(phase, src, n);
+    // Without the sincosf replica: the angles first, in the upper half of the output, then each expanded to its phasor
+    // from the front: element i's angle at n + i is read before pair i (at 2i, 2i + 1 <= n + i) is written, and later
+    // angles lie above.
     float* a = phase + n;
     phase_angles(a, src, n, isa);
     for (std::size_t i = 0; i < n; ++i) {

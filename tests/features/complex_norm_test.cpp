@@ -100,16 +100,19 @@ TEST_P(NormLanes, NormsAndPhasesEqualThePlainPathBitForBit) {
 TEST(NormLanes, TheForcedGuardFailureGivesTheSameBitsThroughScalarCalls) {
     using namespace vorel::audio::simd;
     const std::vector<float> src = mixed_cells(1000, 9);
-    std::vector<float> fast(1000), forced(1000), phase(1000), forced_phase(1000);
+    std::vector<float> fast(1000), forced(1000), phase(1000), forced_phase(1000), phasor(2000), forced_phasor(2000);
     complex_norm_array(fast.data(), src.data(), 1000, 1.0f);
     phase_angles(phase.data(), src.data(), 1000);
+    phase_phasors(phasor.data(), src.data(), 1000);
     math::force_guard_failure(true);
     EXPECT_EQ(math::replica_isa(math::LibmFn::powf), Isa::scalar);
     complex_norm_array(forced.data(), src.data(), 1000, 1.0f);
     phase_angles(forced_phase.data(), src.data(), 1000);
+    phase_phasors(forced_phasor.data(), src.data(), 1000);
     math::force_guard_failure(false);
     EXPECT_TRUE(vorel::audio::testing::same_bits(fast, forced));
     EXPECT_TRUE(vorel::audio::testing::same_bits(phase, forced_phase));
+    EXPECT_TRUE(vorel::audio::testing::same_bits(phasor, forced_phasor));
 }
 
 VOREL_FOR_EACH_ISA(NormLanes);
