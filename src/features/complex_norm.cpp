@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 
 #include "simd/math/atan2f.h"
 #include "simd/math/pairs.h"
@@ -112,16 +113,27 @@ void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n,
                  bool phase_form, Isa isa) {
     const std::size_t cells = static_cast<std::size_t>(frame_n);
     const std::size_t phase_n = phase_form ? 2 * cells : cells;
-    std::vector<float> row(2 * cells);
-    for (int r = 0; r < freq_n; ++r) {
-        const std::size_t at = static_cast<std::size_t>(r) * cells;
-        std::copy_n(src + 2 * at, row.size(), row.begin());
-        complex_norm_array(dst_mag + at, row.data(), cells, power, isa);
-        float* phase = dst_phase + static_cast<std::size_t>(r) * phase_n;
+    const std::size_t rows = static_cast<std::size_t>(freq_n);
+    // The rows are read straight from src when no output overlaps it: every row then reads
+    // what the caller passed, as through a copy.
+    const auto apart = [src, rows, cells](const float* out, std::size_t n) {
+        const auto a = reinterpret_cast<std::uintptr_t>(out), s = reinterpret_cast<std::uintptr_t>(src);
+        return a + n * sizeof(float) <= s || s + 2 * rows * cells * sizeof(float) <= a;
+    };
+    const bool copy = !apart(dst_mag, rows * cells) || !apart(dst_phase, rows * phase_n);
+    std::vector<float> row(copy ? 2 * cells : 0);
+    for (std::size_t r = 0; r < rows; ++r) {
+        const float* in = src + 2 * r * cells;
+        if (copy) {
+            std::copy_n(in, row.size(), row.begin());
+            in = row.data();
+        }
+        complex_norm_array(dst_mag + r * cells, in, cells, power, isa);
+        float* phase = dst_phase + r * phase_n;
         if (phase_form)
-            phase_phasors(phase, row.data(), cells, isa);
+            phase_phasors(phase, in, cells, isa);
         else
-            phase_angles(phase, row.data(), cells, isa);
+            phase_angles(phase, in, cells, isa);
     }
 }
 
