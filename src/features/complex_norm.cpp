@@ -3,12 +3,14 @@
 #include "features/complex_norm.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 
 #include "simd/math/atan2f.h"
 #include "simd/math/pairs.h"
+#include "simd/math/powf.h"
 #include "simd/math/replicas.h"
 #include "simd/math/sincosf.h"
 #include "simd/vec.h"
@@ -47,32 +49,66 @@ VOREL_TARGET_AVX512 void angles_avx512(float* p, const float* s, std::size_t n) 
 using Angles = void (*)(float*, const float*, std::size_t);
 const simd::IsaBuilds<Angles> kAngles{angles_plain, angles_sse2, angles_avx2, angles_avx512};
 
-// The angle and its phasor in one pass, each lane through both replicas; lanes either marks
-// special take the libm call for that step.
-template <class V>
-VOREL_INLINE void phasors(float* phase, const float* src, std::size_t n) {
+// One pass over n cells: the norm by the powf replica when mag is not null, then the angle or
+// its phasor, each lane through the atan2f and sincosf replicas; lanes a replica marks special
+// take the libm call for that step. The tail calls the libm, whose bits the replicas give.
+template <class V, bool kPhasor>
+VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::size_t n, float exponent) {
     constexpr std::size_t W = simd::kLanes<V>;
     std::size_t i = 0;
     for (; i + W <= n; i += W) {
         V re, im;
         math::split_pairs(src + 2 * i, re, im);
         typename math::LaneTypes<W>::I special;
+        if (mag != nullptr) {
+            const V sq = re * re + im * im;
+            V r = math::powf_lanes(sq, exponent, special);
+            if (math::any(special))
+                for (std::size_t l = 0; l < W; ++l)
+                    if (special[l]) r[l] = powf(sq[l], exponent);
+            simd::store(mag + i, r);
+        }
         V a = math::atan2f_lanes(im, re, special);
         if (math::any(special))
             for (std::size_t l = 0; l < W; ++l)
                 if (special[l]) a[l] = atan2f(im[l], re[l]);
-        V s, c;
-        math::sincosf_lanes(a, s, c, special);
-        if (math::any(special))
-            for (std::size_t l = 0; l < W; ++l)
-                if (special[l]) sincosf(a[l], &s[l], &c[l]);
-        math::merge_pairs(phase + 2 * i, c, s);
+        if constexpr (kPhasor) {
+            V s, c;
+            math::sincosf_lanes(a, s, c, special);
+            if (math::any(special))
+                for (std::size_t l = 0; l < W; ++l)
+                    if (special[l]) sincosf(a[l], &s[l], &c[l]);
+            math::merge_pairs(phase + 2 * i, c, s);
+        } else {
+            simd::store(phase + i, a);
+        }
     }
-    for (; i < n; ++i) sincosf(atan2f(src[2 * i + 1], src[2 * i]), &phase[2 * i + 1], &phase[2 * i]);
+    for (; i < n; ++i) {
+        const float re = src[2 * i], im = src[2 * i + 1];
+        if (mag != nullptr) mag[i] = powf(re * re + im * im, exponent);
+        if constexpr (kPhasor)
+            sincosf(atan2f(im, re), &phase[2 * i + 1], &phase[2 * i]);
+        else
+            phase[i] = atan2f(im, re);
+    }
 }
 
-VOREL_TARGET_AVX2 void phasors_avx2(float* p, const float* s, std::size_t n) { phasors<simd::float8>(p, s, n); }
-VOREL_TARGET_AVX512 void phasors_avx512(float* p, const float* s, std::size_t n) { phasors<simd::float16>(p, s, n); }
+using Pass = void (*)(float*, float*, const float*, std::size_t, float, bool);
+VOREL_TARGET_AVX2 void pass_avx2(float* m, float* p, const float* s, std::size_t n, float e, bool phasor) {
+    phasor ? cells_pass<simd::float8, true>(m, p, s, n, e) : cells_pass<simd::float8, false>(m, p, s, n, e);
+}
+VOREL_TARGET_AVX512 void pass_avx512(float* m, float* p, const float* s, std::size_t n, float e, bool phasor) {
+    phasor ? cells_pass<simd::float16, true>(m, p, s, n, e) : cells_pass<simd::float16, false>(m, p, s, n, e);
+}
+const simd::IsaBuilds<Pass> kPass{nullptr, nullptr, pass_avx2, pass_avx512};
+
+// The level of the one-pass kernel for these replicas, or scalar when one of them does not run.
+Isa pass_level(Isa isa, bool norm, bool phasor) {
+    Isa level = math::replica_isa(math::LibmFn::atan2f, isa);
+    if (norm) level = std::min(level, math::replica_isa(math::LibmFn::powf, isa));
+    if (phasor) level = std::min(level, math::replica_isa(math::LibmFn::sincosf, isa));
+    return level >= Isa::avx2 ? level : Isa::scalar;
+}
 
 }  // namespace
 
@@ -85,10 +121,8 @@ void phase_angles(float* phase, const float* src, std::size_t n, Isa isa) {
 }
 
 void phase_phasors(float* phase, const float* src, std::size_t n, Isa isa) {
-    const Isa level = std::min(math::replica_isa(math::LibmFn::atan2f, isa),
-                               math::replica_isa(math::LibmFn::sincosf, isa));
-    if (level == Isa::avx512) return phasors_avx512(phase, src, n);
-    if (level == Isa::avx2) return phasors_avx2(phase, src, n);
+    const Isa level = pass_level(isa, false, true);
+    if (level != Isa::scalar) return kPass(level)(nullptr, phase, src, n, 0.0f, true);
     // Without the sincosf replica: the angles first, in the upper half of the output, then each expanded to its phasor
     // from the front: element i's angle at n + i is read before pair i (at 2i, 2i + 1 <= n + i) is written, and later
     // angles lie above.
@@ -121,6 +155,21 @@ void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n,
         return a + n * sizeof(float) <= s || s + 2 * rows * cells * sizeof(float) <= a;
     };
     const bool copy = !apart(dst_mag, rows * cells) || !apart(dst_phase, rows * phase_n);
+    // Norms and phases in one pass when the outputs lie apart too (their stores interleave) and
+    // the norm takes the powf replica (not the exponent-1 identity, which needs no powf).
+    const float exponent = power * 0.5f;
+    const auto m = reinterpret_cast<std::uintptr_t>(dst_mag), p = reinterpret_cast<std::uintptr_t>(dst_phase);
+    const bool outputs_apart = m + rows * cells * sizeof(float) <= p || p + rows * phase_n * sizeof(float) <= m;
+    const Isa one_pass = !copy && outputs_apart && math::powf_exponent_in_range(exponent) &&
+                                 std::bit_cast<std::uint32_t>(exponent) != 0x3f800000u
+                             ? pass_level(isa, true, phase_form)
+                             : Isa::scalar;
+    if (one_pass != Isa::scalar) {
+        for (std::size_t r = 0; r < rows; ++r)
+            kPass(one_pass)(dst_mag + r * cells, dst_phase + r * phase_n, src + 2 * r * cells, cells, exponent,
+                            phase_form);
+        return;
+    }
     std::vector<float> row(copy ? 2 * cells : 0);
     for (std::size_t r = 0; r < rows; ++r) {
         const float* in = src + 2 * r * cells;
