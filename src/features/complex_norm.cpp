@@ -110,6 +110,12 @@ Isa pass_level(Isa isa, bool norm, bool phasor) {
     return level >= Isa::avx2 ? level : Isa::scalar;
 }
 
+// Whether the float ranges [a, a + an) and [b, b + bn) share no byte.
+bool disjoint(const float* a, std::size_t an, const float* b, std::size_t bn) {
+    const auto x = reinterpret_cast<std::uintptr_t>(a), y = reinterpret_cast<std::uintptr_t>(b);
+    return x + an * sizeof(float) <= y || y + bn * sizeof(float) <= x;
+}
+
 }  // namespace
 
 void complex_norm_1d_core(float* dst, const float* src, int n, float power) {
@@ -148,26 +154,22 @@ void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n,
     const std::size_t cells = static_cast<std::size_t>(frame_n);
     const std::size_t phase_n = phase_form ? 2 * cells : cells;
     const std::size_t rows = static_cast<std::size_t>(freq_n);
+    // The first-use checks of every replica this call may take run before the first store: they
+    // allocate, and a failure must leave the outputs untouched.
+    const Isa level = pass_level(isa, true, phase_form);
+    complex_norm_prepare();
     // The rows are read straight from src when no output overlaps it: every row then reads
     // what the caller passed, as through a copy.
-    const auto apart = [src, rows, cells](const float* out, std::size_t n) {
-        const auto a = reinterpret_cast<std::uintptr_t>(out), s = reinterpret_cast<std::uintptr_t>(src);
-        return a + n * sizeof(float) <= s || s + 2 * rows * cells * sizeof(float) <= a;
-    };
-    const bool copy = !apart(dst_mag, rows * cells) || !apart(dst_phase, rows * phase_n);
+    const bool copy = !disjoint(dst_mag, rows * cells, src, 2 * rows * cells) ||
+                      !disjoint(dst_phase, rows * phase_n, src, 2 * rows * cells);
     // Norms and phases in one pass when the outputs lie apart too (their stores interleave) and
     // the norm takes the powf replica (not the exponent-1 identity, which needs no powf).
     const float exponent = power * 0.5f;
-    const auto m = reinterpret_cast<std::uintptr_t>(dst_mag), p = reinterpret_cast<std::uintptr_t>(dst_phase);
-    const bool outputs_apart = m + rows * cells * sizeof(float) <= p || p + rows * phase_n * sizeof(float) <= m;
-    const Isa one_pass = !copy && outputs_apart && math::powf_exponent_in_range(exponent) &&
-                                 std::bit_cast<std::uint32_t>(exponent) != 0x3f800000u
-                             ? pass_level(isa, true, phase_form)
-                             : Isa::scalar;
-    if (one_pass != Isa::scalar) {
+    if (level != Isa::scalar && !copy && disjoint(dst_mag, rows * cells, dst_phase, rows * phase_n) &&
+        math::powf_exponent_in_range(exponent) && std::bit_cast<std::uint32_t>(exponent) != 0x3f800000u) {
         for (std::size_t r = 0; r < rows; ++r)
-            kPass(one_pass)(dst_mag + r * cells, dst_phase + r * phase_n, src + 2 * r * cells, cells, exponent,
-                            phase_form);
+            kPass(level)(dst_mag + r * cells, dst_phase + r * phase_n, src + 2 * r * cells, cells, exponent,
+                         phase_form);
         return;
     }
     std::vector<float> row(copy ? 2 * cells : 0);
