@@ -1,6 +1,6 @@
 // Exhaustive check of the libm replicas against the scalar functions, run by hand:
-//   libm_check [log10f|log1pf|powf|atan2f|powf_one|powf_half ...] [--isa=avx2] [--pairs=N]
-// One-argument functions: all 2^32 float inputs. powf: every float base under the exponents
+//   libm_check [log10f|log1pf|powf|atan2f|sincosf|powf_one|powf_half ...] [--isa=avx2] [--pairs=N]
+// One-argument functions (sincosf: both results): all 2^32 float inputs. powf: every float base under the exponents
 // 0.5, 1, 1.5, 0.25, 2 and a few random ones. atan2f: structured pairs (every pairing of a list
 // of signs, zeros, subnormals, infinities, NaN, table thresholds and huge ratios) and random
 // pairs, 10^9 by default. powf_one: powf(x, 1.0f) against x over all non-negative patterns,
@@ -81,6 +81,21 @@ void check_unary(const char* name, Isa isa, Replica replica, Scalar scalar, Tall
         for (std::uint64_t i = 0; i < n; ++i) {
             const float want = scalar(in[i]);
             if (differ(got[i], want)) tally.report(name, in[i], 0.0f, got[i], want);
+        }
+        tally.checked.fetch_add(n);
+    });
+}
+
+void check_sincosf(Isa isa, Tally& tally) {
+    parallel_chunks(1ull << 32, [&](std::uint64_t first, std::uint64_t n) {
+        std::vector<float> in, s(n), c(n);
+        fill_patterns(in, first, n);
+        sincosf_array(isa, s.data(), c.data(), in.data(), n);
+        for (std::uint64_t i = 0; i < n; ++i) {
+            float ws, wc;
+            sincosf(in[i], &ws, &wc);
+            if (differ(s[i], ws)) tally.report("sin of sincosf", in[i], 0.0f, s[i], ws);
+            if (differ(c[i], wc)) tally.report("cos of sincosf", in[i], 0.0f, c[i], wc);
         }
         tally.checked.fetch_add(n);
     });
@@ -215,7 +230,7 @@ int main(int argc, char** argv) {
             names.push_back(arg);
         }
     }
-    if (names.empty()) names = {"log10f", "log1pf", "powf_one", "powf_half", "powf", "atan2f"};
+    if (names.empty()) names = {"log10f", "log1pf", "sincosf", "powf_one", "powf_half", "powf", "atan2f"};
     std::printf("level %s\n", isa_name(isa));
     for (const std::string& name : names) {
         if (name == "log10f") {
@@ -228,6 +243,8 @@ int main(int argc, char** argv) {
                 check_unary(
                     "log1pf", isa, log1pf_array, [](float x) { return log1pf(x); }, t);
             });
+        } else if (name == "sincosf") {
+            timed("sincosf", [&](Tally& t) { check_sincosf(isa, t); });
         } else if (name == "powf_half") {
             timed("powf(x, 0.5) by sqrt", [&](Tally& t) {
                 // Through a volatile: GCC vectorizes a loop of powf(x, 0.5f) into square roots.

@@ -1,14 +1,19 @@
-// Complex norms and phases, each operation rounded to float on its own; the angles go through
-// the exact atan2f replica in lanes when its guard passed.
+// Complex norms and phases, each operation rounded to float on its own; the angles and phasors
+// go through the exact atan2f and sincosf replicas in lanes when their guards passed.
 #include "features/complex_norm.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 
 #include "simd/math/atan2f.h"
 #include "simd/math/pairs.h"
+#include "simd/math/powf.h"
+#include "simd/math/powf_half.h"
 #include "simd/math/replicas.h"
+#include "simd/math/sincosf.h"
 #include "simd/vec.h"
 
 namespace vorel::audio {
@@ -45,6 +50,76 @@ VOREL_TARGET_AVX512 void angles_avx512(float* p, const float* s, std::size_t n) 
 using Angles = void (*)(float*, const float*, std::size_t);
 const simd::IsaBuilds<Angles> kAngles{angles_plain, angles_sse2, angles_avx2, angles_avx512};
 
+// One pass over n cells: the norm by the powf replica when mag is not null (or, with `half`, by
+// the square root where it provably equals powf(x, 0.5f)), then the angle or
+// its phasor, each lane through the atan2f and sincosf replicas; lanes a replica marks special
+// take the libm call for that step. The tail calls the libm, whose bits the replicas give.
+template <class V, bool kPhasor>
+VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::size_t n, float exponent, bool half) {
+    constexpr std::size_t W = simd::kLanes<V>;
+    std::size_t i = 0;
+    for (; i + W <= n; i += W) {
+        V re, im;
+        math::split_pairs(src + 2 * i, re, im);
+        typename math::LaneTypes<W>::I special;
+        if (mag != nullptr) {
+            const V sq = re * re + im * im;
+            V r = half ? math::powf_half_by_sqrt(sq, special) : math::powf_lanes(sq, exponent, special);
+            if (math::any(special))
+                for (std::size_t l = 0; l < W; ++l)
+                    if (special[l]) r[l] = powf(sq[l], exponent);
+            simd::store(mag + i, r);
+        }
+        V a = math::atan2f_lanes(im, re, special);
+        if (math::any(special))
+            for (std::size_t l = 0; l < W; ++l)
+                if (special[l]) a[l] = atan2f(im[l], re[l]);
+        if constexpr (kPhasor) {
+            V s, c;
+            math::sincosf_lanes(a, s, c, special);
+            if (math::any(special))
+                for (std::size_t l = 0; l < W; ++l)
+                    if (special[l]) sincosf(a[l], &s[l], &c[l]);
+            math::merge_pairs(phase + 2 * i, c, s);
+        } else {
+            simd::store(phase + i, a);
+        }
+    }
+    for (; i < n; ++i) {
+        const float re = src[2 * i], im = src[2 * i + 1];
+        if (mag != nullptr) mag[i] = powf(re * re + im * im, exponent);
+        if constexpr (kPhasor)
+            sincosf(atan2f(im, re), &phase[2 * i + 1], &phase[2 * i]);
+        else
+            phase[i] = atan2f(im, re);
+    }
+}
+
+using Pass = void (*)(float*, float*, const float*, std::size_t, float, bool, bool);
+VOREL_TARGET_AVX2 void pass_avx2(float* m, float* p, const float* s, std::size_t n, float e, bool half, bool phasor) {
+    phasor ? cells_pass<simd::float8, true>(m, p, s, n, e, half) : cells_pass<simd::float8, false>(m, p, s, n, e, half);
+}
+VOREL_TARGET_AVX512 void pass_avx512(float* m, float* p, const float* s, std::size_t n, float e, bool half,
+                                     bool phasor) {
+    phasor ? cells_pass<simd::float16, true>(m, p, s, n, e, half)
+           : cells_pass<simd::float16, false>(m, p, s, n, e, half);
+}
+const simd::IsaBuilds<Pass> kPass{nullptr, nullptr, pass_avx2, pass_avx512};
+
+// The level of the one-pass kernel for these replicas, or scalar when one of them does not run.
+Isa pass_level(Isa isa, bool norm, bool phasor) {
+    Isa level = math::replica_isa(math::LibmFn::atan2f, isa);
+    if (norm) level = std::min(level, math::replica_isa(math::LibmFn::powf, isa));
+    if (phasor) level = std::min(level, math::replica_isa(math::LibmFn::sincosf, isa));
+    return level >= Isa::avx2 ? level : Isa::scalar;
+}
+
+// Whether the float ranges [a, a + an) and [b, b + bn) share no byte.
+bool disjoint(const float* a, std::size_t an, const float* b, std::size_t bn) {
+    const auto x = reinterpret_cast<std::uintptr_t>(a), y = reinterpret_cast<std::uintptr_t>(b);
+    return x + an * sizeof(float) <= y || y + bn * sizeof(float) <= x;
+}
+
 }  // namespace
 
 void complex_norm_1d_core(float* dst, const float* src, int n, float power) {
@@ -56,9 +131,11 @@ void phase_angles(float* phase, const float* src, std::size_t n, Isa isa) {
 }
 
 void phase_phasors(float* phase, const float* src, std::size_t n, Isa isa) {
-    // The angles first, in the upper half of the output, then each expanded to its phasor from
-    // the front: element i's angle at n + i is read before pair i (at 2i, 2i + 1 <= n + i) is
-    // written, and later angles lie above.
+    const Isa level = pass_level(isa, false, true);
+    if (level != Isa::scalar) return kPass(level)(nullptr, phase, src, n, 0.0f, false, true);
+    // Without the sincosf replica: the angles first, in the upper half of the output, then each expanded to its phasor
+    // from the front: element i's angle at n + i is read before pair i (at 2i, 2i + 1 <= n + i) is written, and later
+    // angles lie above.
     float* a = phase + n;
     phase_angles(a, src, n, isa);
     for (std::size_t i = 0; i < n; ++i) {
@@ -80,16 +157,36 @@ void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n,
                  bool phase_form, Isa isa) {
     const std::size_t cells = static_cast<std::size_t>(frame_n);
     const std::size_t phase_n = phase_form ? 2 * cells : cells;
-    std::vector<float> row(2 * cells);
-    for (int r = 0; r < freq_n; ++r) {
-        const std::size_t at = static_cast<std::size_t>(r) * cells;
-        std::copy_n(src + 2 * at, row.size(), row.begin());
-        complex_norm_array(dst_mag + at, row.data(), cells, power, isa);
-        float* phase = dst_phase + static_cast<std::size_t>(r) * phase_n;
+    const std::size_t rows = static_cast<std::size_t>(freq_n);
+    const Isa level = pass_level(isa, true, phase_form);
+    // The rows are read straight from src when no output overlaps it: every row then reads
+    // what the caller passed, as through a copy.
+    const bool copy = !disjoint(dst_mag, rows * cells, src, 2 * rows * cells) ||
+                      !disjoint(dst_phase, rows * phase_n, src, 2 * rows * cells);
+    // Norms and phases in one pass when the outputs lie apart too (their stores interleave) and
+    // the norm takes the powf replica (not the exponent-1 identity, which needs no powf).
+    const float exponent = power * 0.5f;
+    const bool half = std::bit_cast<std::uint32_t>(exponent) == 0x3f000000u && math::powf_half_is_sqrt();
+    if (level != Isa::scalar && !copy && disjoint(dst_mag, rows * cells, dst_phase, rows * phase_n) &&
+        math::powf_exponent_in_range(exponent) && std::bit_cast<std::uint32_t>(exponent) != 0x3f800000u) {
+        for (std::size_t r = 0; r < rows; ++r)
+            kPass(level)(dst_mag + r * cells, dst_phase + r * phase_n, src + 2 * r * cells, cells, exponent, half,
+                         phase_form);
+        return;
+    }
+    std::vector<float> row(copy ? 2 * cells : 0);
+    for (std::size_t r = 0; r < rows; ++r) {
+        const float* in = src + 2 * r * cells;
+        if (copy) {
+            std::copy_n(in, row.size(), row.begin());
+            in = row.data();
+        }
+        complex_norm_array(dst_mag + r * cells, in, cells, power, isa);
+        float* phase = dst_phase + r * phase_n;
         if (phase_form)
-            phase_phasors(phase, row.data(), cells, isa);
+            phase_phasors(phase, in, cells, isa);
         else
-            phase_angles(phase, row.data(), cells, isa);
+            phase_angles(phase, in, cells, isa);
     }
 }
 

@@ -29,8 +29,8 @@ void phase_phasors(float* phase, const float* src, std::size_t n, simd::Isa isa 
 void magphase_1d(std::vector<float>& mag, std::vector<float>& phase, const std::vector<float>& src, float power,
                  bool phase_form);
 
-// magphase_1d row by row over freq_n rows of frame_n complex cells (row stride frame_n). Each
-// row is copied to scratch before its outputs are written, so outputs may overlap src as in the
+// magphase_1d row by row over freq_n rows of frame_n complex cells (row stride frame_n). When an
+// output overlaps src, each row is copied to scratch before its outputs are written, as in the
 // plain row-by-row form; rows finished before a failure stay in the outputs.
 void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n, float power,
                  bool phase_form, simd::Isa isa = simd::best_isa());

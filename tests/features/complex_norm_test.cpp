@@ -97,19 +97,57 @@ TEST_P(NormLanes, NormsAndPhasesEqualThePlainPathBitForBit) {
     }
 }
 
+// Outputs laid over the input: each row is read whole before its outputs are written, so the
+// result is the row-by-row loop over a copy of each row, even where earlier rows' outputs land
+// on later rows' input.
+TEST(MagPhase, OutputsOverlappingTheInputReadEachRowBeforeWritingIt) {
+    const int freq_n = 4, frame_n = 37;
+    const std::size_t cells = std::size_t(freq_n * frame_n);
+    const std::vector<float> src = mixed_cells(cells, 3);
+    for (bool form : {false, true})
+        for (std::size_t mag_at : {std::size_t(0), cells / 2, 3 * cells})
+            for (std::size_t phase_at : {std::size_t(0), cells, 5 * cells}) {
+                if (mag_at == phase_at) continue;
+                std::vector<float> buf(8 * cells, 7.0f), want(8 * cells, 7.0f);
+                std::copy(src.begin(), src.end(), buf.begin());
+                std::copy(src.begin(), src.end(), want.begin());
+                magphase_2d(buf.data() + mag_at, buf.data() + phase_at, buf.data(), freq_n, frame_n, 2.0f, form);
+                const std::size_t phase_n = (form ? 2 : 1) * std::size_t(frame_n);
+                for (std::size_t r = 0; r < std::size_t(freq_n); ++r) {
+                    const std::vector<float> row(want.begin() + 2 * r * frame_n, want.begin() + 2 * (r + 1) * frame_n);
+                    volatile float one = 1.0f;  // keeps the compiler from folding powf(x, 1)
+                    for (std::size_t c = 0; c < std::size_t(frame_n); ++c)
+                        want[mag_at + r * frame_n + c] = powf(row[2 * c] * row[2 * c] + row[2 * c + 1] * row[2 * c + 1],
+                                                              one);
+                    for (std::size_t c = 0; c < std::size_t(frame_n); ++c) {
+                        const float a = atan2f(row[2 * c + 1], row[2 * c]);
+                        float* p = &want[phase_at + r * phase_n];
+                        if (form)
+                            sincosf(a, &p[2 * c + 1], &p[2 * c]);
+                        else
+                            p[c] = a;
+                    }
+                }
+                EXPECT_TRUE(vorel::audio::testing::same_bits(buf, want)) << form << " " << mag_at << " " << phase_at;
+            }
+}
+
 TEST(NormLanes, TheForcedGuardFailureGivesTheSameBitsThroughScalarCalls) {
     using namespace vorel::audio::simd;
     const std::vector<float> src = mixed_cells(1000, 9);
-    std::vector<float> fast(1000), forced(1000), phase(1000), forced_phase(1000);
+    std::vector<float> fast(1000), forced(1000), phase(1000), forced_phase(1000), phasor(2000), forced_phasor(2000);
     complex_norm_array(fast.data(), src.data(), 1000, 1.0f);
     phase_angles(phase.data(), src.data(), 1000);
+    phase_phasors(phasor.data(), src.data(), 1000);
     math::force_guard_failure(true);
     EXPECT_EQ(math::replica_isa(math::LibmFn::powf), Isa::scalar);
     complex_norm_array(forced.data(), src.data(), 1000, 1.0f);
     phase_angles(forced_phase.data(), src.data(), 1000);
+    phase_phasors(forced_phasor.data(), src.data(), 1000);
     math::force_guard_failure(false);
     EXPECT_TRUE(vorel::audio::testing::same_bits(fast, forced));
     EXPECT_TRUE(vorel::audio::testing::same_bits(phase, forced_phase));
+    EXPECT_TRUE(vorel::audio::testing::same_bits(phasor, forced_phasor));
 }
 
 VOREL_FOR_EACH_ISA(NormLanes);

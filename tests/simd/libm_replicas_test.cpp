@@ -1,9 +1,10 @@
 // The libm replicas against the scalar libm, bit for bit, at every level this CPU runs: special
 // values, the neighbourhood of every table boundary and reduction threshold, and a few million
-// random inputs per function; atan2f's quadrants and signs against worked values; the guard and
-// its test hook.
+// random inputs per function; atan2f's and sincosf's quadrants and signs against worked values;
+// the guard and its test hook.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -181,6 +182,41 @@ TEST_P(Replicas, Atan2fQuadrantsAndSignsMatchWorkedAngles) {
             << ys[i] << ", " << xs[i];
 }
 
+// sincosf's branch points (2^-12, 0.75, 120) and the multiples of pi/4 up to 130 (quadrant
+// changes and results near zero) with their neighbours, then the shared inputs.
+TEST_P(Replicas, SincosfGivesTheLibmBits) {
+    std::vector<float> in = around({0x39800000, 0x3f400000, 0x42f00000, 0x42f00000 - 4, 0x3f490fdb});
+    for (int j = 1; j <= 166; ++j)
+        for (const float x : around({std::bit_cast<std::uint32_t>(static_cast<float>(j * 0.78539816339744831))}))
+            in.push_back(x);
+    for (float x : all_inputs()) in.push_back(x);
+    std::mt19937 gen(7);
+    std::uniform_real_distribution<float> angle(-4.0f, 4.0f);
+    for (int i = 0; i < 1'000'000; ++i) in.push_back(angle(gen));
+    std::vector<float> got_s(in.size()), got_c(in.size()), want_s(in.size()), want_c(in.size());
+    sincosf_array(GetParam(), got_s.data(), got_c.data(), in.data(), in.size());
+    for (std::size_t i = 0; i < in.size(); ++i) sincosf(in[i], &want_s[i], &want_c[i]);
+    EXPECT_TRUE(same_bits(got_s, want_s));
+    EXPECT_TRUE(same_bits(got_c, want_c));
+}
+
+// Quadrants and signs against the double functions, independently of the libm: within an ulp
+// of the value, the sign of a zero kept.
+TEST_P(Replicas, SincosfQuadrantsMatchTheDoubleFunctions) {
+    std::vector<float> in;
+    for (int j = -12; j <= 12; ++j)
+        for (float frac : {0.1f, 0.5f, 0.9f}) in.push_back((static_cast<float>(j) + frac) * 0.78539816f);
+    for (float x : {0.0f, -0.0f, 1e-5f, -3e-39f, 100.0f, -119.0f}) in.push_back(x);
+    std::vector<float> got_s(in.size()), got_c(in.size());
+    sincosf_array(GetParam(), got_s.data(), got_c.data(), in.data(), in.size());
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        const double s = std::sin(double(in[i])), c = std::cos(double(in[i]));
+        EXPECT_NEAR(got_s[i], s, 1.2e-7 * std::max(std::abs(s), 1e-30)) << in[i];
+        EXPECT_NEAR(got_c[i], c, 1.2e-7 * std::abs(c)) << in[i];
+        EXPECT_EQ(std::signbit(got_s[i]), std::signbit(s)) << in[i];
+    }
+}
+
 VOREL_FOR_EACH_ISA(Replicas);
 
 TEST(ReplicaGuard, PassesOnThisLibmAndTheHookSendsEveryFunctionToScalarCalls) {
@@ -195,9 +231,9 @@ TEST(ReplicaGuard, PassesOnThisLibmAndTheHookSendsEveryFunctionToScalarCalls) {
         EXPECT_EQ(replica_isa(fn, top), Isa::scalar) << libm_fn_name(fn);
         force_guard_failure(false);
     }
-    // log10f and powf fuse in the libm: no replica without FMA.
-    EXPECT_EQ(replica_isa(LibmFn::log10f, Isa::sse2), Isa::scalar);
-    EXPECT_EQ(replica_isa(LibmFn::powf, Isa::sse2), Isa::scalar);
+    // log10f, powf and sincosf fuse in the libm: no replica without FMA.
+    for (LibmFn fn : {LibmFn::log10f, LibmFn::powf, LibmFn::sincosf})
+        EXPECT_EQ(replica_isa(fn, Isa::sse2), Isa::scalar);
 }
 
 TEST(PowfOne, IdentityHoldsHereAndTheHookWithdrawsIt) {

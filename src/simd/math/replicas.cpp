@@ -15,6 +15,7 @@
 #include "simd/math/log10f.h"
 #include "simd/math/log1pf.h"
 #include "simd/math/powf.h"
+#include "simd/math/sincosf.h"
 
 namespace vorel::audio::simd::math {
 
@@ -88,9 +89,36 @@ VOREL_INLINE void map_atan2(float* dst, const float* y, const float* x, std::siz
     }
 }
 
+template <class V>
+VOREL_INLINE void map_sincos(float* sin_dst, float* cos_dst, const float* src, std::size_t n) {
+    constexpr std::size_t W = kLanes<V>;
+    std::size_t i = 0;
+    for (; i + W <= n; i += W) {
+        const V x = load<V>(src + i);
+        typename LaneTypes<W>::I special;
+        V s, c;
+        sincosf_lanes(x, s, c, special);
+        if (any(special)) {
+            for (std::size_t l = 0; l < W; ++l)
+                if (special[l]) sincosf(x[l], &s[l], &c[l]);
+        }
+        store(sin_dst + i, s);
+        store(cos_dst + i, c);
+    }
+    for (; i < n; ++i) {
+        I1 special;
+        float s, c;
+        sincosf_lanes(src[i], s, c, special);
+        if (special[0]) sincosf(src[i], &s, &c);
+        sin_dst[i] = s;
+        cos_dst[i] = c;
+    }
+}
+
 using Unary = void (*)(float*, const float*, std::size_t);
 using Power = void (*)(float*, const float*, std::size_t, float);
 using Binary = void (*)(float*, const float*, const float*, std::size_t);
+using Pair = void (*)(float*, float*, const float*, std::size_t);
 
 template <class K>
 void plain(float* dst, const float* src, std::size_t n) {
@@ -102,9 +130,12 @@ void plain_powf(float* dst, const float* src, std::size_t n, float y) {
 void plain_atan2f(float* dst, const float* y, const float* x, std::size_t n) {
     for (std::size_t i = 0; i < n; ++i) dst[i] = atan2f(y[i], x[i]);
 }
+void plain_sincosf(float* s, float* c, const float* x, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) sincosf(x[i], &s[i], &c[i]);
+}
 
 // log1pf and atan2f are plain float code in the libm and have replicas from four lanes on;
-// log10f (through logf) and powf fuse, so their replicas exist only at levels with FMA.
+// log10f (through logf), powf and sincosf fuse, so their replicas exist only at levels with FMA.
 VOREL_TARGET_SSE2 void log1pf_sse2(float* d, const float* s, std::size_t n) { map_lanes<float4>(d, s, n, Log1pf{}); }
 VOREL_TARGET_AVX2 void log1pf_avx2(float* d, const float* s, std::size_t n) { map_lanes<float8>(d, s, n, Log1pf{}); }
 VOREL_TARGET_AVX512 void log1pf_avx512(float* d, const float* s, std::size_t n) {
@@ -129,11 +160,18 @@ VOREL_TARGET_AVX2 void atan2f_avx2(float* d, const float* y, const float* x, std
 VOREL_TARGET_AVX512 void atan2f_avx512(float* d, const float* y, const float* x, std::size_t n) {
     map_atan2<float16>(d, y, x, n);
 }
+VOREL_TARGET_AVX2 void sincosf_avx2(float* s, float* c, const float* x, std::size_t n) {
+    map_sincos<float8>(s, c, x, n);
+}
+VOREL_TARGET_AVX512 void sincosf_avx512(float* s, float* c, const float* x, std::size_t n) {
+    map_sincos<float16>(s, c, x, n);
+}
 
 const IsaBuilds<Unary> kLog10f{plain<Log10f>, nullptr, log10f_avx2, log10f_avx512};
 const IsaBuilds<Unary> kLog1pf{plain<Log1pf>, log1pf_sse2, log1pf_avx2, log1pf_avx512};
 const IsaBuilds<Power> kPowf{plain_powf, nullptr, powf_avx2, powf_avx512};
 const IsaBuilds<Binary> kAtan2f{plain_atan2f, atan2f_sse2, atan2f_avx2, atan2f_avx512};
+const IsaBuilds<Pair> kSincosf{plain_sincosf, nullptr, sincosf_avx2, sincosf_avx512};
 
 // Whether fn has a replica of its own at this level (not one inherited from below).
 bool has_build(LibmFn fn, Isa isa) {
@@ -141,6 +179,7 @@ bool has_build(LibmFn fn, Isa isa) {
     switch (fn) {
         case LibmFn::log10f: return kLog10f(isa) != kLog10f(Isa::sse2);
         case LibmFn::powf: return kPowf(isa) != kPowf(Isa::sse2);
+        case LibmFn::sincosf: return kSincosf(isa) != kSincosf(Isa::sse2);
         case LibmFn::log1pf:
         case LibmFn::atan2f: return true;
     }
@@ -154,8 +193,8 @@ bool has_build(LibmFn fn, Isa isa) {
 float from_bits(std::uint32_t b) { return std::bit_cast<float>(b); }
 
 struct Patterns {
-    // The common patterns and the larger of the two additions (table edges).
-    static constexpr std::size_t kCapacity = 36 + 255 * 14 + 4096 + 33 * 5 * 3;
+    // The common patterns and the largest addition (sincosf's quadrant edges).
+    static constexpr std::size_t kCapacity = 36 + 255 * 14 + 4096 + 3 * 8 + 153 * 12;
     float v[kCapacity];
     std::size_t n = 0;
     void push_back(float x) { v[n++] = x; }
@@ -214,6 +253,25 @@ void add_thresholds(Patterns& v) {
     }
 }
 
+// sincosf: its branch points 2^-12, 0.75 and 120, and the neighbourhoods of the odd multiples
+// of pi/4 up to 120, where the quadrant changes, and of the even ones, where a result nears 0.
+void add_quadrant_edges(Patterns& v) {
+    for (std::uint32_t b : {0x39800000u, 0x3f400000u, 0x42f00000u}) {
+        for (std::uint32_t d = 0; d < 4; ++d) {
+            v.push_back(from_bits(b - d));
+            v.push_back(from_bits(b + d));
+        }
+    }
+    for (int j = 1; j <= 153; ++j) {
+        const std::uint32_t b = std::bit_cast<std::uint32_t>(static_cast<float>(j * 0.78539816339744831));
+        for (std::uint32_t d = 0; d < 3; ++d)
+            for (std::uint32_t sign : {0u, 0x80000000u}) {
+                v.push_back(from_bits((b - d) | sign));
+                v.push_back(from_bits((b + d) | sign));
+            }
+    }
+}
+
 constexpr std::size_t kChunk = 256;
 
 bool same(const float* a, const float* b, std::size_t n) {
@@ -268,6 +326,7 @@ const char* libm_fn_name(LibmFn fn) {
         case LibmFn::log1pf: return "log1pf";
         case LibmFn::powf: return "powf";
         case LibmFn::atan2f: return "atan2f";
+        case LibmFn::sincosf: return "sincosf";
     }
     return "?";
 }
@@ -315,6 +374,17 @@ bool guard_matches(LibmFn fn, Isa isa) {
                     plain_atan2f(d, ys, xs, count);
                 });
         }
+        case LibmFn::sincosf: {
+            add_quadrant_edges(in);
+            float got_s[kChunk], got_c[kChunk], want_s[kChunk], want_c[kChunk];
+            for (std::size_t i = 0; i < in.n; i += kChunk) {
+                const std::size_t m = std::min(kChunk, in.n - i);
+                kSincosf(isa)(got_s, got_c, in.v + i, m);
+                plain_sincosf(want_s, want_c, in.v + i, m);
+                if (!same(got_s, want_s, m) || !same(got_c, want_c, m)) return false;
+            }
+            return true;
+        }
     }
     return false;
 }
@@ -336,6 +406,9 @@ void powf_array(Isa isa, float* dst, const float* src, std::size_t n, float y) {
     kPowf(isa)(dst, src, n, y);
 }
 void atan2f_array(Isa isa, float* dst, const float* y, const float* x, std::size_t n) { kAtan2f(isa)(dst, y, x, n); }
+void sincosf_array(Isa isa, float* sin_dst, float* cos_dst, const float* src, std::size_t n) {
+    kSincosf(isa)(sin_dst, cos_dst, src, n);
+}
 
 bool powf_one_is_identity() {
     static const bool identity = [] {

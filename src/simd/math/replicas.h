@@ -11,8 +11,8 @@
 
 namespace vorel::audio::simd::math {
 
-enum class LibmFn { log10f, log1pf, powf, atan2f };
-inline constexpr LibmFn kAllLibmFns[] = {LibmFn::log10f, LibmFn::log1pf, LibmFn::powf, LibmFn::atan2f};
+enum class LibmFn { log10f, log1pf, powf, atan2f, sincosf };
+inline constexpr LibmFn kAllLibmFns[] = {LibmFn::log10f, LibmFn::log1pf, LibmFn::powf, LibmFn::atan2f, LibmFn::sincosf};
 const char* libm_fn_name(LibmFn fn);
 
 // The level whose replica of fn this process uses when asked for `isa`: the highest level up to
@@ -33,6 +33,8 @@ void log1pf_array(Isa isa, float* dst, const float* src, std::size_t n);
 // powf(src[i], y) with one exponent for the whole array.
 void powf_array(Isa isa, float* dst, const float* src, std::size_t n, float y);
 void atan2f_array(Isa isa, float* dst, const float* y, const float* x, std::size_t n);
+// sincosf(src[i], &sin_dst[i], &cos_dst[i]).
+void sincosf_array(Isa isa, float* sin_dst, float* cos_dst, const float* src, std::size_t n);
 
 // Whether powf(x, 1.0f) returns x bit for bit on this libm for every float from +0 to +inf and
 // the positive quiet NaNs, checked once on a fixed set of patterns against powf itself. When it
