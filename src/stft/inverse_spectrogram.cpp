@@ -2,6 +2,7 @@
 #include "stft/inverse_spectrogram.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -184,12 +185,17 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
     // sample gets the same sums in the same order as an accumulator over the whole signal, and
     // a sample no frame reached is +0.0 there as here.
     std::size_t base = 0;  // signal position of acc[0] and sums[0]
+    // For a float s, s > tiny exactly when s widened to double exceeds 1e-10 (NaN: neither).
+    float tiny = 1e-10f;
+    if (static_cast<double>(tiny) > 1e-10) tiny = std::nextafter(tiny, 0.0f);
     const auto settle = [&](std::size_t upto) {
-        for (std::size_t i = std::max(base, off); i < std::min(upto, out_end); ++i) {
-            const bool held = i - base < cap;
-            const float v = held ? acc[i - base] : 0.0f, s = held ? sums[i - base] : 0.0f;
-            dst[i - off] = static_cast<double>(s) > 1e-10 ? v / s : v;
-        }
+        const std::size_t from = std::max(base, off), to = std::min(upto, out_end);
+        const std::size_t held = std::max(from, std::min(to, base + cap));
+        const float *y = acc + (from - base), *s = sums + (from - base);
+        float* out = dst + (from - off);
+        // Both sides of the choice are formed, so that the loop runs in vectors.
+        for (std::size_t i = 0; i < held - from; ++i) out[i] = s[i] > tiny ? y[i] / s[i] : y[i];
+        std::fill(out + (held - from), out + (std::max(to, held) - from), 0.0f);
         const std::size_t done = std::min(upto - base, cap);
         std::copy(acc + done, acc + cap, acc), std::fill(acc + cap - done, acc + cap, 0.0f);
         std::copy(sums + done, sums + cap, sums), std::fill(sums + cap - done, sums + cap, 0.0f);
