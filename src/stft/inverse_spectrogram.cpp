@@ -61,25 +61,20 @@ void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, 
 
 namespace {
 
-// Bin k of column t: the cell itself below freq_n, the conjugate of its mirror above.
-inline void column_bin(const float* src, std::size_t frame_n, std::size_t freq_n, std::size_t fft_n, std::size_t t,
-                       std::size_t k, float& re, float& im) {
-    const float* cell = src + 2 * ((k < freq_n ? k : fft_n - k) * frame_n + t);
-    re = cell[0];
-    im = k < freq_n ? cell[1] : -cell[1];
-}
-
 // Column t of the spectrogram into comp, the bins above freq_n - 1 mirrored as conjugates.
 void gather_column(std::vector<float>& comp, const float* src, std::size_t frame_n, std::size_t freq_n,
                    std::size_t fft_n, std::size_t t) {
-    for (std::size_t k = 0; k < fft_n; ++k) column_bin(src, frame_n, freq_n, fft_n, t, k, comp[2 * k], comp[2 * k + 1]);
+    for (std::size_t k = 0; k < fft_n; ++k) {
+        const float* cell = src + 2 * ((k < freq_n ? k : fft_n - k) * frame_n + t);
+        comp[2 * k] = cell[0], comp[2 * k + 1] = k < freq_n ? cell[1] : -cell[1];
+    }
 }
 
 constexpr std::size_t kAheadGroups = 4;
 
 // Columns t0 .. t0 + kFrameLanes - 1 into the lanes. The cells of one row are neighbours, so
 // each bin's (re, im) pairs of all lanes come in four vectors and are split into real and
-// imaginary lanes; a mirrored bin negates its imaginary parts, as column_bin does.
+// imaginary lanes; a mirrored bin negates its imaginary parts, as gather_column does.
 void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n, std::size_t freq_n, std::size_t fft_n,
                   std::size_t t0) {
     using simd::float4;
