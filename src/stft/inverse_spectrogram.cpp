@@ -2,6 +2,7 @@
 #include "stft/inverse_spectrogram.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -58,39 +59,22 @@ void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, 
     }
 }
 
-void scale_istft_window_suqare_sum(float* y, float* sums, std::size_t len, const std::vector<float>& window, int fft_n,
-                                   int hop_n, int frame_n) {
-    const std::size_t n = fft_n > 0 ? static_cast<std::size_t>(fft_n) : 0;
-    const WindowSpan span = window_span(n, window.size());
-    const std::size_t hop = static_cast<std::size_t>(hop_n);
-    std::fill_n(sums, len, 0.0f);
-    for (int t = 0; t < frame_n; ++t) {
-        float* s = sums + static_cast<std::size_t>(t) * hop + span.half;
-        for (std::size_t i = 0; i < span.used; ++i) s[i] += window[i] * window[i];
-    }
-    for (std::size_t i = 0; i < len; ++i)
-        if (static_cast<double>(sums[i]) > 1e-10) y[i] = y[i] / sums[i];
-}
-
 namespace {
-
-// Bin k of column t: the cell itself below freq_n, the conjugate of its mirror above.
-inline void column_bin(const float* src, std::size_t frame_n, std::size_t freq_n, std::size_t fft_n, std::size_t t,
-                       std::size_t k, float& re, float& im) {
-    const float* cell = src + 2 * ((k < freq_n ? k : fft_n - k) * frame_n + t);
-    re = cell[0];
-    im = k < freq_n ? cell[1] : -cell[1];
-}
 
 // Column t of the spectrogram into comp, the bins above freq_n - 1 mirrored as conjugates.
 void gather_column(std::vector<float>& comp, const float* src, std::size_t frame_n, std::size_t freq_n,
                    std::size_t fft_n, std::size_t t) {
-    for (std::size_t k = 0; k < fft_n; ++k) column_bin(src, frame_n, freq_n, fft_n, t, k, comp[2 * k], comp[2 * k + 1]);
+    for (std::size_t k = 0; k < fft_n; ++k) {
+        const float* cell = src + 2 * ((k < freq_n ? k : fft_n - k) * frame_n + t);
+        comp[2 * k] = cell[0], comp[2 * k + 1] = k < freq_n ? cell[1] : -cell[1];
+    }
 }
+
+constexpr std::size_t kAheadGroups = 4;
 
 // Columns t0 .. t0 + kFrameLanes - 1 into the lanes. The cells of one row are neighbours, so
 // each bin's (re, im) pairs of all lanes come in four vectors and are split into real and
-// imaginary lanes; a mirrored bin negates its imaginary parts, as column_bin does.
+// imaginary lanes; a mirrored bin negates its imaginary parts, as gather_column does.
 void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n, std::size_t freq_n, std::size_t fft_n,
                   std::size_t t0) {
     using simd::float4;
@@ -100,6 +84,9 @@ void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n
         const bool mirrored = k >= freq_n;
         const float* cell = src + 2 * ((mirrored ? fft_n - k : k) * frame_n + t0);
         float* to = lanes.in(j);
+        // Each row is read 64 bytes per group, too many streams for the hardware to foresee:
+        // the lines of a later group are asked for now (a prefetch never faults).
+        if (!mirrored) __builtin_prefetch(cell + kAheadGroups * 2 * kFrameLanes);
         for (std::size_t l = 0; l < kFrameLanes; l += 4) {
             const float4 a = simd::load<float4>(cell + 2 * l), b = simd::load<float4>(cell + 2 * l + 4);
             const float4 re = __builtin_shufflevector(a, b, 0, 2, 4, 6);
@@ -150,14 +137,18 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
     // Centring drops fft_n/2 samples at the front; the copy stops at the signal's end.
     const std::size_t off = center != VOREL_AUDIO_CENTER_NONE ? n / 2 : 0;
     const std::size_t out_n = std::min(total_n - off, static_cast<std::size_t>(max_sample_n));
-    const std::size_t frames = frames_reaching(all_frames, hop, off + out_n);
+    const std::size_t out_end = off + out_n;
+    const std::size_t frames = frames_reaching(all_frames, hop, out_end);
     const std::size_t acc_n = n + (frames - 1) * hop;
+    // The sums cover a stretch of the signal that slides along it (see settle below): room for
+    // a group of frames, never more than the whole accumulator.
+    const std::size_t cap = std::min(acc_n, n + kFrameLanes * hop);
     const simd::LaneSplit split = simd::split_lanes(frames, frame_lane_width(isa), lanes_suit(n));
 
     WorkingSet ws;
     const VectorPart comp_part = ws.vector(2 * n), frame_part = ws.vector(2 * n);
     const VectorPart fft_part = ws.vector(is_pow2(fft_n) ? 0 : 2 * n);
-    const Part<float> acc_part = ws.part<float>(acc_n), sums_part = ws.part<float>(acc_n);
+    const Part<float> acc_part = ws.part<float>(cap), sums_part = ws.part<float>(cap);
     FrameLanes::Parts lane_parts{};
     Part<float> weight_part{}, rows_part{};
     if (split.lanes())
@@ -169,7 +160,9 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
     const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
     ws.allocate();
     std::vector<float>&comp = ws[comp_part], &frame = ws[frame_part], &scratch = ws[fft_part];
-    float* const y = ws[acc_part];  // real parts only: nothing mixes them with the imaginary ones
+    // Real parts only: nothing mixes them with the imaginary ones.
+    float* const acc = ws[acc_part];
+    float* const sums = ws[sums_part];
     std::optional<FrameLanes> lanes;
     WindowFactors factors{0, 0};
     if (split.lanes()) {
@@ -179,6 +172,40 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
     const float* const weight = ws[weight_part];
     float* const rows = ws[rows_part];
     const float scipy_factor = static_cast<float>(fft_n) * 0.5f;
+    const WindowSpan span = window_span(n, window.size());
+
+    // Frames come in ascending order, so once a frame starts at p no later one adds below p:
+    // the samples [base, p) are final. They are divided by their sum of window squares where it
+    // exceeds 1e-10, stored where the output holds them, and the stretch moves on to p. Every
+    // sample gets the same sums in the same order as an accumulator over the whole signal, and
+    // a sample no frame reached is +0.0 there as here.
+    std::size_t base = 0;  // signal position of acc[0] and sums[0]
+    // For a float s, s > tiny exactly when s widened to double exceeds 1e-10 (NaN: neither).
+    float tiny = 1e-10f;
+    if (static_cast<double>(tiny) > 1e-10) tiny = std::nextafter(tiny, 0.0f);
+    const auto settle = [&](std::size_t upto) {
+        const std::size_t from = std::max(base, off), to = std::min(upto, out_end);
+        const std::size_t held = std::max(from, std::min(to, base + cap));
+        const float *y = acc + (from - base), *s = sums + (from - base);
+        float* out = dst + (from - off);
+        // Both sides of the choice are formed, so that the loop runs in vectors.
+        for (std::size_t i = 0; i < held - from; ++i) out[i] = s[i] > tiny ? y[i] / s[i] : y[i];
+        std::fill(out + (held - from), out + (std::max(to, held) - from), 0.0f);
+        const std::size_t done = std::min(upto - base, cap);
+        std::copy(acc + done, acc + cap, acc), std::fill(acc + cap - done, acc + cap, 0.0f);
+        std::copy(sums + done, sums + cap, sums), std::fill(sums + cap - done, sums + cap, 0.0f);
+        base = upto;
+    };
+    // The stretch from frame start `start` on, for frames that reach `end`; the window squares
+    // of a frame are added as its samples are.
+    const auto reach = [&](std::size_t start, std::size_t end) {
+        if (end - base > cap) settle(start);
+        return start - base;
+    };
+    const auto add_squares = [&](std::size_t at) {
+        float* s = sums + at + span.half;
+        for (std::size_t i = 0; i < span.used; ++i) s[i] += window[i] * window[i];
+    };
 
     simd::run_lanes_then_rest(
         split,
@@ -193,33 +220,31 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
                 lanes->transform(true);
             }
             lane_rows(rows, *lanes, n);
+            const std::size_t first = reach(t0 * hop, (t0 + kFrameLanes - 1) * hop + n);
             // Outside the window the frame holds +0.0, and adding it still turns a -0.0 sum into +0.0.
             const bool scipy = norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY;
             for (std::size_t l = 0; l < kFrameLanes; ++l) {
-                float* acc = y + (t0 + l) * hop;
+                float* y = acc + first + l * hop;
                 const float* row = rows + l * n;
-                for (std::size_t i = 0; i < factors.begin; ++i) acc[i] += 0.0f;
+                for (std::size_t i = 0; i < factors.begin; ++i) y[i] += 0.0f;
                 for (std::size_t i = factors.begin; i < factors.end; ++i) {
                     float v = row[i] * weight[i];
                     if (scipy) v = v * scipy_factor;
-                    acc[i] += v;
+                    y[i] += v;
                 }
-                for (std::size_t i = factors.end; i < n; ++i) acc[i] += 0.0f;
+                for (std::size_t i = factors.end; i < n; ++i) y[i] += 0.0f;
+                add_squares(first + l * hop);
             }
         },
         [&](std::size_t t) {
             gather_column(comp, src, all_frames, bins, n, t);
             istft_core(frame, comp, fft_n, fft_table, window, norm_type, scratch);
-            float* acc = y + t * hop;
-            for (std::size_t i = 0; i < n; ++i) acc[i] += frame[2 * i];
+            const std::size_t at = reach(t * hop, t * hop + n);
+            for (std::size_t i = 0; i < n; ++i) acc[at + i] += frame[2 * i];
+            add_squares(at);
         });
-    scale_istft_window_suqare_sum(y, ws[sums_part], acc_n, window, fft_n, hop_n, static_cast<int>(frames));
-
-    // Samples in a gap between frames (a hop longer than the frame) past the last frame that
-    // reaches the output were never added to: +0.0, as an accumulator over all frames holds.
-    const std::size_t stored = std::min(out_n, acc_n - std::min(acc_n, off));
-    std::copy_n(y + off, stored, dst);
-    std::fill_n(dst + stored, out_n - stored, 0.0f);
+    // Samples past the last frame's reach (a hop longer than the frame) were never added to.
+    settle(std::max(out_end, base));
 }
 
 }  // namespace vorel::audio

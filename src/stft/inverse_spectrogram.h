@@ -16,9 +16,9 @@ int get_sample_len(int frame_n, int freq_n, int hop_n, bool center);
 // src: freq_n rows of frame_n complex cells (row stride frame_n). Writes at most max_sample_n
 // real samples to dst, and never more than the accumulator holds after the centring offset.
 // Expects win_n <= 2 * freq_n - 2, which the caller checks. Only the frames that reach the
-// samples written are summed, so the accumulator holds at most max_sample_n + 1.5 fft_n
-// samples. Full groups of frames are transformed in the lanes of `isa` (scalar: every frame
-// on its own).
+// samples written are summed, and they are summed in a stretch of fft_n + kFrameLanes hop_n
+// samples that slides along the signal, each sample stored once final: dst must not overlap src. Full groups of frames
+// are transformed in the lanes of `isa` (scalar: every frame on its own).
 void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n, int win_n, int win_type,
                          int max_sample_n, int center, int norm_type, simd::Isa isa = simd::best_isa());
 
@@ -35,11 +35,5 @@ void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp
 // Empty: the forward factor 1/sqrt(sum of window squares) stays in the result.
 void scale_istft_torch(std::vector<float>& frame, const std::vector<float>& window);
 void scale_istft_scipy(std::vector<float>& frame, int fft_n);
-
-// Divides each of the len real samples of y by the sum of the squared window samples of the
-// first frame_n frames that overlap it (summed into sums, len floats), where that sum exceeds
-// 1e-10. The frames must not reach past len.
-void scale_istft_window_suqare_sum(float* y, float* sums, std::size_t len, const std::vector<float>& window, int fft_n,
-                                   int hop_n, int frame_n);
 
 }  // namespace vorel::audio

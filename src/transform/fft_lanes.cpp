@@ -45,17 +45,6 @@ VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, co
     return result;
 }
 
-// The frames of the buffers, kLanes<V> at a time.
-template <class V>
-VOREL_INLINE float* transform_frames(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
-    float* result = nullptr;
-    for (std::size_t l = 0; l < kFrameLanes; l += simd::kLanes<V>) {
-        float* r = transform_lanes<V>(data + l, spare + l, n, table, inverse);
-        result = r - l;
-    }
-    return result;
-}
-
 // Short forms of the lane transform: the same sums as combine_step (each output sums its
 // terms in order from +0.0), with the work left out that provably changes no bit read.
 //
@@ -196,48 +185,38 @@ VOREL_INLINE float* short_lanes(float* data, float* spare, std::size_t n, const 
     }
 }
 
-template <class V, bool Inverse>
-VOREL_INLINE float* short_frames(float* data, float* spare, std::size_t n, const float* table) {
+// One entry per level for the four forms: full or short, forward or inverse.
+enum class Form { full, full_inverse, real_half, inverse_real };
+using LanesFn = float* (*)(float*, float*, std::size_t, const float*, Form);
+
+// The frames of the buffers, kLanes<V> at a time.
+template <class V>
+VOREL_INLINE float* run_form(float* data, float* spare, std::size_t n, const float* table, Form form) {
     float* result = nullptr;
     for (std::size_t l = 0; l < kFrameLanes; l += simd::kLanes<V>) {
-        float* r = short_lanes<V, Inverse>(data + l, spare + l, n, table);
+        float *d = data + l, *s = spare + l, *r = nullptr;
+        switch (form) {
+            case Form::full: r = transform_lanes<V>(d, s, n, table, false); break;
+            case Form::full_inverse: r = transform_lanes<V>(d, s, n, table, true); break;
+            case Form::real_half: r = short_lanes<V, false>(d, s, n, table); break;
+            case Form::inverse_real: r = short_lanes<V, true>(d, s, n, table); break;
+        }
         if (r == nullptr) return nullptr;
         result = r - l;
     }
     return result;
 }
 
-using ShortFn = float* (*)(float*, float*, std::size_t, const float*, bool);
-
-float* short_scalar(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
-    return inverse ? short_frames<float, true>(data, spare, n, table)
-                   : short_frames<float, false>(data, spare, n, table);
+float* lanes_scalar(float* data, float* spare, std::size_t n, const float* table, Form form) {
+    return run_form<float>(data, spare, n, table, form);
 }
 
-VOREL_TARGET_SSE2 float* short_sse2(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
-    return inverse ? short_frames<simd::float4, true>(data, spare, n, table)
-                   : short_frames<simd::float4, false>(data, spare, n, table);
+VOREL_TARGET_SSE2 float* lanes_sse2(float* data, float* spare, std::size_t n, const float* table, Form form) {
+    return run_form<simd::float4>(data, spare, n, table, form);
 }
 
-VOREL_TARGET_AVX2 float* short_avx2(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
-    return inverse ? short_frames<simd::float8, true>(data, spare, n, table)
-                   : short_frames<simd::float8, false>(data, spare, n, table);
-}
-
-constexpr simd::IsaBuilds<ShortFn> kShortBuilds{short_scalar, short_sse2, short_avx2, nullptr};
-
-using LanesFn = float* (*)(float*, float*, std::size_t, const float*, bool);
-
-float* lanes_scalar(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
-    return transform_frames<float>(data, spare, n, table, inverse);
-}
-
-VOREL_TARGET_SSE2 float* lanes_sse2(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
-    return transform_frames<simd::float4>(data, spare, n, table, inverse);
-}
-
-VOREL_TARGET_AVX2 float* lanes_avx2(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
-    return transform_frames<simd::float8>(data, spare, n, table, inverse);
+VOREL_TARGET_AVX2 float* lanes_avx2(float* data, float* spare, std::size_t n, const float* table, Form form) {
+    return run_form<simd::float8>(data, spare, n, table, form);
 }
 
 constexpr simd::IsaBuilds<LanesFn> kBuilds{lanes_scalar, lanes_sse2, lanes_avx2, nullptr};
@@ -267,17 +246,17 @@ std::size_t lane_work_bytes(std::size_t n) { return (2 * n + 2 * kLaneStride * n
 
 float* fft_lanes(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table, bool inverse,
                  simd::Isa isa) {
-    return kBuilds(isa)(data, spare, plan.n, table.data(), inverse);
+    return kBuilds(isa)(data, spare, plan.n, table.data(), inverse ? Form::full_inverse : Form::full);
 }
 
 float* fft_lanes_real_half(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table,
                            simd::Isa isa) {
-    return kShortBuilds(isa)(data, spare, plan.n, table.data(), false);
+    return kBuilds(isa)(data, spare, plan.n, table.data(), Form::real_half);
 }
 
 float* ifft_lanes_real(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table,
                        simd::Isa isa) {
-    return kShortBuilds(isa)(data, spare, plan.n, table.data(), true);
+    return kBuilds(isa)(data, spare, plan.n, table.data(), Form::inverse_real);
 }
 
 }  // namespace vorel::audio

@@ -9,8 +9,11 @@
 #include <limits>
 #include <vector>
 
+#include "common/isa_kit.h"
 #include "stft/inverse_spectrogram.h"
+#include "stft/window_table.h"
 #include "stft_reference.h"
+#include "transform/fft_table.h"
 #include "vorel_audio.h"
 
 using stft_ref::cd;
@@ -79,6 +82,71 @@ TEST(InverseSpectrogram, MatchesOverlapAddReference) {
                                              ++seed);
                     expect_matches_reference({7, sh[0], sh[2], sh[1], type, 5, center, norm}, ++seed);
                 }
+}
+
+namespace {
+
+// The whole-signal overlap-add in float, each frame through the per-frame path: one accumulator
+// and one sum of window squares over every frame, then the division and the copy.
+std::vector<float> plain_overlap_add(const std::vector<float>& spectrum, const Inv& c) {
+    const int fft_n = 2 * c.freq_n - 2, total = fft_n + (c.frame_n - 1) * c.hop_n;
+    const std::vector<float>& table = FftTable::instance().ref_inv_table(fft_n);
+    const std::vector<float>& window = WindowTable::instance().ref_table(c.win_n, c.win_type);
+    const int half = (fft_n - c.win_n) / 2;
+    std::vector<float> y(total, 0.0f), s(total, 0.0f), comp(2 * fft_n), frame, scratch(2 * fft_n);
+    for (int t = 0; t < c.frame_n; ++t) {
+        for (int k = 0; k < fft_n; ++k) {
+            const int row = k < c.freq_n ? k : fft_n - k;
+            comp[2 * k] = spectrum[2 * (row * c.frame_n + t)];
+            comp[2 * k + 1] = (k < c.freq_n ? 1.0f : -1.0f) * spectrum[2 * (row * c.frame_n + t) + 1];
+        }
+        istft_core(frame, comp, fft_n, table, window, c.norm_type, scratch);
+        for (int i = 0; i < fft_n; ++i) y[t * c.hop_n + i] += frame[2 * i];
+        for (int i = 0; i < c.win_n && half + i < fft_n; ++i) s[t * c.hop_n + half + i] += window[i] * window[i];
+    }
+    for (int i = 0; i < total; ++i)
+        if (static_cast<double>(s[i]) > 1e-10) y[i] = y[i] / s[i];
+    const int off = c.center ? fft_n / 2 : 0;
+    std::vector<float> out(c.max_sample_n, kSentinel);
+    for (int i = 0; i < c.max_sample_n && off + i < total; ++i) out[i] = y[off + i];
+    return out;
+}
+
+class InverseLevels : public vorel::audio::testing::EachIsa {};
+VOREL_FOR_EACH_ISA(InverseLevels);
+
+}  // namespace
+
+// Every level, frames summed in a stretch that slides along the signal, against the plain
+// whole-signal sum bit for bit: groups and tails, hops of 0 and beyond the frame, cut outputs,
+// odd windows, and a column of infinities and NaN.
+TEST_P(InverseLevels, SlidingSumEqualsWholeSignalSum) {
+    const float inf = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
+    const Inv cases[] = {// frame_n, freq_n, hop_n, win_n, win_type, max_sample_n, center, norm_type
+                         {37, 201, 160, 400, 1, 36 * 160, 1, 0},
+                         {37, 201, 160, 400, 2, 5000, 0, 2},  // four groups and a tail
+                         {29, 201, 100, 351, 1, 2900, 1, 1},
+                         {29, 257, 128, 512, 1, 28 * 128, 2, 2},  // odd window, power of two
+                         {20, 9, 0, 16, 1, 16, 0, 0},
+                         {21, 9, 40, 16, 2, 30 * 40, 0, 0},  // hop 0, gaps between frames
+                         {40, 9, 3, 11, 1, 9 * 3 + 5, 1, 2},
+                         {17, 201, 160, 400, 1, 7, 1, 0},  // outputs cut short
+                         {70, 13, 5, 24, 2, 69 * 5 + 24, 0, 1}};
+    unsigned seed = 40;
+    for (const Inv& c : cases)
+        for (bool special : {false, true}) {
+            SCOPED_TRACE(::testing::Message() << "freq " << c.freq_n << " hop " << c.hop_n << " frames " << c.frame_n
+                                              << (special ? " specials" : ""));
+            std::vector<float> spectrum = stft_ref::test_signal(2 * c.freq_n * c.frame_n, ++seed);
+            if (special) {  // in frame 9 only: -0, a subnormal, and the non-finite values
+                const float values[] = {-0.0f, 1e-40f, inf, -inf, nan};
+                for (int k = 0; k < 5; ++k) spectrum[2 * ((k * 2 % c.freq_n) * c.frame_n + 9) + k % 2] = values[k];
+            }
+            std::vector<float> dst(c.max_sample_n, kSentinel);
+            inverse_spectrogram(dst.data(), spectrum.data(), c.frame_n, c.freq_n, c.hop_n, c.win_n, c.win_type,
+                                c.max_sample_n, c.center, c.norm_type, GetParam());
+            stft_ref::expect_same_bits(dst, plain_overlap_add(spectrum, c));
+        }
 }
 
 TEST(SampleLen, CountsPerModeAndChecksInOrder) {
