@@ -155,20 +155,9 @@ VOREL_INLINE V radix2(V v) {
 }
 
 // The last stages with sixteen lanes, on 64 elements (eight vectors z, z[k] holding the
-// groups 2k and 2k + 1) kept in registers. transpose4<4> transposes four vectors as 4 x 4
-// blocks of four floats, transpose4<1> four floats within each block of four.
-
-// Quarter 4 (blocks of 16 elements: A, B, C, D are its four groups, lanes its four columns):
-// the groups 0 and 1 of the four blocks sit in z[0], z[2], z[4], z[6], groups 2 and 3 in the
-// odd ones, so one transpose of blocks of four brings each into lanes.
-template <bool Inverse>
-VOREL_INLINE void quarter4_stage(float16 (&z)[8], const float16* t) {
-    lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
-    lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
-    butterfly<Inverse>(z[0], z[2], z[4], z[6], z[1], z[3], z[5], z[7], t);
-    lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
-    lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
-}
+// groups 2k and 2k + 1) kept in registers. transpose4<U> transposes the 4 x 4 cells of U
+// floats that four vectors form in each block of 4 U floats. Between the two stages the
+// lanes go straight from the first stage's order to the second's, and back only at the end.
 
 // Real and imaginary parts of two vectors of the split layout, and back.
 VOREL_INLINE void split_parts(float16 x, float16 y, float16& re, float16& im) {
@@ -179,52 +168,43 @@ VOREL_INLINE void join_parts(float16 re, float16 im, float16& x, float16& y) {
     x = lanes::shuffle<lanes::kJoinParts<0>>(re, im), y = lanes::shuffle<lanes::kJoinParts<1>>(re, im);
 }
 
-// Quarter 1 (each group is a butterfly on its elements 0 to 3, all with the twiddles of row 0):
-// transposing four floats brings element e of the groups into x[e] and y[e], whose parts then
-// split into lanes.
+// Quarters 4 and 1 (blocks of 16 elements). Transposing blocks of four brings group b of
+// each block into the vector of part b: lane 4 blk + c holds element 16 blk + 4 b + c, the
+// quarter-4 butterflies with column c. Transposing four floats of those four vectors then
+// gives lane 4 blk + b of vector c the same element: each lane is one group, whose elements
+// 0 to 3 are the quarter-1 butterfly (row 0).
 template <bool Inverse>
-VOREL_INLINE void quarter1_stage(float16 (&z)[8], const float16* t) {
-    lanes::transpose4<1>(z[0], z[1], z[2], z[3]);
-    lanes::transpose4<1>(z[4], z[5], z[6], z[7]);
-    float16 re[4], im[4];
-    for (int e = 0; e < 4; ++e) split_parts(z[e], z[4 + e], re[e], im[e]);
-    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t);
-    for (int e = 0; e < 4; ++e) join_parts(re[e], im[e], z[e], z[4 + e]);
-    lanes::transpose4<1>(z[0], z[1], z[2], z[3]);
-    lanes::transpose4<1>(z[4], z[5], z[6], z[7]);
+VOREL_INLINE void quarters4_and_1(float16 (&z)[8], const float16* t_first, const float16* t_second) {
+    lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
+    lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
+    // Real parts of groups 0 to 3 now in z[0], z[4], z[1], z[5]; imaginary parts in z[2], z[6], z[3], z[7].
+    butterfly<Inverse>(z[0], z[2], z[4], z[6], z[1], z[3], z[5], z[7], t_first);
+    lanes::transpose4<1>(z[0], z[4], z[1], z[5]);
+    lanes::transpose4<1>(z[2], z[6], z[3], z[7]);
+    butterfly<Inverse>(z[0], z[2], z[4], z[6], z[1], z[3], z[5], z[7], t_second);
+    lanes::transpose4<1>(z[0], z[4], z[1], z[5]);
+    lanes::transpose4<1>(z[2], z[6], z[3], z[7]);
+    lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
+    lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
 }
 
-// Quarter 8 (blocks of 32 elements, z[0..3] and z[4..7]; A, B, C, D are their quarters,
-// lanes the eight columns of each block).
+// Quarters 8 and 2 (blocks of 32 elements, z[0..3] and z[4..7]) and the radix-2 pass. Split
+// into parts, vector q holds at lane 8 blk + c element 32 blk + 8 q + c: the quarter-8
+// butterflies with column c. Transposing cells of two floats gives lane 8 blk + 2 q + c of
+// vector u element 32 blk + 8 q + 2 u + c: the quarter-2 butterflies, column c, with the
+// neighbours of the radix-2 pass in neighbouring lanes.
 template <bool Inverse>
-VOREL_INLINE void quarter8_stage(float16 (&z)[8], const float16* t) {
+VOREL_INLINE void quarters8_and_2_radix2(float16 (&z)[8], const float16* t_first, const float16* t_second) {
     float16 re[4], im[4];
     for (int q = 0; q < 4; ++q) split_parts(z[q], z[4 + q], re[q], im[q]);
-    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t);
+    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_first);
+    lanes::transpose4<2>(re[0], re[1], re[2], re[3]);
+    lanes::transpose4<2>(im[0], im[1], im[2], im[3]);
+    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_second);
+    for (int u = 0; u < 4; ++u) re[u] = radix2(re[u]), im[u] = radix2(im[u]);
+    lanes::transpose4<2>(re[0], re[1], re[2], re[3]);
+    lanes::transpose4<2>(im[0], im[1], im[2], im[3]);
     for (int q = 0; q < 4; ++q) join_parts(re[q], im[q], z[q], z[4 + q]);
-}
-
-// Pairs the first (x) and last (y) two floats of each group of two vectors: applied to two
-// neighbouring blocks of 8 elements it gives the A, C and the B, D parts of their quarter-2
-// butterflies, and applied to those it gives the blocks back.
-VOREL_INLINE void pair_halves(float16& x, float16& y) {
-    const float16 a = x, b = y;
-    x = halves<0>(a, b), y = halves<1>(a, b);
-}
-
-// Quarter 2 (blocks of 8 elements, z[k] one block: A, B, C, D are its element pairs, lanes its
-// two columns), then the radix-2 pass.
-template <bool Inverse>
-VOREL_INLINE void quarter2_stage_and_radix2(float16 (&z)[8], const float16* t) {
-    for (int k = 0; k < 8; k += 2) pair_halves(z[k], z[k + 1]);
-    // z[0, 2, 4, 6] now hold A.re, A.im, C.re, C.im by blocks of four; z[1, 3, 5, 7] B and D.
-    lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
-    lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
-    butterfly<Inverse>(z[0], z[2], z[1], z[3], z[4], z[6], z[5], z[7], t);
-    lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
-    lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
-    for (int k = 0; k < 8; k += 2) pair_halves(z[k], z[k + 1]);
-    for (int k = 0; k < 8; ++k) z[k] = radix2(z[k]);
 }
 
 // The last two stages per 64 elements held in registers: quarters 4 and 1 of an even
@@ -241,13 +221,10 @@ VOREL_INLINE void last_stages16(float* d, std::size_t n, const float* twiddle_la
         float* p = d + 2 * i;
         float16 z[8];
         for (int k = 0; k < 8; ++k) z[k] = load<float16>(p + 16 * k);
-        if constexpr (Odd) {
-            quarter8_stage<Inverse>(z, t_first);
-            quarter2_stage_and_radix2<Inverse>(z, t_second);
-        } else {
-            quarter4_stage<Inverse>(z, t_first);
-            quarter1_stage<Inverse>(z, t_second);
-        }
+        if constexpr (Odd)
+            quarters8_and_2_radix2<Inverse>(z, t_first, t_second);
+        else
+            quarters4_and_1<Inverse>(z, t_first, t_second);
         for (int k = 0; k < 8; ++k) store(p + 16 * k, z[k]);
     }
 }
@@ -261,9 +238,8 @@ template <bool Inverse, class V, Input In>
 VOREL_INLINE void split_stages(float* d, const float* src, std::size_t n, const float* table, const float* cols) {
     any_wide_stage<Inverse, V, In>(d, src, n, n, cols);
     cols += 12 * (n / 4);
-    std::size_t size = n / 4, step = 48;
-    while (size >= 4) {
-        const std::size_t quarter = size / 4;
+    for (std::size_t size = n / 4; size >= 4; size /= 4) {
+        const std::size_t quarter = size / 4, step = 12 * (n / size);
         float4 t[12];
         if (kLanes<V> == 16 && (quarter == 4 || quarter == 8)) {
             if (quarter == 4)
@@ -281,8 +257,6 @@ VOREL_INLINE void split_stages(float* d, const float* src, std::size_t n, const 
             gather_rows(t, table, 0, 0, 0, 0);
             for (std::size_t i = 0; i < n; i += 16) butterflies_within_groups<Inverse>(d + 2 * i, t);
         }
-        step *= 4;
-        size /= 4;
     }
     if (std::countr_zero(n) % 2 == 1)
         for (std::size_t k = 0; k < 2 * n; k += kLanes<V>) store(d + k, radix2(load<V>(d + k)));
