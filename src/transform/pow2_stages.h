@@ -2,7 +2,9 @@
 // over the vector type and built by pow2_kernels.cpp for each level. Every helper is always
 // inlined, so each build compiles them for its own instruction set.
 //
-// Split layout: groups of four complex elements, four real parts then four imaginary parts.
+// Split layout of group G: groups of G complex elements, G real parts then G imaginary parts.
+// The stages write it with G = W, the lanes of the build, so that W consecutive elements load
+// as two plain vectors; the last stages leave it with G = 4, which the bit reversal reads.
 // Butterflies within one stage touch disjoint elements, so a stage may run them in any order
 // and W at a time; each lane does exactly the scalar operations (no fused multiply-add). The
 // rearrangements between the layout and the lanes are the index rules of shuffles.h.
@@ -26,29 +28,23 @@ using simd::kLanes;
 using simd::load;
 using simd::store;
 
-// Real and imaginary parts of W consecutive elements (W / 4 groups) from float offset p, and
-// back.
-template <class V>
-VOREL_INLINE void load_run(const float* p, V& re, V& im) {
-    const V a = load<V>(p), b = load<V>(p + kLanes<V>);
-    re = lanes::shuffle<lanes::kSplitPart<0>>(a, b), im = lanes::shuffle<lanes::kSplitPart<1>>(a, b);
-}
-
-template <class V>
-VOREL_INLINE void store_run(float* p, V re, V im) {
-    store(p, lanes::shuffle<lanes::kJoinParts<0>>(re, im));
-    store(p + kLanes<V>, lanes::shuffle<lanes::kJoinParts<1>>(re, im));
+// Float offset of the real part of element i in the split layout of group G; the imaginary
+// part follows G floats on.
+template <std::size_t G>
+constexpr std::size_t part_at(std::size_t i) {
+    return 2 * G * (i / G) + i % G;
 }
 
 // Where the first stage reads its elements: the split layout, n real samples (imaginary
-// parts 0), or interleaved complex elements. Later stages read the split layout.
+// parts 0), or interleaved complex elements. Later stages read the split layout of group G.
 enum class Input { split, real, interleaved };
 
-// W consecutive elements from element i of `src` held as In says.
-template <class V, Input In>
+// W consecutive elements from element i of `src` held as In says; i is a multiple of W,
+// which divides G.
+template <class V, Input In, std::size_t G>
 VOREL_INLINE void load_input(const float* src, std::size_t i, V& re, V& im) {
     if constexpr (In == Input::split) {
-        load_run(src + 2 * i, re, im);
+        re = load<V>(src + part_at<G>(i)), im = load<V>(src + part_at<G>(i) + G);
     } else if constexpr (In == Input::real) {
         re = load<V>(src + i), im = V{};
     } else {
@@ -59,9 +55,9 @@ VOREL_INLINE void load_input(const float* src, std::size_t i, V& re, V& im) {
 
 // A stage whose quarter is a multiple of W: lanes are W consecutive columns, whose twiddles
 // are W consecutive floats of the column table `cols` of the stage. Reads `src` as In says
-// and writes the split layout to d; each butterfly reads all its elements before it writes,
-// so d may be src.
-template <bool Inverse, class V, Input In>
+// and writes the split layout of group G to d; each butterfly reads all its elements before
+// it writes, so d may be src.
+template <bool Inverse, class V, Input In, std::size_t G>
 VOREL_INLINE void wide_stage(float* d, const float* src, std::size_t n, std::size_t size, const float* cols) {
     const std::size_t quarter = size / 4;
     for (std::size_t start = 0; start < quarter; start += kLanes<V>) {
@@ -69,23 +65,26 @@ VOREL_INLINE void wide_stage(float* d, const float* src, std::size_t n, std::siz
         for (std::size_t c = 0; c < 12; ++c) t[c] = load<V>(cols + c * quarter + start);
         for (std::size_t i = start; i < n; i += size) {
             V re[4], im[4];
-            for (std::size_t j = 0; j < 4; ++j) load_input<V, In>(src, i + j * quarter, re[j], im[j]);
+            for (std::size_t j = 0; j < 4; ++j) load_input<V, In, G>(src, i + j * quarter, re[j], im[j]);
             butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t);
-            for (std::size_t j = 0; j < 4; ++j) store_run(d + 2 * (i + j * quarter), re[j], im[j]);
+            for (std::size_t j = 0; j < 4; ++j) {
+                float* p = d + part_at<G>(i + j * quarter);
+                store(p, re[j]), store(p + G, im[j]);
+            }
         }
     }
 }
 
 // A stage of quarter >= 4 at the widest vector that fits it.
-template <bool Inverse, class V, Input In>
+template <bool Inverse, class V, Input In, std::size_t G>
 VOREL_INLINE void any_wide_stage(float* d, const float* src, std::size_t n, std::size_t size, const float* cols) {
     const std::size_t quarter = size / 4;
     if (quarter >= kLanes<V>)
-        wide_stage<Inverse, V, In>(d, src, n, size, cols);
+        wide_stage<Inverse, V, In, G>(d, src, n, size, cols);
     else if (kLanes<V> > 8 && quarter >= 8)
-        wide_stage<Inverse, float8, In>(d, src, n, size, cols);
+        wide_stage<Inverse, float8, In, G>(d, src, n, size, cols);
     else
-        wide_stage<Inverse, float4, In>(d, src, n, size, cols);
+        wide_stage<Inverse, float4, In, G>(d, src, n, size, cols);
 }
 
 // One group of four complex elements.
@@ -93,7 +92,11 @@ struct Group {
     float4 re, im;
 };
 
-VOREL_INLINE Group load_group(const float* p) { return Group{load<float4>(p), load<float4>(p + 4)}; }
+// Elements 4 k to 4 k + 3 from p, in the split layout of group G.
+template <std::size_t G>
+VOREL_INLINE Group load_group(const float* p, std::size_t k) {
+    return Group{load<float4>(p + part_at<G>(4 * k)), load<float4>(p + part_at<G>(4 * k) + G)};
+}
 
 VOREL_INLINE void store_group(float* p, const Group& g) { store(p, g.re), store(p + 4, g.im); }
 
@@ -113,11 +116,14 @@ VOREL_INLINE V halves(V x, V y) {
     return lanes::unpack<4, 2, Hi>(x, y);
 }
 
-// Quarter 2, over 16 elements (groups g0..g3): lanes are columns 0, 1 at element 0 and
-// columns 0, 1 at element 8. A and B of the first two lanes share g0, C and D share g1.
-template <bool Inverse>
+// The last stages below W lanes, over 16 elements from p: they read the split layout of group
+// G and write it with group 4 (16 elements take the same 32 floats in both).
+
+// Quarter 2 (groups g0..g3): lanes are columns 0, 1 at element 0 and columns 0, 1 at
+// element 8. A and B of the first two lanes share g0, C and D share g1.
+template <bool Inverse, std::size_t G>
 VOREL_INLINE void butterflies_of_halves(float* p, const float4* t) {
-    const Group g0 = load_group(p), g1 = load_group(p + 8), g2 = load_group(p + 16), g3 = load_group(p + 24);
+    const Group g0 = load_group<G>(p, 0), g1 = load_group<G>(p, 1), g2 = load_group<G>(p, 2), g3 = load_group<G>(p, 3);
     float4 ar = halves<0>(g0.re, g2.re), br = halves<1>(g0.re, g2.re);
     float4 ai = halves<0>(g0.im, g2.im), bi = halves<1>(g0.im, g2.im);
     float4 cr = halves<0>(g1.re, g3.re), dr = halves<1>(g1.re, g3.re);
@@ -129,11 +135,11 @@ VOREL_INLINE void butterflies_of_halves(float* p, const float4* t) {
     store_group(p + 24, Group{halves<1>(cr, dr), halves<1>(ci, di)});
 }
 
-// Quarter 1, over 16 elements: each group holds A, B, C, D of one butterfly, so a transpose
-// of the four groups brings the four butterflies into lanes.
-template <bool Inverse>
+// Quarter 1: each group holds A, B, C, D of one butterfly, so a transpose of the four groups
+// brings the four butterflies into lanes.
+template <bool Inverse, std::size_t G>
 VOREL_INLINE void butterflies_within_groups(float* p, const float4* t) {
-    Group g0 = load_group(p), g1 = load_group(p + 8), g2 = load_group(p + 16), g3 = load_group(p + 24);
+    Group g0 = load_group<G>(p, 0), g1 = load_group<G>(p, 1), g2 = load_group<G>(p, 2), g3 = load_group<G>(p, 3);
     lanes::transpose4<1>(g0.re, g1.re, g2.re, g3.re);
     lanes::transpose4<1>(g0.im, g1.im, g2.im, g3.im);
     butterfly<Inverse>(g0.re, g0.im, g1.re, g1.im, g2.re, g2.im, g3.re, g3.im, t);
@@ -154,49 +160,53 @@ VOREL_INLINE V radix2(V v) {
     return lanes::shuffle<kSumThenDifference>(a + b, a - b);
 }
 
-// The last stages with sixteen lanes, on 64 elements (eight vectors z, z[k] holding the
-// groups 2k and 2k + 1) kept in registers. transpose4<U> transposes the 4 x 4 cells of U
-// floats that four vectors form in each block of 4 U floats. Between the two stages the
-// lanes go straight from the first stage's order to the second's, and back only at the end.
+// The last stages with sixteen lanes, on 64 elements kept in registers: four groups of 16
+// in, sixteen groups of 4 out. transpose4<U> transposes the 4 x 4 cells of U floats that four
+// vectors form in each block of 4 U floats. Between the two stages the lanes go straight from
+// the first stage's order to the second's.
 
-// Real and imaginary parts of two vectors of the split layout, and back.
-VOREL_INLINE void split_parts(float16 x, float16 y, float16& re, float16& im) {
-    re = lanes::shuffle<lanes::kSplitPart<0>>(x, y), im = lanes::shuffle<lanes::kSplitPart<1>>(x, y);
-}
-
+// Real and imaginary parts back to two vectors of the split layout of group 4.
 VOREL_INLINE void join_parts(float16 re, float16 im, float16& x, float16& y) {
     x = lanes::shuffle<lanes::kJoinParts<0>>(re, im), y = lanes::shuffle<lanes::kJoinParts<1>>(re, im);
 }
 
-// Quarters 4 and 1 (blocks of 16 elements). Transposing blocks of four brings group b of
-// each block into the vector of part b: lane 4 blk + c holds element 16 blk + 4 b + c, the
-// quarter-4 butterflies with column c. Transposing four floats of those four vectors then
-// gives lane 4 blk + b of vector c the same element: each lane is one group, whose elements
-// 0 to 3 are the quarter-1 butterfly (row 0).
+// Quarters 4 and 1 on the groups re[g], im[g] (elements 16 g to 16 g + 15), written to z as
+// groups of 4 (z[k] holding the groups 2k and 2k + 1). Transposing blocks of four gives lane
+// 4 blk + c of vector b element 16 blk + 4 b + c: the quarter-4 butterflies with column c.
+// Transposing four floats of those four vectors then gives lane 4 blk + b of vector c the
+// same element: each lane is one group of 4, whose elements 0 to 3 are the quarter-1
+// butterfly (row 0).
 template <bool Inverse>
-VOREL_INLINE void quarters4_and_1(float16 (&z)[8], const float16* t_first, const float16* t_second) {
-    lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
-    lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
-    // Real parts of groups 0 to 3 now in z[0], z[4], z[1], z[5]; imaginary parts in z[2], z[6], z[3], z[7].
-    butterfly<Inverse>(z[0], z[2], z[4], z[6], z[1], z[3], z[5], z[7], t_first);
-    lanes::transpose4<1>(z[0], z[4], z[1], z[5]);
-    lanes::transpose4<1>(z[2], z[6], z[3], z[7]);
-    butterfly<Inverse>(z[0], z[2], z[4], z[6], z[1], z[3], z[5], z[7], t_second);
-    lanes::transpose4<1>(z[0], z[4], z[1], z[5]);
-    lanes::transpose4<1>(z[2], z[6], z[3], z[7]);
+VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], float16 (&z)[8], const float16* t_first,
+                                  const float16* t_second) {
+    lanes::transpose4<4>(re[0], re[1], re[2], re[3]);
+    lanes::transpose4<4>(im[0], im[1], im[2], im[3]);
+    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_first);
+    lanes::transpose4<1>(re[0], re[1], re[2], re[3]);
+    lanes::transpose4<1>(im[0], im[1], im[2], im[3]);
+    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_second);
+    lanes::transpose4<1>(re[0], re[1], re[2], re[3]);
+    lanes::transpose4<1>(im[0], im[1], im[2], im[3]);
+    z[0] = re[0], z[2] = im[0], z[4] = re[1], z[6] = im[1];
+    z[1] = re[2], z[3] = im[2], z[5] = re[3], z[7] = im[3];
     lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
     lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
 }
 
-// Quarters 8 and 2 (blocks of 32 elements, z[0..3] and z[4..7]) and the radix-2 pass. Split
-// into parts, vector q holds at lane 8 blk + c element 32 blk + 8 q + c: the quarter-8
-// butterflies with column c. Transposing cells of two floats gives lane 8 blk + 2 q + c of
-// vector u element 32 blk + 8 q + 2 u + c: the quarter-2 butterflies, column c, with the
-// neighbours of the radix-2 pass in neighbouring lanes.
+// Quarters 8 and 2 and the radix-2 pass, the same way. Taking the same half of two groups
+// gives lane 8 blk + c of vector q element 32 blk + 8 q + c: the quarter-8 butterflies with
+// column c. Transposing cells of two floats gives lane 8 blk + 2 q + c of vector u element
+// 32 blk + 8 q + 2 u + c: the quarter-2 butterflies, column c, with the neighbours of the
+// radix-2 pass in neighbouring lanes.
 template <bool Inverse>
-VOREL_INLINE void quarters8_and_2_radix2(float16 (&z)[8], const float16* t_first, const float16* t_second) {
-    float16 re[4], im[4];
-    for (int q = 0; q < 4; ++q) split_parts(z[q], z[4 + q], re[q], im[q]);
+VOREL_INLINE void quarters8_and_2_radix2(float16 (&re)[4], float16 (&im)[4], float16 (&z)[8], const float16* t_first,
+                                         const float16* t_second) {
+    const auto by_halves = [](float16(&v)[4]) VOREL_INLINE_LAMBDA {
+        const float16 g0 = v[0], g1 = v[1], g2 = v[2], g3 = v[3];
+        v[0] = lanes::unpack<16, 8, 0>(g0, g2), v[1] = lanes::unpack<16, 8, 1>(g0, g2);
+        v[2] = lanes::unpack<16, 8, 0>(g1, g3), v[3] = lanes::unpack<16, 8, 1>(g1, g3);
+    };
+    by_halves(re), by_halves(im);
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_first);
     lanes::transpose4<2>(re[0], re[1], re[2], re[3]);
     lanes::transpose4<2>(im[0], im[1], im[2], im[3]);
@@ -219,24 +229,24 @@ VOREL_INLINE void last_stages16(float* d, std::size_t n, const float* twiddle_la
     }
     for (std::size_t i = 0; i < n; i += 64) {
         float* p = d + 2 * i;
-        float16 z[8];
-        for (int k = 0; k < 8; ++k) z[k] = load<float16>(p + 16 * k);
+        float16 re[4], im[4], z[8];
+        for (int g = 0; g < 4; ++g) re[g] = load<float16>(p + 32 * g), im[g] = load<float16>(p + 32 * g + 16);
         if constexpr (Odd)
-            quarters8_and_2_radix2<Inverse>(z, t_first, t_second);
+            quarters8_and_2_radix2<Inverse>(re, im, z, t_first, t_second);
         else
-            quarters4_and_1<Inverse>(z, t_first, t_second);
+            quarters4_and_1<Inverse>(re, im, z, t_first, t_second);
         for (int k = 0; k < 8; ++k) store(p + 16 * k, z[k]);
     }
 }
 
 // The radix-4 stages of a power of two n >= 16, the first reading `src` as In says, all
 // writing the split layout to d (which may be src), then the radix-2 pass when log2(n) is
-// odd, leaving the bit reversal to follow. `cols` are the column twiddles of n (see
+// odd, leaving group 4 for the bit reversal to follow. `cols` are the column twiddles of n (see
 // column_twiddles.h), `table` the rows of FftTable, read by the last stages, whose quarter
 // is below 4.
-template <bool Inverse, class V, Input In>
+template <bool Inverse, class V, Input In, std::size_t G = kLanes<V>>
 VOREL_INLINE void split_stages(float* d, const float* src, std::size_t n, const float* table, const float* cols) {
-    any_wide_stage<Inverse, V, In>(d, src, n, n, cols);
+    any_wide_stage<Inverse, V, In, G>(d, src, n, n, cols);
     cols += 12 * (n / 4);
     for (std::size_t size = n / 4; size >= 4; size /= 4) {
         const std::size_t quarter = size / 4, step = 12 * (n / size);
@@ -248,14 +258,14 @@ VOREL_INLINE void split_stages(float* d, const float* src, std::size_t n, const 
                 last_stages16<Inverse, true>(d, n, cols + 12 * quarter);
             return;
         } else if (quarter >= 4) {
-            any_wide_stage<Inverse, V, Input::split>(d, d, n, size, cols);
+            any_wide_stage<Inverse, V, Input::split, G>(d, d, n, size, cols);
             cols += 12 * quarter;
         } else if (quarter == 2) {
             gather_rows(t, table, 0, step, 0, step);
-            for (std::size_t i = 0; i < n; i += 16) butterflies_of_halves<Inverse>(d + 2 * i, t);
+            for (std::size_t i = 0; i < n; i += 16) butterflies_of_halves<Inverse, G>(d + 2 * i, t);
         } else {
             gather_rows(t, table, 0, 0, 0, 0);
-            for (std::size_t i = 0; i < n; i += 16) butterflies_within_groups<Inverse>(d + 2 * i, t);
+            for (std::size_t i = 0; i < n; i += 16) butterflies_within_groups<Inverse, G>(d + 2 * i, t);
         }
     }
     if (std::countr_zero(n) % 2 == 1)
