@@ -170,21 +170,23 @@ VOREL_INLINE void join_parts(float16 re, float16 im, float16& x, float16& y) {
     x = lanes::shuffle<lanes::kJoinParts<0>>(re, im), y = lanes::shuffle<lanes::kJoinParts<1>>(re, im);
 }
 
-// Quarters 4 and 1 on the groups re[g], im[g] (elements 16 g to 16 g + 15), written to z as
-// groups of 4 (z[k] holding the groups 2k and 2k + 1). Transposing blocks of four gives lane
-// 4 blk + c of vector b element 16 blk + 4 b + c: the quarter-4 butterflies with column c.
-// Transposing four floats of those four vectors then gives lane 4 blk + b of vector c the
-// same element: each lane is one group of 4, whose elements 0 to 3 are the quarter-1
-// butterfly (row 0).
+// Quarters 4 and 1 on four blocks of 16 elements, block blk in re[blk], im[blk]. Transposing
+// blocks of four gives lane 4 blk + c of vector b element 4 b + c of block blk: the quarter-4
+// butterflies with column c. Transposing four floats of those four vectors then gives lane
+// 4 blk + b of vector c the same element: each lane is one group of 4, whose elements 0 to 3
+// are the quarter-1 butterfly (row 0). The lanes are left so.
 template <bool Inverse>
-VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], float16 (&z)[8], const float16* t_first,
-                                  const float16* t_second) {
+VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const float16* t_first, const float16* t_second) {
     lanes::transpose4<4>(re[0], re[1], re[2], re[3]);
     lanes::transpose4<4>(im[0], im[1], im[2], im[3]);
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_first);
     lanes::transpose4<1>(re[0], re[1], re[2], re[3]);
     lanes::transpose4<1>(im[0], im[1], im[2], im[3]);
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_second);
+}
+
+// Those lanes back to groups of 4 in the blocks' places (z[2 blk], z[2 blk + 1]).
+VOREL_INLINE void quarter1_lanes_to_groups(float16 (&re)[4], float16 (&im)[4], float16 (&z)[8]) {
     lanes::transpose4<1>(re[0], re[1], re[2], re[3]);
     lanes::transpose4<1>(im[0], im[1], im[2], im[3]);
     z[0] = re[0], z[2] = im[0], z[4] = re[1], z[6] = im[1];
@@ -193,11 +195,11 @@ VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], float16 (&
     lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
 }
 
-// Quarters 8 and 2 and the radix-2 pass, the same way. Taking the same half of two groups
-// gives lane 8 blk + c of vector q element 32 blk + 8 q + c: the quarter-8 butterflies with
-// column c. Transposing cells of two floats gives lane 8 blk + 2 q + c of vector u element
-// 32 blk + 8 q + 2 u + c: the quarter-2 butterflies, column c, with the neighbours of the
-// radix-2 pass in neighbouring lanes.
+// Quarters 8 and 2 and the radix-2 pass on two blocks of 32 elements (the groups re[g],
+// im[g] of 16, written to z as groups of 4). Taking the same half of two groups gives lane
+// 8 blk + c of vector q element 8 q + c of block blk: the quarter-8 butterflies with column c. Transposing cells of two
+// floats gives lane 8 blk + 2 q + c of vector u element 8 q + 2 u + c of block blk: the quarter-2 butterflies, column
+// c, with the neighbours of the radix-2 pass in neighbouring lanes.
 template <bool Inverse>
 VOREL_INLINE void quarters8_and_2_radix2(float16 (&re)[4], float16 (&im)[4], float16 (&z)[8], const float16* t_first,
                                          const float16* t_second) {
@@ -217,46 +219,100 @@ VOREL_INLINE void quarters8_and_2_radix2(float16 (&re)[4], float16 (&im)[4], flo
     for (int q = 0; q < 4; ++q) join_parts(re[q], im[q], z[q], z[4 + q]);
 }
 
+// The rows of the bit reversal (see bit_reverse_split) straight from the lanes of
+// quarters4_and_1, for the tile x whose block blk starts at element blk n/4 + 16 x: it holds
+// whole blocks mid = 4 x + b of the reversal, lane 4 hi + b of vector lo being the element
+// hi n/4 + 4 mid + lo, which goes to rev(lo) n/4 + 4 rev(mid) + rev(hi). Two rows b = 2 H and
+// 2 H + 1 of one lo are one rearrangement of its two vectors. Divided by n with Divide.
+constexpr std::size_t rev2(std::size_t v) { return (v % 2) * 2 + v / 2; }
+
+template <std::size_t H>
+constexpr auto kTwoRows = [](std::size_t j, std::size_t w) {
+    const std::size_t b = 2 * H + j / 8, k = j % 8;
+    return (k % 2) * w + 4 * rev2(k / 2) + b;
+};
+
+template <std::size_t Half>
+VOREL_INLINE float8 half_of(float16 v) {
+    constexpr int h = 8 * static_cast<int>(Half);
+    return __builtin_shufflevector(v, v, h, h + 1, h + 2, h + 3, h + 4, h + 5, h + 6, h + 7);
+}
+
+template <bool Divide>
+VOREL_INLINE void store_reversed_rows(float* to, std::size_t n, std::size_t x, const float16 (&re)[4],
+                                      const float16 (&im)[4]) {
+    const float length = static_cast<float>(n);
+    const int mid_bits = std::countr_zero(n) - 4;
+    const std::size_t rev_x = reversed_index(static_cast<std::uint32_t>(4 * x), mid_bits);
+    const auto row = [&](std::size_t lo, std::size_t b) VOREL_INLINE_LAMBDA {
+        return to + rev2(lo) * (n / 2) + 8 * (rev_x + (rev2(b) << (mid_bits - 2)));
+    };
+    for (std::size_t lo = 0; lo < 4; ++lo) {
+        float16 r = re[lo], i = im[lo];
+        if constexpr (Divide) r = r / length, i = i / length;
+        const float16 rows01 = lanes::shuffle<kTwoRows<0>>(r, i), rows23 = lanes::shuffle<kTwoRows<1>>(r, i);
+        store(row(lo, 0), half_of<0>(rows01)), store(row(lo, 1), half_of<1>(rows01));
+        store(row(lo, 2), half_of<0>(rows23)), store(row(lo, 3), half_of<1>(rows23));
+    }
+}
+
 // The last two stages per 64 elements held in registers: quarters 4 and 1 of an even
-// log2(n) >= 6, or quarters 8 and 2 and the radix-2 pass of an odd log2(n) >= 7. `lanes` are
-// the twiddles of the two stages as sixteen lanes (see column_twiddles.h).
+// log2(n) >= 6 on tiles of four blocks of 16 spread n/4 apart, or quarters 8 and 2 and the
+// radix-2 pass of an odd log2(n) >= 7 on tiles of two neighbouring blocks of 32. `lanes` are
+// the twiddles of the two stages as sixteen lanes (see column_twiddles.h). For an even log2(n)
+// and `to` apart from d, the tiles go bit-reversed to `to` (divided by n for the inverse) and
+// the result is true; else they go back to d as groups of 4.
 template <bool Inverse, bool Odd>
-VOREL_INLINE void last_stages16(float* d, std::size_t n, const float* twiddle_lanes) {
+VOREL_INLINE bool last_stages16(float* d, float* to, std::size_t n, const float* twiddle_lanes) {
     float16 t_first[12], t_second[12];
     for (std::size_t c = 0; c < 12; ++c) {
         t_first[c] = load<float16>(twiddle_lanes + 16 * c);
         t_second[c] = load<float16>(twiddle_lanes + 12 * 16 + 16 * c);
     }
-    for (std::size_t i = 0; i < n; i += 64) {
-        float* p = d + 2 * i;
+    const bool reverse = !Odd && to != d;
+    const std::size_t apart = Odd ? 16 : n / 4;  // elements between the groups of 16 of a tile
+    for (std::size_t x = 0; x < n / 64; ++x) {
+        const std::size_t first = Odd ? 64 * x : 16 * x;
         float16 re[4], im[4], z[8];
-        for (int g = 0; g < 4; ++g) re[g] = load<float16>(p + 32 * g), im[g] = load<float16>(p + 32 * g + 16);
-        if constexpr (Odd)
+        for (std::size_t g = 0; g < 4; ++g) {
+            const float* p = d + 2 * (first + g * apart);
+            re[g] = load<float16>(p), im[g] = load<float16>(p + 16);
+        }
+        if constexpr (Odd) {
             quarters8_and_2_radix2<Inverse>(re, im, z, t_first, t_second);
-        else
-            quarters4_and_1<Inverse>(re, im, z, t_first, t_second);
-        for (int k = 0; k < 8; ++k) store(p + 16 * k, z[k]);
+        } else {
+            quarters4_and_1<Inverse>(re, im, t_first, t_second);
+            if (reverse) {
+                store_reversed_rows<Inverse>(to, n, x, re, im);
+                continue;
+            }
+            quarter1_lanes_to_groups(re, im, z);
+        }
+        for (std::size_t g = 0; g < 4; ++g) {
+            float* p = d + 2 * (first + g * apart);
+            store(p, z[2 * g]), store(p + 16, z[2 * g + 1]);
+        }
     }
+    return reverse;
 }
 
 // The radix-4 stages of a power of two n >= 16, the first reading `src` as In says, all
 // writing the split layout to d (which may be src), then the radix-2 pass when log2(n) is
-// odd, leaving group 4 for the bit reversal to follow. `cols` are the column twiddles of n (see
+// odd, leaving group 4 for the bit reversal to follow; true when the last stages did the
+// reversal to `to` on the way. `cols` are the column twiddles of n (see
 // column_twiddles.h), `table` the rows of FftTable, read by the last stages, whose quarter
 // is below 4.
 template <bool Inverse, class V, Input In, std::size_t G = kLanes<V>>
-VOREL_INLINE void split_stages(float* d, const float* src, std::size_t n, const float* table, const float* cols) {
+VOREL_INLINE bool split_stages(float* d, const float* src, float* to, std::size_t n, const float* table,
+                               const float* cols) {
     any_wide_stage<Inverse, V, In, G>(d, src, n, n, cols);
     cols += 12 * (n / 4);
     for (std::size_t size = n / 4; size >= 4; size /= 4) {
         const std::size_t quarter = size / 4, step = 12 * (n / size);
         float4 t[12];
         if (kLanes<V> == 16 && (quarter == 4 || quarter == 8)) {
-            if (quarter == 4)
-                last_stages16<Inverse, false>(d, n, cols + 12 * quarter);
-            else
-                last_stages16<Inverse, true>(d, n, cols + 12 * quarter);
-            return;
+            return quarter == 4 ? last_stages16<Inverse, false>(d, to, n, cols + 12 * quarter)
+                                : last_stages16<Inverse, true>(d, to, n, cols + 12 * quarter);
         } else if (quarter >= 4) {
             any_wide_stage<Inverse, V, Input::split, G>(d, d, n, size, cols);
             cols += 12 * quarter;
@@ -270,6 +326,7 @@ VOREL_INLINE void split_stages(float* d, const float* src, std::size_t n, const 
     }
     if (std::countr_zero(n) % 2 == 1)
         for (std::size_t k = 0; k < 2 * n; k += kLanes<V>) store(d + k, radix2(load<V>(d + k)));
+    return false;
 }
 
 // Bit reversal out of the split layout. Index hi * n/4 + mid * 4 + lo (hi, lo of two bits)
@@ -327,8 +384,7 @@ VOREL_INLINE void bit_reverse_split(const float* from, float* to, std::size_t n)
 template <bool Inverse, class V, Input In>
 VOREL_INLINE void transform(const float* src, float* d, float* to, std::size_t n, const float* table,
                             const float* cols) {
-    split_stages<Inverse, V, In>(d, src, n, table, cols);
-    bit_reverse_split<Inverse>(d, to, n);
+    if (!split_stages<Inverse, V, In>(d, src, to, n, table, cols)) bit_reverse_split<Inverse>(d, to, n);
 }
 
 }  // namespace vorel::audio::pow2
