@@ -195,13 +195,14 @@ VOREL_INLINE void quarter1_lanes_to_groups(float16 (&re)[4], float16 (&im)[4], f
     lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
 }
 
-// Quarters 8 and 2 and the radix-2 pass on two blocks of 32 elements (the groups re[g],
-// im[g] of 16, written to z as groups of 4). Taking the same half of two groups gives lane
-// 8 blk + c of vector q element 8 q + c of block blk: the quarter-8 butterflies with column c. Transposing cells of two
-// floats gives lane 8 blk + 2 q + c of vector u element 8 q + 2 u + c of block blk: the quarter-2 butterflies, column
-// c, with the neighbours of the radix-2 pass in neighbouring lanes.
+// Quarters 8 and 2 and the radix-2 pass on two blocks of 32 elements, groups re[g], im[g] of
+// 16. Taking the same half of two groups gives lane 8 blk + c of vector q element 8 q + c of
+// block blk: the quarter-8 butterflies with column c. Transposing cells of two floats gives
+// lane 8 blk + 2 q + c of vector u element 8 q + 2 u + c of block blk: the quarter-2
+// butterflies with column c, the neighbours of the radix-2 pass in neighbouring lanes. The
+// lanes are left so.
 template <bool Inverse>
-VOREL_INLINE void quarters8_and_2_radix2(float16 (&re)[4], float16 (&im)[4], float16 (&z)[8], const float16* t_first,
+VOREL_INLINE void quarters8_and_2_radix2(float16 (&re)[4], float16 (&im)[4], const float16* t_first,
                                          const float16* t_second) {
     const auto by_halves = [](float16(&v)[4]) VOREL_INLINE_LAMBDA {
         const float16 g0 = v[0], g1 = v[1], g2 = v[2], g3 = v[3];
@@ -214,6 +215,10 @@ VOREL_INLINE void quarters8_and_2_radix2(float16 (&re)[4], float16 (&im)[4], flo
     lanes::transpose4<2>(im[0], im[1], im[2], im[3]);
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_second);
     for (int u = 0; u < 4; ++u) re[u] = radix2(re[u]), im[u] = radix2(im[u]);
+}
+
+// Those lanes back to groups of 4 in the blocks' places (z[4 blk] to z[4 blk + 3]).
+VOREL_INLINE void quarter2_lanes_to_groups(float16 (&re)[4], float16 (&im)[4], float16 (&z)[8]) {
     lanes::transpose4<2>(re[0], re[1], re[2], re[3]);
     lanes::transpose4<2>(im[0], im[1], im[2], im[3]);
     for (int q = 0; q < 4; ++q) join_parts(re[q], im[q], z[q], z[4 + q]);
@@ -239,8 +244,8 @@ VOREL_INLINE float8 half_of(float16 v) {
 }
 
 template <bool Divide>
-VOREL_INLINE void store_reversed_rows(float* to, std::size_t n, std::size_t x, const float16 (&re)[4],
-                                      const float16 (&im)[4]) {
+VOREL_INLINE void store_rows_even(float* to, std::size_t n, std::size_t x, const float16 (&re)[4],
+                                  const float16 (&im)[4]) {
     const float length = static_cast<float>(n);
     const int mid_bits = std::countr_zero(n) - 4;
     const std::size_t rev_x = reversed_index(static_cast<std::uint32_t>(4 * x), mid_bits);
@@ -256,12 +261,50 @@ VOREL_INLINE void store_reversed_rows(float* to, std::size_t n, std::size_t x, c
     }
 }
 
+// The same for quarters8_and_2_radix2 on the tile y of four blocks of 32, blocks hi = 0, 1 in
+// a and hi = 2, 3 in b: block mid = 8 y + 2 q + u / 2 holds at lo = 2 (u % 2) + c the element
+// 8 q + 2 u + c of each block, in lane 8 (hi % 2) + 2 q + c of vector u. Its row takes from a,
+// b, a, b in the order rev(hi): first the parts of four rows from each of a and b, then two
+// rows from those.
+template <std::size_t H>
+constexpr auto kRowParts = [](std::size_t j, std::size_t w) { return (j % 2) * w + (j % 4 / 2) * 8 + 4 * H + j / 4; };
+template <std::size_t S>
+constexpr auto kRowsOfParts = [](std::size_t j, std::size_t w) {
+    const std::size_t m = j % 8;
+    return (m / 2 % 2) * w + 4 * (2 * S + j / 8) + (m / 4) * 2 + m % 2;
+};
+
+template <bool Divide>
+VOREL_INLINE void store_rows_odd(float* to, std::size_t n, std::size_t y, const float16 (&re)[2][4],
+                                 const float16 (&im)[2][4]) {
+    const float length = static_cast<float>(n);
+    const int mid_bits = std::countr_zero(n) - 4;
+    const std::size_t rev_y = reversed_index(static_cast<std::uint32_t>(8 * y), mid_bits);
+    for (std::size_t u = 0; u < 4; ++u) {
+        float16 a_re = re[0][u], a_im = im[0][u], b_re = re[1][u], b_im = im[1][u];
+        if constexpr (Divide) a_re = a_re / length, a_im = a_im / length, b_re = b_re / length, b_im = b_im / length;
+        const float16 a_parts[2] = {lanes::shuffle<kRowParts<0>>(a_re, a_im), lanes::shuffle<kRowParts<1>>(a_re, a_im)};
+        const float16 b_parts[2] = {lanes::shuffle<kRowParts<0>>(b_re, b_im), lanes::shuffle<kRowParts<1>>(b_re, b_im)};
+        for (std::size_t h = 0; h < 2; ++h) {
+            const float16 rows[2] = {lanes::shuffle<kRowsOfParts<0>>(a_parts[h], b_parts[h]),
+                                     lanes::shuffle<kRowsOfParts<1>>(a_parts[h], b_parts[h])};
+            for (std::size_t r = 0; r < 4; ++r) {
+                const std::size_t q = 2 * h + r / 2, c = r % 2, mid3 = 2 * q + u / 2;
+                const std::size_t rev_mid = rev_y +
+                                            (reversed_index(static_cast<std::uint32_t>(mid3), 3) << (mid_bits - 3));
+                float* row = to + rev2(2 * (u % 2) + c) * (n / 2) + 8 * rev_mid;
+                store(row, r % 2 == 0 ? half_of<0>(rows[r / 2]) : half_of<1>(rows[r / 2]));
+            }
+        }
+    }
+}
+
 // The last two stages per 64 elements held in registers: quarters 4 and 1 of an even
-// log2(n) >= 6 on tiles of four blocks of 16 spread n/4 apart, or quarters 8 and 2 and the
-// radix-2 pass of an odd log2(n) >= 7 on tiles of two neighbouring blocks of 32. `lanes` are
-// the twiddles of the two stages as sixteen lanes (see column_twiddles.h). For an even log2(n)
-// and `to` apart from d, the tiles go bit-reversed to `to` (divided by n for the inverse) and
-// the result is true; else they go back to d as groups of 4.
+// log2(n) >= 6 on tiles of four blocks of 16, or quarters 8 and 2 and the radix-2 pass of an
+// odd log2(n) >= 7 on tiles of four blocks of 32 in two halves; the blocks of a tile lie n/4
+// apart. `lanes` are the twiddles of the two stages as sixteen lanes (see
+// column_twiddles.h). With `to` apart from d the tiles go bit-reversed to `to` (divided by n
+// for the inverse) and the result is true; else they go back to d as groups of 4.
 template <bool Inverse, bool Odd>
 VOREL_INLINE bool last_stages16(float* d, float* to, std::size_t n, const float* twiddle_lanes) {
     float16 t_first[12], t_second[12];
@@ -269,31 +312,41 @@ VOREL_INLINE bool last_stages16(float* d, float* to, std::size_t n, const float*
         t_first[c] = load<float16>(twiddle_lanes + 16 * c);
         t_second[c] = load<float16>(twiddle_lanes + 12 * 16 + 16 * c);
     }
-    const bool reverse = !Odd && to != d;
-    const std::size_t apart = Odd ? 16 : n / 4;  // elements between the groups of 16 of a tile
-    for (std::size_t x = 0; x < n / 64; ++x) {
-        const std::size_t first = Odd ? 64 * x : 16 * x;
-        float16 re[4], im[4], z[8];
-        for (std::size_t g = 0; g < 4; ++g) {
-            const float* p = d + 2 * (first + g * apart);
-            re[g] = load<float16>(p), im[g] = load<float16>(p + 16);
-        }
-        if constexpr (Odd) {
-            quarters8_and_2_radix2<Inverse>(re, im, z, t_first, t_second);
-        } else {
-            quarters4_and_1<Inverse>(re, im, t_first, t_second);
-            if (reverse) {
-                store_reversed_rows<Inverse>(to, n, x, re, im);
-                continue;
+    constexpr std::size_t kBlock = Odd ? 32 : 16, kHalves = Odd ? 2 : 1;
+    // Element where group g (of 16) of half h of tile x starts.
+    const auto group_at = [n](std::size_t x, std::size_t h, std::size_t g) VOREL_INLINE_LAMBDA {
+        const std::size_t block = Odd ? 2 * h + g / 2 : g;
+        return block * (n / 4) + kBlock * x + (Odd ? 16 * (g % 2) : 0);
+    };
+    for (std::size_t x = 0; x < n / (4 * kBlock); ++x) {
+        float16 re[kHalves][4], im[kHalves][4];
+        for (std::size_t h = 0; h < kHalves; ++h) {
+            for (std::size_t g = 0; g < 4; ++g) {
+                const float* p = d + 2 * group_at(x, h, g);
+                re[h][g] = load<float16>(p), im[h][g] = load<float16>(p + 16);
             }
-            quarter1_lanes_to_groups(re, im, z);
+            if constexpr (Odd)
+                quarters8_and_2_radix2<Inverse>(re[h], im[h], t_first, t_second);
+            else
+                quarters4_and_1<Inverse>(re[h], im[h], t_first, t_second);
         }
-        for (std::size_t g = 0; g < 4; ++g) {
-            float* p = d + 2 * (first + g * apart);
-            store(p, z[2 * g]), store(p + 16, z[2 * g + 1]);
+        if (to != d) {
+            if constexpr (Odd)
+                store_rows_odd<Inverse>(to, n, x, re, im);
+            else
+                store_rows_even<Inverse>(to, n, x, re[0], im[0]);
+            continue;
+        }
+        for (std::size_t h = 0; h < kHalves; ++h) {
+            float16 z[8];
+            Odd ? quarter2_lanes_to_groups(re[h], im[h], z) : quarter1_lanes_to_groups(re[h], im[h], z);
+            for (std::size_t g = 0; g < 4; ++g) {
+                float* p = d + 2 * group_at(x, h, g);
+                store(p, z[2 * g]), store(p + 16, z[2 * g + 1]);
+            }
         }
     }
-    return reverse;
+    return to != d;
 }
 
 // The radix-4 stages of a power of two n >= 16, the first reading `src` as In says, all
