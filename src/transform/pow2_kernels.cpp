@@ -61,9 +61,11 @@ void with_scratch(std::size_t n, Work&& work) {
     }
 }
 
-// Between caller buffers: the split layout from n = 16 on, else the plain path on a copy.
-void transform_to(float* dst, const float* src, Pow2Input input, std::size_t n, const std::vector<float>& table,
-                  bool inverse, Isa isa) {
+}  // namespace
+
+// The split layout from n = 16 on, else the plain path on a copy.
+void pow2_transform_to(float* dst, const float* src, Pow2Input input, std::size_t n, const std::vector<float>& table,
+                       bool inverse, Isa isa) {
     with_scratch(n, [&](float* d) {
         if (n >= 16 && isa != Isa::scalar) return pow2_split_transform(src, input, d, dst, n, table, inverse, isa);
         for (std::size_t k = 0; k < n; ++k) {
@@ -74,8 +76,6 @@ void transform_to(float* dst, const float* src, Pow2Input input, std::size_t n, 
         std::copy(d, d + 2 * n, dst);
     });
 }
-
-}  // namespace
 
 void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
                           const std::vector<float>& table, bool inverse, Isa isa) {
@@ -95,11 +95,11 @@ void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to
 }
 
 void fft_pow2_real_to(float* dst, const float* src, std::size_t n, const std::vector<float>& table, Isa isa) {
-    transform_to(dst, src, Pow2Input::real, n, table, false, isa);
+    pow2_transform_to(dst, src, Pow2Input::real, n, table, false, isa);
 }
 
 void ifft_pow2_to(float* dst, const float* src, std::size_t n, const std::vector<float>& table, Isa isa) {
-    transform_to(dst, src, Pow2Input::interleaved, n, table, true, isa);
+    pow2_transform_to(dst, src, Pow2Input::interleaved, n, table, true, isa);
 }
 
 }  // namespace vorel::audio

@@ -4,7 +4,8 @@
 //
 // Split layout of group G: groups of G complex elements, G real parts then G imaginary parts.
 // The stages write it with G = W, the lanes of the build, so that W consecutive elements load
-// as two plain vectors; the last stages leave it with G = 4, which the bit reversal reads.
+// as two plain vectors. The last stages with sixteen lanes write the output in natural order
+// themselves; the others leave G = 4, which the bit reversal reads.
 // Butterflies within one stage touch disjoint elements, so a stage may run them in any order
 // and W at a time; each lane does exactly the scalar operations (no fused multiply-add). The
 // rearrangements between the layout and the lanes are the index rules of shuffles.h.
@@ -160,15 +161,9 @@ VOREL_INLINE V radix2(V v) {
     return lanes::shuffle<kSumThenDifference>(a + b, a - b);
 }
 
-// The last stages with sixteen lanes, on 64 elements kept in registers: four groups of 16
-// in, sixteen groups of 4 out. transpose4<U> transposes the 4 x 4 cells of U floats that four
-// vectors form in each block of 4 U floats. Between the two stages the lanes go straight from
-// the first stage's order to the second's.
-
-// Real and imaginary parts back to two vectors of the split layout of group 4.
-VOREL_INLINE void join_parts(float16 re, float16 im, float16& x, float16& y) {
-    x = lanes::shuffle<lanes::kJoinParts<0>>(re, im), y = lanes::shuffle<lanes::kJoinParts<1>>(re, im);
-}
+// The last stages with sixteen lanes, on 64 elements kept in registers. transpose4<U> transposes the 4 x 4 cells of U
+// floats that four vectors form in each block of 4 U floats. Between the two stages the lanes go straight from the
+// first stage's order to the second's.
 
 // Quarters 4 and 1 on four blocks of 16 elements, block blk in re[blk], im[blk]. Transposing
 // blocks of four gives lane 4 blk + c of vector b element 4 b + c of block blk: the quarter-4
@@ -183,16 +178,6 @@ VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const floa
     lanes::transpose4<1>(re[0], re[1], re[2], re[3]);
     lanes::transpose4<1>(im[0], im[1], im[2], im[3]);
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_second);
-}
-
-// Those lanes back to groups of 4 in the blocks' places (z[2 blk], z[2 blk + 1]).
-VOREL_INLINE void quarter1_lanes_to_groups(float16 (&re)[4], float16 (&im)[4], float16 (&z)[8]) {
-    lanes::transpose4<1>(re[0], re[1], re[2], re[3]);
-    lanes::transpose4<1>(im[0], im[1], im[2], im[3]);
-    z[0] = re[0], z[2] = im[0], z[4] = re[1], z[6] = im[1];
-    z[1] = re[2], z[3] = im[2], z[5] = re[3], z[7] = im[3];
-    lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
-    lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
 }
 
 // Quarters 8 and 2 and the radix-2 pass on two blocks of 32 elements, groups re[g], im[g] of
@@ -215,13 +200,6 @@ VOREL_INLINE void quarters8_and_2_radix2(float16 (&re)[4], float16 (&im)[4], con
     lanes::transpose4<2>(im[0], im[1], im[2], im[3]);
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_second);
     for (int u = 0; u < 4; ++u) re[u] = radix2(re[u]), im[u] = radix2(im[u]);
-}
-
-// Those lanes back to groups of 4 in the blocks' places (z[4 blk] to z[4 blk + 3]).
-VOREL_INLINE void quarter2_lanes_to_groups(float16 (&re)[4], float16 (&im)[4], float16 (&z)[8]) {
-    lanes::transpose4<2>(re[0], re[1], re[2], re[3]);
-    lanes::transpose4<2>(im[0], im[1], im[2], im[3]);
-    for (int q = 0; q < 4; ++q) join_parts(re[q], im[q], z[q], z[4 + q]);
 }
 
 // The rows of the bit reversal (see bit_reverse_split) straight from the lanes of
@@ -303,10 +281,9 @@ VOREL_INLINE void store_rows_odd(float* to, std::size_t n, std::size_t y, const 
 // log2(n) >= 6 on tiles of four blocks of 16, or quarters 8 and 2 and the radix-2 pass of an
 // odd log2(n) >= 7 on tiles of four blocks of 32 in two halves; the blocks of a tile lie n/4
 // apart. `lanes` are the twiddles of the two stages as sixteen lanes (see
-// column_twiddles.h). With `to` apart from d the tiles go bit-reversed to `to` (divided by n
-// for the inverse) and the result is true; else they go back to d as groups of 4.
+// column_twiddles.h). The tiles go bit-reversed to `to`, divided by n for the inverse.
 template <bool Inverse, bool Odd>
-VOREL_INLINE bool last_stages16(float* d, float* to, std::size_t n, const float* twiddle_lanes) {
+VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float* twiddle_lanes) {
     float16 t_first[12], t_second[12];
     for (std::size_t c = 0; c < 12; ++c) {
         t_first[c] = load<float16>(twiddle_lanes + 16 * c);
@@ -330,31 +307,17 @@ VOREL_INLINE bool last_stages16(float* d, float* to, std::size_t n, const float*
             else
                 quarters4_and_1<Inverse>(re[h], im[h], t_first, t_second);
         }
-        if (to != d) {
-            if constexpr (Odd)
-                store_rows_odd<Inverse>(to, n, x, re, im);
-            else
-                store_rows_even<Inverse>(to, n, x, re[0], im[0]);
-            continue;
-        }
-        for (std::size_t h = 0; h < kHalves; ++h) {
-            float16 z[8];
-            Odd ? quarter2_lanes_to_groups(re[h], im[h], z) : quarter1_lanes_to_groups(re[h], im[h], z);
-            for (std::size_t g = 0; g < 4; ++g) {
-                float* p = d + 2 * group_at(x, h, g);
-                store(p, z[2 * g]), store(p + 16, z[2 * g + 1]);
-            }
-        }
+        if constexpr (Odd)
+            store_rows_odd<Inverse>(to, n, x, re, im);
+        else
+            store_rows_even<Inverse>(to, n, x, re[0], im[0]);
     }
-    return to != d;
 }
 
 // The radix-4 stages of a power of two n >= 16, the first reading `src` as In says, all
-// writing the split layout to d (which may be src), then the radix-2 pass when log2(n) is
-// odd, leaving group 4 for the bit reversal to follow; true when the last stages did the
-// reversal to `to` on the way. `cols` are the column twiddles of n (see
-// column_twiddles.h), `table` the rows of FftTable, read by the last stages, whose quarter
-// is below 4.
+// writing the split layout to d, then the radix-2 pass when log2(n) is odd, leaving group 4
+// for the bit reversal; true when the last stages wrote `to` in natural order instead. `cols` are the column twiddles
+// of n (see column_twiddles.h), `table` the rows of FftTable, read by the last stages, whose quarter is below 4.
 template <bool Inverse, class V, Input In, std::size_t G = kLanes<V>>
 VOREL_INLINE bool split_stages(float* d, const float* src, float* to, std::size_t n, const float* table,
                                const float* cols) {
@@ -364,8 +327,9 @@ VOREL_INLINE bool split_stages(float* d, const float* src, float* to, std::size_
         const std::size_t quarter = size / 4, step = 12 * (n / size);
         float4 t[12];
         if (kLanes<V> == 16 && (quarter == 4 || quarter == 8)) {
-            return quarter == 4 ? last_stages16<Inverse, false>(d, to, n, cols + 12 * quarter)
-                                : last_stages16<Inverse, true>(d, to, n, cols + 12 * quarter);
+            quarter == 4 ? last_stages16<Inverse, false>(d, to, n, cols + 12 * quarter)
+                         : last_stages16<Inverse, true>(d, to, n, cols + 12 * quarter);
+            return true;
         } else if (quarter >= 4) {
             any_wide_stage<Inverse, V, Input::split, G>(d, d, n, size, cols);
             cols += 12 * quarter;
@@ -406,34 +370,15 @@ VOREL_INLINE void transpose_block(const float* from, std::size_t row_floats, flo
 template <bool Divide>
 VOREL_INLINE void bit_reverse_split(const float* from, float* to, std::size_t n) {
     const std::size_t row_floats = n / 2;
-    const float length = static_cast<float>(n);
     const int mid_bits = std::countr_zero(n) - 4;
-    // The four rows of the block that goes to position `at`.
-    const auto store_block = [&](std::uint32_t at, const float8(&rows)[4]) VOREL_INLINE_LAMBDA {
-        for (std::size_t r = 0; r < 4; ++r) store(to + r * row_floats + 8 * at, rows[r]);
-    };
-    if (from != to) {
-        // Out of place every block moves on its own.
-        for (std::uint32_t mid = 0; mid < n / 16; ++mid) {
-            float8 rows[4];
-            transpose_block<Divide>(from + 8 * mid, row_floats, rows, length);
-            store_block(reversed_index(mid, mid_bits), rows);
-        }
-        return;
-    }
-    // In place both blocks of a pair are read before either is written.
     for (std::uint32_t mid = 0; mid < n / 16; ++mid) {
-        const std::uint32_t mid_r = reversed_index(mid, mid_bits);
-        if (mid_r < mid) continue;
-        float8 to_y[4], to_x[4];
-        transpose_block<Divide>(from + 8 * mid, row_floats, to_y, length);
-        if (mid_r != mid) transpose_block<Divide>(from + 8 * mid_r, row_floats, to_x, length);
-        store_block(mid_r, to_y);
-        if (mid_r != mid) store_block(mid, to_x);
+        float8 rows[4];
+        transpose_block<Divide>(from + 8 * mid, row_floats, rows, static_cast<float>(n));
+        for (std::size_t r = 0; r < 4; ++r) store(to + r * row_floats + 8 * reversed_index(mid, mid_bits), rows[r]);
     }
 }
 
-// The whole transform: stages, then the bit reversal from d to `to`.
+// The whole transform: stages in d, then the bit reversal from d to `to`.
 template <bool Inverse, class V, Input In>
 VOREL_INLINE void transform(const float* src, float* d, float* to, std::size_t n, const float* table,
                             const float* cols) {

@@ -53,12 +53,4 @@ VOREL_INLINE void transpose4(V& a, V& b, V& c, V& d) {
 template <std::size_t Im>
 constexpr auto kEvery2nd = [](std::size_t i, std::size_t) { return 2 * i + Im; };
 
-// Real parts re and imaginary parts im to groups of four real parts then four imaginary
-// parts (the split layout of group 4): Half 0 gives its first W lanes, Half 1 the next W.
-template <std::size_t Half>
-constexpr auto kJoinParts = [](std::size_t i, std::size_t w) {
-    const std::size_t f = Half * w + i;  // float f of the split layout
-    return ((f % 8) / 4) * w + 4 * (f / 8) + f % 4;
-};
-
 }  // namespace vorel::audio::lanes
