@@ -165,13 +165,19 @@ VOREL_INLINE V radix2(V v) {
 // floats that four vectors form in each block of 4 U floats. Between the two stages the lanes go straight from the
 // first stage's order to the second's.
 
+// Twiddle c of sixteen lanes, read where it is used rather than held in registers.
+struct TwiddleLanes {
+    const float* p;
+    VOREL_INLINE float16 operator[](std::size_t c) const { return load<float16>(p + 16 * c); }
+};
+
 // Quarters 4 and 1 on four blocks of 16 elements, block blk in re[blk], im[blk]. Transposing
 // blocks of four gives lane 4 blk + c of vector b element 4 b + c of block blk: the quarter-4
 // butterflies with column c. Transposing four floats of those four vectors then gives lane
 // 4 blk + b of vector c the same element: each lane is one group of 4, whose elements 0 to 3
 // are the quarter-1 butterfly (row 0). The lanes are left so.
-template <bool Inverse>
-VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const float16* t_first, const float16* t_second) {
+template <bool Inverse, class T>
+VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const T& t_first, const T& t_second) {
     lanes::transpose4<4>(re[0], re[1], re[2], re[3]);
     lanes::transpose4<4>(im[0], im[1], im[2], im[3]);
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_first);
@@ -186,9 +192,8 @@ VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const floa
 // lane 8 blk + 2 q + c of vector u element 8 q + 2 u + c of block blk: the quarter-2
 // butterflies with column c, the neighbours of the radix-2 pass in neighbouring lanes. The
 // lanes are left so.
-template <bool Inverse>
-VOREL_INLINE void quarters8_and_2_radix2(float16 (&re)[4], float16 (&im)[4], const float16* t_first,
-                                         const float16* t_second) {
+template <bool Inverse, class T>
+VOREL_INLINE void quarters8_and_2_radix2(float16 (&re)[4], float16 (&im)[4], const T& t_first, const T& t_second) {
     const auto by_halves = [](float16(&v)[4]) VOREL_INLINE_LAMBDA {
         const float16 g0 = v[0], g1 = v[1], g2 = v[2], g3 = v[3];
         v[0] = lanes::unpack<16, 8, 0>(g0, g2), v[1] = lanes::unpack<16, 8, 1>(g0, g2);
@@ -284,11 +289,12 @@ VOREL_INLINE void store_rows_odd(float* to, std::size_t n, std::size_t y, const 
 // column_twiddles.h). The tiles go bit-reversed to `to`, divided by n for the inverse.
 template <bool Inverse, bool Odd>
 VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float* twiddle_lanes) {
-    float16 t_first[12], t_second[12];
-    for (std::size_t c = 0; c < 12; ++c) {
-        t_first[c] = load<float16>(twiddle_lanes + 16 * c);
-        t_second[c] = load<float16>(twiddle_lanes + 12 * 16 + 16 * c);
-    }
+    // The even tiles leave the registers to their data; the odd ones run each stage twice and
+    // hold their twiddles (measured faster each way).
+    const TwiddleLanes lanes_first{twiddle_lanes}, lanes_second{twiddle_lanes + 12 * 16};
+    float16 held_first[12], held_second[12];
+    if constexpr (Odd)
+        for (std::size_t c = 0; c < 12; ++c) held_first[c] = lanes_first[c], held_second[c] = lanes_second[c];
     constexpr std::size_t kBlock = Odd ? 32 : 16, kHalves = Odd ? 2 : 1;
     // Element where group g (of 16) of half h of tile x starts.
     const auto group_at = [n](std::size_t x, std::size_t h, std::size_t g) VOREL_INLINE_LAMBDA {
@@ -303,9 +309,9 @@ VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float*
                 re[h][g] = load<float16>(p), im[h][g] = load<float16>(p + 16);
             }
             if constexpr (Odd)
-                quarters8_and_2_radix2<Inverse>(re[h], im[h], t_first, t_second);
+                quarters8_and_2_radix2<Inverse>(re[h], im[h], held_first, held_second);
             else
-                quarters4_and_1<Inverse>(re[h], im[h], t_first, t_second);
+                quarters4_and_1<Inverse>(re[h], im[h], lanes_first, lanes_second);
         }
         if constexpr (Odd)
             store_rows_odd<Inverse>(to, n, x, re, im);
