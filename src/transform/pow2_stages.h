@@ -186,14 +186,13 @@ VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const T& t
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_second);
 }
 
-// Quarters 8 and 2 and the radix-2 pass on two blocks of 32 elements, groups re[g], im[g] of
-// 16. Taking the same half of two groups gives lane 8 blk + c of vector q element 8 q + c of
-// block blk: the quarter-8 butterflies with column c. Transposing cells of two floats gives
-// lane 8 blk + 2 q + c of vector u element 8 q + 2 u + c of block blk: the quarter-2
-// butterflies with column c, the neighbours of the radix-2 pass in neighbouring lanes. The
-// lanes are left so.
+// Quarters 8 and 2 on two blocks of 32 elements, groups re[g], im[g] of 16. Taking the same
+// half of two groups gives lane 8 blk + c of vector q element 8 q + c of block blk: the
+// quarter-8 butterflies with column c. Transposing cells of two floats gives lane
+// 8 blk + 2 q + c of vector u element 8 q + 2 u + c of block blk: the quarter-2 butterflies
+// with column c. The lanes are left so, the radix-2 pass to follow.
 template <bool Inverse, class T>
-VOREL_INLINE void quarters8_and_2_radix2(float16 (&re)[4], float16 (&im)[4], const T& t_first, const T& t_second) {
+VOREL_INLINE void quarters8_and_2(float16 (&re)[4], float16 (&im)[4], const T& t_first, const T& t_second) {
     const auto by_halves = [](float16(&v)[4]) VOREL_INLINE_LAMBDA {
         const float16 g0 = v[0], g1 = v[1], g2 = v[2], g3 = v[3];
         v[0] = lanes::unpack<16, 8, 0>(g0, g2), v[1] = lanes::unpack<16, 8, 1>(g0, g2);
@@ -204,7 +203,6 @@ VOREL_INLINE void quarters8_and_2_radix2(float16 (&re)[4], float16 (&im)[4], con
     lanes::transpose4<2>(re[0], re[1], re[2], re[3]);
     lanes::transpose4<2>(im[0], im[1], im[2], im[3]);
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_second);
-    for (int u = 0; u < 4; ++u) re[u] = radix2(re[u]), im[u] = radix2(im[u]);
 }
 
 // The rows of the bit reversal (see bit_reverse_split) straight from the lanes of
@@ -244,17 +242,18 @@ VOREL_INLINE void store_rows_even(float* to, std::size_t n, std::size_t x, const
     }
 }
 
-// The same for quarters8_and_2_radix2 on the tile y of four blocks of 32, blocks hi = 0, 1 in
-// a and hi = 2, 3 in b: block mid = 8 y + 2 q + u / 2 holds at lo = 2 (u % 2) + c the element
+// The same for quarters8_and_2 on the tile y of four blocks of 32, blocks hi = 0, 1 in a and
+// hi = 2, 3 in b: block mid = 8 y + 2 q + u / 2 holds at lo = 2 (u % 2) + c the element
 // 8 q + 2 u + c of each block, in lane 8 (hi % 2) + 2 q + c of vector u. Its row takes from a,
-// b, a, b in the order rev(hi): first the parts of four rows from each of a and b, then two
-// rows from those.
+// b, a, b in the order rev(hi): first the parts of four rows from each of a and b, then the
+// rows q = 2 H and 2 H + 1 of one c from those. The neighbours c = 0, 1 of the radix-2 pass
+// then stand at the same place of two vectors.
 template <std::size_t H>
 constexpr auto kRowParts = [](std::size_t j, std::size_t w) { return (j % 2) * w + (j % 4 / 2) * 8 + 4 * H + j / 4; };
-template <std::size_t S>
+template <std::size_t C>
 constexpr auto kRowsOfParts = [](std::size_t j, std::size_t w) {
     const std::size_t m = j % 8;
-    return (m / 2 % 2) * w + 4 * (2 * S + j / 8) + (m / 4) * 2 + m % 2;
+    return (m / 2 % 2) * w + 4 * (2 * (j / 8) + C) + (m / 4) * 2 + m % 2;
 };
 
 template <bool Divide>
@@ -264,19 +263,22 @@ VOREL_INLINE void store_rows_odd(float* to, std::size_t n, std::size_t y, const 
     const int mid_bits = std::countr_zero(n) - 4;
     const std::size_t rev_y = reversed_index(static_cast<std::uint32_t>(8 * y), mid_bits);
     for (std::size_t u = 0; u < 4; ++u) {
-        float16 a_re = re[0][u], a_im = im[0][u], b_re = re[1][u], b_im = im[1][u];
-        if constexpr (Divide) a_re = a_re / length, a_im = a_im / length, b_re = b_re / length, b_im = b_im / length;
-        const float16 a_parts[2] = {lanes::shuffle<kRowParts<0>>(a_re, a_im), lanes::shuffle<kRowParts<1>>(a_re, a_im)};
-        const float16 b_parts[2] = {lanes::shuffle<kRowParts<0>>(b_re, b_im), lanes::shuffle<kRowParts<1>>(b_re, b_im)};
+        const float16 a_parts[2] = {lanes::shuffle<kRowParts<0>>(re[0][u], im[0][u]),
+                                    lanes::shuffle<kRowParts<1>>(re[0][u], im[0][u])};
+        const float16 b_parts[2] = {lanes::shuffle<kRowParts<0>>(re[1][u], im[1][u]),
+                                    lanes::shuffle<kRowParts<1>>(re[1][u], im[1][u])};
         for (std::size_t h = 0; h < 2; ++h) {
-            const float16 rows[2] = {lanes::shuffle<kRowsOfParts<0>>(a_parts[h], b_parts[h]),
-                                     lanes::shuffle<kRowsOfParts<1>>(a_parts[h], b_parts[h])};
-            for (std::size_t r = 0; r < 4; ++r) {
-                const std::size_t q = 2 * h + r / 2, c = r % 2, mid3 = 2 * q + u / 2;
-                const std::size_t rev_mid = rev_y +
-                                            (reversed_index(static_cast<std::uint32_t>(mid3), 3) << (mid_bits - 3));
-                float* row = to + rev2(2 * (u % 2) + c) * (n / 2) + 8 * rev_mid;
-                store(row, r % 2 == 0 ? half_of<0>(rows[r / 2]) : half_of<1>(rows[r / 2]));
+            const float16 even = lanes::shuffle<kRowsOfParts<0>>(a_parts[h], b_parts[h]),
+                          odd = lanes::shuffle<kRowsOfParts<1>>(a_parts[h], b_parts[h]);
+            float16 rows[2] = {even + odd, even - odd};  // the radix-2 pass
+            for (std::size_t c = 0; c < 2; ++c) {
+                if constexpr (Divide) rows[c] = rows[c] / length;
+                for (std::size_t half = 0; half < 2; ++half) {
+                    const auto mid3 = static_cast<std::uint32_t>(2 * (2 * h + half) + u / 2);
+                    const std::size_t rev_mid = rev_y + (reversed_index(mid3, 3) << (mid_bits - 3));
+                    store(to + rev2(2 * (u % 2) + c) * (n / 2) + 8 * rev_mid,
+                          half == 0 ? half_of<0>(rows[c]) : half_of<1>(rows[c]));
+                }
             }
         }
     }
@@ -309,7 +311,7 @@ VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float*
                 re[h][g] = load<float16>(p), im[h][g] = load<float16>(p + 16);
             }
             if constexpr (Odd)
-                quarters8_and_2_radix2<Inverse>(re[h], im[h], held_first, held_second);
+                quarters8_and_2<Inverse>(re[h], im[h], held_first, held_second);
             else
                 quarters4_and_1<Inverse>(re[h], im[h], lanes_first, lanes_second);
         }
