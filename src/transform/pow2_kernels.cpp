@@ -47,6 +47,25 @@ VOREL_TARGET_AVX512 void split_avx512(const float* src, Pow2Input input, float* 
 
 constexpr simd::IsaBuilds<SplitFn> kBuilds{nullptr, split_sse2, split_avx2, split_avx512};
 
+// The transform of a power of two n >= 16 from `src` (read as `input` says) through the
+// scratch d of 2 n floats, apart from both, to `to`, which may be src; `isa` above scalar.
+void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+                          const std::vector<float>& table, bool inverse, Isa isa) {
+    // A thread remembers the last entry it used, which spares the table's lock when it
+    // transforms one length over and over; entries never change or move once built.
+    thread_local struct {
+        std::size_t n = 0;
+        bool inverse = false;
+        const std::vector<float>* cols = nullptr;
+    } last;
+    if (last.cols == nullptr || last.n != n || last.inverse != inverse) {
+        last.cols = nullptr;
+        last.cols = &ColumnTwiddleTable::instance().ref_columns(static_cast<int>(n), inverse, table);
+        last.n = n, last.inverse = inverse;
+    }
+    kBuilds(isa)(src, input, d, to, n, table.data(), last.cols->data(), inverse);
+}
+
 // Runs work(scratch) with 2 n floats of 64-byte aligned scratch, uninitialised: on the stack
 // up to n = 1024, where an allocation would cost a fair share of the transform, else on the
 // heap.
@@ -75,31 +94,6 @@ void pow2_transform_to(float* dst, const float* src, Pow2Input input, std::size_
         pow2_transform(d, n, table, inverse, Isa::scalar);
         std::copy(d, d + 2 * n, dst);
     });
-}
-
-void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
-                          const std::vector<float>& table, bool inverse, Isa isa) {
-    // A thread remembers the last entry it used, which spares the table's lock when it
-    // transforms one length over and over; entries never change or move once built.
-    thread_local struct {
-        std::size_t n = 0;
-        bool inverse = false;
-        const std::vector<float>* cols = nullptr;
-    } last;
-    if (last.cols == nullptr || last.n != n || last.inverse != inverse) {
-        last.cols = nullptr;
-        last.cols = &ColumnTwiddleTable::instance().ref_columns(static_cast<int>(n), inverse, table);
-        last.n = n, last.inverse = inverse;
-    }
-    kBuilds(isa)(src, input, d, to, n, table.data(), last.cols->data(), inverse);
-}
-
-void fft_pow2_real_to(float* dst, const float* src, std::size_t n, const std::vector<float>& table, Isa isa) {
-    pow2_transform_to(dst, src, Pow2Input::real, n, table, false, isa);
-}
-
-void ifft_pow2_to(float* dst, const float* src, std::size_t n, const std::vector<float>& table, Isa isa) {
-    pow2_transform_to(dst, src, Pow2Input::interleaved, n, table, true, isa);
 }
 
 }  // namespace vorel::audio
