@@ -36,6 +36,11 @@ constexpr std::size_t part_at(std::size_t i) {
     return 2 * G * (i / G) + i % G;
 }
 
+// The scaling of the inverse divides every float by n. For a power of two n, 1/n is exact,
+// and x (1/n) is the exact quotient rounded once, as x / n is, for every x (subnormal
+// results, zeros, infinities and NaN alike): the multiplication gives the division's bits.
+inline float scale_of(std::size_t n) { return 1.0f / static_cast<float>(n); }
+
 // Where the first stage reads its elements: the split layout, n real samples (imaginary
 // parts 0), or interleaved complex elements. Later stages read the split layout of group G.
 enum class Input { split, real, interleaved };
@@ -227,7 +232,7 @@ VOREL_INLINE float8 half_of(float16 v) {
 template <bool Divide>
 VOREL_INLINE void store_rows_even(float* to, std::size_t n, std::size_t x, const float16 (&re)[4],
                                   const float16 (&im)[4]) {
-    const float length = static_cast<float>(n);
+    const float scale = scale_of(n);
     const int mid_bits = std::countr_zero(n) - 4;
     const std::size_t rev_x = reversed_index(static_cast<std::uint32_t>(4 * x), mid_bits);
     const auto row = [&](std::size_t lo, std::size_t b) VOREL_INLINE_LAMBDA {
@@ -235,7 +240,7 @@ VOREL_INLINE void store_rows_even(float* to, std::size_t n, std::size_t x, const
     };
     for (std::size_t lo = 0; lo < 4; ++lo) {
         float16 r = re[lo], i = im[lo];
-        if constexpr (Divide) r = r / length, i = i / length;
+        if constexpr (Divide) r = r * scale, i = i * scale;
         const float16 rows01 = lanes::shuffle<kTwoRows<0>>(r, i), rows23 = lanes::shuffle<kTwoRows<1>>(r, i);
         store(row(lo, 0), half_of<0>(rows01)), store(row(lo, 1), half_of<1>(rows01));
         store(row(lo, 2), half_of<0>(rows23)), store(row(lo, 3), half_of<1>(rows23));
@@ -259,7 +264,7 @@ constexpr auto kRowsOfParts = [](std::size_t j, std::size_t w) {
 template <bool Divide>
 VOREL_INLINE void store_rows_odd(float* to, std::size_t n, std::size_t y, const float16 (&re)[2][4],
                                  const float16 (&im)[2][4]) {
-    const float length = static_cast<float>(n);
+    const float scale = scale_of(n);
     const int mid_bits = std::countr_zero(n) - 4;
     const std::size_t rev_y = reversed_index(static_cast<std::uint32_t>(8 * y), mid_bits);
     for (std::size_t u = 0; u < 4; ++u) {
@@ -272,7 +277,7 @@ VOREL_INLINE void store_rows_odd(float* to, std::size_t n, std::size_t y, const 
                           odd = lanes::shuffle<kRowsOfParts<1>>(a_parts[h], b_parts[h]);
             float16 rows[2] = {even + odd, even - odd};  // the radix-2 pass
             for (std::size_t c = 0; c < 2; ++c) {
-                if constexpr (Divide) rows[c] = rows[c] / length;
+                if constexpr (Divide) rows[c] = rows[c] * scale;
                 for (std::size_t half = 0; half < 2; ++half) {
                     const auto mid3 = static_cast<std::uint32_t>(2 * (2 * h + half) + u / 2);
                     const std::size_t rev_mid = rev_y + (reversed_index(mid3, 3) << (mid_bits - 3));
@@ -363,7 +368,7 @@ VOREL_INLINE bool split_stages(float* d, const float* src, float* to, std::size_
 constexpr auto kInterleaveHalves = [](std::size_t i, std::size_t) { return (i % 2) * 4 + i / 2; };
 
 template <bool Divide>
-VOREL_INLINE void transpose_block(const float* from, std::size_t row_floats, float8 (&out)[4], float length) {
+VOREL_INLINE void transpose_block(const float* from, std::size_t row_floats, float8 (&out)[4], float scale) {
     // Rows taken in the order 0, 2, 1, 3 make column c of the transpose the output row rev(c).
     float8 r0 = load<float8>(from), r2 = load<float8>(from + row_floats);
     float8 r1 = load<float8>(from + 2 * row_floats), r3 = load<float8>(from + 3 * row_floats);
@@ -371,7 +376,7 @@ VOREL_INLINE void transpose_block(const float* from, std::size_t row_floats, flo
     const float8 col[4] = {r0, r2, r1, r3};
     for (std::size_t r = 0; r < 4; ++r) {
         out[r] = lanes::shuffle<kInterleaveHalves>(col[r], col[r]);
-        if constexpr (Divide) out[r] = out[r] / length;
+        if constexpr (Divide) out[r] = out[r] * scale;
     }
 }
 
@@ -381,7 +386,7 @@ VOREL_INLINE void bit_reverse_split(const float* from, float* to, std::size_t n)
     const int mid_bits = std::countr_zero(n) - 4;
     for (std::uint32_t mid = 0; mid < n / 16; ++mid) {
         float8 rows[4];
-        transpose_block<Divide>(from + 8 * mid, row_floats, rows, static_cast<float>(n));
+        transpose_block<Divide>(from + 8 * mid, row_floats, rows, scale_of(n));
         for (std::size_t r = 0; r < 4; ++r) store(to + r * row_floats + 8 * reversed_index(mid, mid_bits), rows[r]);
     }
 }
