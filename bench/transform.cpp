@@ -33,8 +33,8 @@ void BM_vorelAudioIFFT(benchmark::State& state) { run<vorelAudioIFFT>(state, 2);
 
 }  // namespace
 
-BENCHMARK(BM_vorelAudioFFT)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(4096)->Arg(1000);
-BENCHMARK(BM_vorelAudioIFFT)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(4096)->Arg(1000);
+BENCHMARK(BM_vorelAudioFFT)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(2048)->Arg(4096)->Arg(1000);
+BENCHMARK(BM_vorelAudioIFFT)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(2048)->Arg(4096)->Arg(1000);
 
 #ifdef VOREL_BENCH_FFTW
 // The same lengths with FFTW (single precision, one thread, planned with FFTW_MEASURE), as a
@@ -79,6 +79,6 @@ void BM_fftw_r2c(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(BM_fftw_c2c)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(4096)->Arg(1000);
-BENCHMARK(BM_fftw_r2c)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(4096)->Arg(1000);
+BENCHMARK(BM_fftw_c2c)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(2048)->Arg(4096)->Arg(1000);
+BENCHMARK(BM_fftw_r2c)->Arg(256)->Arg(400)->Arg(512)->Arg(1024)->Arg(2048)->Arg(4096)->Arg(1000);
 #endif

@@ -46,7 +46,7 @@ const std::vector<float>& table_of(int n, bool inverse) {
 
 void fft_into(float* dst, const float* src, int n) {
     require_working_set(n);
-    if (direct(n)) return fft_pow2_real_to(dst, src, n, table_of(n, false));
+    if (direct(n)) return pow2_transform_to(dst, src, Pow2Input::real, n, table_of(n, false), false);
     if (!is_pow2(n) && general_transform_to(dst, src, true, static_cast<std::size_t>(n), table_of(n, false), false))
         return;
     std::vector<float> data(complex_floats(n));
@@ -57,7 +57,7 @@ void fft_into(float* dst, const float* src, int n) {
 
 void ifft_into(float* dst, const float* src, int n) {
     require_working_set(n);
-    if (direct(n)) return ifft_pow2_to(dst, src, n, table_of(n, true));
+    if (direct(n)) return pow2_transform_to(dst, src, Pow2Input::interleaved, n, table_of(n, true), true);
     if (!is_pow2(n) && general_transform_to(dst, src, false, static_cast<std::size_t>(n), table_of(n, true), true))
         return;
     std::vector<float> data(src, src + complex_floats(n));

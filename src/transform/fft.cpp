@@ -54,7 +54,7 @@ void ifft(std::vector<float>& data, int n, const std::vector<float>& table, std:
 
 std::size_t fft_work_bytes(int n) {
     const std::size_t len = static_cast<std::size_t>(n > 0 ? n : 0);
-    const std::size_t floats = is_pow2(n) ? 3 * len : 4 * len;
+    const std::size_t floats = is_pow2(n) ? 5 * len : 4 * len;
     return floats * sizeof(float);
 }
 
@@ -66,8 +66,7 @@ void divide_by_length(float* data, std::size_t n) {
 // ---- Powers of two ----
 
 void pow2_transform(float* d, std::size_t n, const std::vector<float>& table, bool inverse, Isa isa) {
-    if (n >= 16 && isa != Isa::scalar)
-        return pow2_split_transform(d, Pow2Input::interleaved, d, d, n, table, inverse, isa);
+    if (n >= 16 && isa != Isa::scalar) return pow2_transform_to(d, d, Pow2Input::interleaved, n, table, inverse, isa);
     if (inverse)
         pow2_stages<true, float>(d, kInterleaved, n, table.data());
     else

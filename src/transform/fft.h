@@ -26,7 +26,7 @@ void fft(std::vector<float>& data, int n, const std::vector<float>& table, std::
 void ifft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch);
 
 // Bytes a transform of length n needs besides its own data: the table of one direction and
-// the scratch of the mixed-radix path.
+// 2 n floats of scratch.
 std::size_t fft_work_bytes(int n);
 
 // ---- Powers of two ----
@@ -36,7 +36,7 @@ void ifft_pow2(std::vector<float>& data, int n, const std::vector<float>& table)
 
 // In place on 2 n interleaved floats, forward or inverse (then divided by n), at an
 // instruction-set level: scalar is the plain template at width 1 on the interleaved buffer,
-// the others hold n >= 16 in the split layout with butterflies in vector lanes.
+// the others take n >= 16 through scratch in the split layout with butterflies in vector lanes.
 void pow2_transform(float* d, std::size_t n, const std::vector<float>& table, bool inverse,
                     simd::Isa isa = simd::best_isa());
 

@@ -2,7 +2,10 @@
 // over the vector type and built by pow2_kernels.cpp for each level. Every helper is always
 // inlined, so each build compiles them for its own instruction set.
 //
-// Split layout: groups of four complex elements, four real parts then four imaginary parts.
+// Split layout of group G: groups of G complex elements, G real parts then G imaginary parts.
+// The stages write it with G = W, the lanes of the build, so that W consecutive elements load
+// as two plain vectors. The last stages with sixteen lanes write the output in natural order
+// themselves; the others leave G = 4, which the bit reversal reads.
 // Butterflies within one stage touch disjoint elements, so a stage may run them in any order
 // and W at a time; each lane does exactly the scalar operations (no fused multiply-add). The
 // rearrangements between the layout and the lanes are the index rules of shuffles.h.
@@ -26,29 +29,28 @@ using simd::kLanes;
 using simd::load;
 using simd::store;
 
-// Real and imaginary parts of W consecutive elements (W / 4 groups) from float offset p, and
-// back.
-template <class V>
-VOREL_INLINE void load_run(const float* p, V& re, V& im) {
-    const V a = load<V>(p), b = load<V>(p + kLanes<V>);
-    re = lanes::shuffle<lanes::kSplitPart<0>>(a, b), im = lanes::shuffle<lanes::kSplitPart<1>>(a, b);
+// Float offset of the real part of element i in the split layout of group G; the imaginary
+// part follows G floats on.
+template <std::size_t G>
+constexpr std::size_t part_at(std::size_t i) {
+    return 2 * G * (i / G) + i % G;
 }
 
-template <class V>
-VOREL_INLINE void store_run(float* p, V re, V im) {
-    store(p, lanes::shuffle<lanes::kJoinParts<0>>(re, im));
-    store(p + kLanes<V>, lanes::shuffle<lanes::kJoinParts<1>>(re, im));
-}
+// The scaling of the inverse divides every float by n. For a power of two n, 1/n is exact,
+// and x (1/n) is the exact quotient rounded once, as x / n is, for every x (subnormal
+// results, zeros, infinities and NaN alike): the multiplication gives the division's bits.
+inline float scale_of(std::size_t n) { return 1.0f / static_cast<float>(n); }
 
 // Where the first stage reads its elements: the split layout, n real samples (imaginary
-// parts 0), or interleaved complex elements. Later stages read the split layout.
+// parts 0), or interleaved complex elements. Later stages read the split layout of group G.
 enum class Input { split, real, interleaved };
 
-// W consecutive elements from element i of `src` held as In says.
-template <class V, Input In>
+// W consecutive elements from element i of `src` held as In says; i is a multiple of W,
+// which divides G.
+template <class V, Input In, std::size_t G>
 VOREL_INLINE void load_input(const float* src, std::size_t i, V& re, V& im) {
     if constexpr (In == Input::split) {
-        load_run(src + 2 * i, re, im);
+        re = load<V>(src + part_at<G>(i)), im = load<V>(src + part_at<G>(i) + G);
     } else if constexpr (In == Input::real) {
         re = load<V>(src + i), im = V{};
     } else {
@@ -59,9 +61,9 @@ VOREL_INLINE void load_input(const float* src, std::size_t i, V& re, V& im) {
 
 // A stage whose quarter is a multiple of W: lanes are W consecutive columns, whose twiddles
 // are W consecutive floats of the column table `cols` of the stage. Reads `src` as In says
-// and writes the split layout to d; each butterfly reads all its elements before it writes,
-// so d may be src.
-template <bool Inverse, class V, Input In>
+// and writes the split layout of group G to d; each butterfly reads all its elements before
+// it writes, so d may be src.
+template <bool Inverse, class V, Input In, std::size_t G>
 VOREL_INLINE void wide_stage(float* d, const float* src, std::size_t n, std::size_t size, const float* cols) {
     const std::size_t quarter = size / 4;
     for (std::size_t start = 0; start < quarter; start += kLanes<V>) {
@@ -69,23 +71,26 @@ VOREL_INLINE void wide_stage(float* d, const float* src, std::size_t n, std::siz
         for (std::size_t c = 0; c < 12; ++c) t[c] = load<V>(cols + c * quarter + start);
         for (std::size_t i = start; i < n; i += size) {
             V re[4], im[4];
-            for (std::size_t j = 0; j < 4; ++j) load_input<V, In>(src, i + j * quarter, re[j], im[j]);
+            for (std::size_t j = 0; j < 4; ++j) load_input<V, In, G>(src, i + j * quarter, re[j], im[j]);
             butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t);
-            for (std::size_t j = 0; j < 4; ++j) store_run(d + 2 * (i + j * quarter), re[j], im[j]);
+            for (std::size_t j = 0; j < 4; ++j) {
+                float* p = d + part_at<G>(i + j * quarter);
+                store(p, re[j]), store(p + G, im[j]);
+            }
         }
     }
 }
 
 // A stage of quarter >= 4 at the widest vector that fits it.
-template <bool Inverse, class V, Input In>
+template <bool Inverse, class V, Input In, std::size_t G>
 VOREL_INLINE void any_wide_stage(float* d, const float* src, std::size_t n, std::size_t size, const float* cols) {
     const std::size_t quarter = size / 4;
     if (quarter >= kLanes<V>)
-        wide_stage<Inverse, V, In>(d, src, n, size, cols);
+        wide_stage<Inverse, V, In, G>(d, src, n, size, cols);
     else if (kLanes<V> > 8 && quarter >= 8)
-        wide_stage<Inverse, float8, In>(d, src, n, size, cols);
+        wide_stage<Inverse, float8, In, G>(d, src, n, size, cols);
     else
-        wide_stage<Inverse, float4, In>(d, src, n, size, cols);
+        wide_stage<Inverse, float4, In, G>(d, src, n, size, cols);
 }
 
 // One group of four complex elements.
@@ -93,7 +98,11 @@ struct Group {
     float4 re, im;
 };
 
-VOREL_INLINE Group load_group(const float* p) { return Group{load<float4>(p), load<float4>(p + 4)}; }
+// Elements 4 k to 4 k + 3 from p, in the split layout of group G.
+template <std::size_t G>
+VOREL_INLINE Group load_group(const float* p, std::size_t k) {
+    return Group{load<float4>(p + part_at<G>(4 * k)), load<float4>(p + part_at<G>(4 * k) + G)};
+}
 
 VOREL_INLINE void store_group(float* p, const Group& g) { store(p, g.re), store(p + 4, g.im); }
 
@@ -113,11 +122,14 @@ VOREL_INLINE V halves(V x, V y) {
     return lanes::unpack<4, 2, Hi>(x, y);
 }
 
-// Quarter 2, over 16 elements (groups g0..g3): lanes are columns 0, 1 at element 0 and
-// columns 0, 1 at element 8. A and B of the first two lanes share g0, C and D share g1.
-template <bool Inverse>
+// The last stages below W lanes, over 16 elements from p: they read the split layout of group
+// G and write it with group 4 (16 elements take the same 32 floats in both).
+
+// Quarter 2 (groups g0..g3): lanes are columns 0, 1 at element 0 and columns 0, 1 at
+// element 8. A and B of the first two lanes share g0, C and D share g1.
+template <bool Inverse, std::size_t G>
 VOREL_INLINE void butterflies_of_halves(float* p, const float4* t) {
-    const Group g0 = load_group(p), g1 = load_group(p + 8), g2 = load_group(p + 16), g3 = load_group(p + 24);
+    const Group g0 = load_group<G>(p, 0), g1 = load_group<G>(p, 1), g2 = load_group<G>(p, 2), g3 = load_group<G>(p, 3);
     float4 ar = halves<0>(g0.re, g2.re), br = halves<1>(g0.re, g2.re);
     float4 ai = halves<0>(g0.im, g2.im), bi = halves<1>(g0.im, g2.im);
     float4 cr = halves<0>(g1.re, g3.re), dr = halves<1>(g1.re, g3.re);
@@ -129,11 +141,11 @@ VOREL_INLINE void butterflies_of_halves(float* p, const float4* t) {
     store_group(p + 24, Group{halves<1>(cr, dr), halves<1>(ci, di)});
 }
 
-// Quarter 1, over 16 elements: each group holds A, B, C, D of one butterfly, so a transpose
-// of the four groups brings the four butterflies into lanes.
-template <bool Inverse>
+// Quarter 1: each group holds A, B, C, D of one butterfly, so a transpose of the four groups
+// brings the four butterflies into lanes.
+template <bool Inverse, std::size_t G>
 VOREL_INLINE void butterflies_within_groups(float* p, const float4* t) {
-    Group g0 = load_group(p), g1 = load_group(p + 8), g2 = load_group(p + 16), g3 = load_group(p + 24);
+    Group g0 = load_group<G>(p, 0), g1 = load_group<G>(p, 1), g2 = load_group<G>(p, 2), g3 = load_group<G>(p, 3);
     lanes::transpose4<1>(g0.re, g1.re, g2.re, g3.re);
     lanes::transpose4<1>(g0.im, g1.im, g2.im, g3.im);
     butterfly<Inverse>(g0.re, g0.im, g1.re, g1.im, g2.re, g2.im, g3.re, g3.im, t);
@@ -154,138 +166,197 @@ VOREL_INLINE V radix2(V v) {
     return lanes::shuffle<kSumThenDifference>(a + b, a - b);
 }
 
-// The last stages with sixteen lanes, on 64 elements (eight vectors z, z[k] holding the
-// groups 2k and 2k + 1) kept in registers. transpose4<4> transposes four vectors as 4 x 4
-// blocks of four floats, transpose4<1> four floats within each block of four.
+// The last stages with sixteen lanes, on 64 elements kept in registers. transpose4<U> transposes the 4 x 4 cells of U
+// floats that four vectors form in each block of 4 U floats. Between the two stages the lanes go straight from the
+// first stage's order to the second's.
 
-// Quarter 4 (blocks of 16 elements: A, B, C, D are its four groups, lanes its four columns):
-// the groups 0 and 1 of the four blocks sit in z[0], z[2], z[4], z[6], groups 2 and 3 in the
-// odd ones, so one transpose of blocks of four brings each into lanes.
-template <bool Inverse>
-VOREL_INLINE void quarter4_stage(float16 (&z)[8], const float16* t) {
-    lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
-    lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
-    butterfly<Inverse>(z[0], z[2], z[4], z[6], z[1], z[3], z[5], z[7], t);
-    lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
-    lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
+// Twiddle c of sixteen lanes, read where it is used rather than held in registers.
+struct TwiddleLanes {
+    const float* p;
+    VOREL_INLINE float16 operator[](std::size_t c) const { return load<float16>(p + 16 * c); }
+};
+
+// Quarters 4 and 1 on four blocks of 16 elements, block blk in re[blk], im[blk]. Transposing
+// blocks of four gives lane 4 blk + c of vector b element 4 b + c of block blk: the quarter-4
+// butterflies with column c. Transposing four floats of those four vectors then gives lane
+// 4 blk + b of vector c the same element: each lane is one group of 4, whose elements 0 to 3
+// are the quarter-1 butterfly (row 0). The lanes are left so.
+template <bool Inverse, class T>
+VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const T& t_first, const T& t_second) {
+    lanes::transpose4<4>(re[0], re[1], re[2], re[3]);
+    lanes::transpose4<4>(im[0], im[1], im[2], im[3]);
+    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_first);
+    lanes::transpose4<1>(re[0], re[1], re[2], re[3]);
+    lanes::transpose4<1>(im[0], im[1], im[2], im[3]);
+    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_second);
 }
 
-// Real and imaginary parts of two vectors of the split layout, and back.
-VOREL_INLINE void split_parts(float16 x, float16 y, float16& re, float16& im) {
-    re = lanes::shuffle<lanes::kSplitPart<0>>(x, y), im = lanes::shuffle<lanes::kSplitPart<1>>(x, y);
+// Quarters 8 and 2 on two blocks of 32 elements, groups re[g], im[g] of 16. Taking the same
+// half of two groups gives lane 8 blk + c of vector q element 8 q + c of block blk: the
+// quarter-8 butterflies with column c. Transposing cells of two floats gives lane
+// 8 blk + 2 q + c of vector u element 8 q + 2 u + c of block blk: the quarter-2 butterflies
+// with column c. The lanes are left so, the radix-2 pass to follow.
+template <bool Inverse, class T>
+VOREL_INLINE void quarters8_and_2(float16 (&re)[4], float16 (&im)[4], const T& t_first, const T& t_second) {
+    const auto by_halves = [](float16(&v)[4]) VOREL_INLINE_LAMBDA {
+        const float16 g0 = v[0], g1 = v[1], g2 = v[2], g3 = v[3];
+        v[0] = lanes::unpack<16, 8, 0>(g0, g2), v[1] = lanes::unpack<16, 8, 1>(g0, g2);
+        v[2] = lanes::unpack<16, 8, 0>(g1, g3), v[3] = lanes::unpack<16, 8, 1>(g1, g3);
+    };
+    by_halves(re), by_halves(im);
+    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_first);
+    lanes::transpose4<2>(re[0], re[1], re[2], re[3]);
+    lanes::transpose4<2>(im[0], im[1], im[2], im[3]);
+    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_second);
 }
 
-VOREL_INLINE void join_parts(float16 re, float16 im, float16& x, float16& y) {
-    x = lanes::shuffle<lanes::kJoinParts<0>>(re, im), y = lanes::shuffle<lanes::kJoinParts<1>>(re, im);
+// The rows of the bit reversal (see bit_reverse_split) straight from the lanes of
+// quarters4_and_1, for the tile x whose block blk starts at element blk n/4 + 16 x: it holds
+// whole blocks mid = 4 x + b of the reversal, lane 4 hi + b of vector lo being the element
+// hi n/4 + 4 mid + lo, which goes to rev(lo) n/4 + 4 rev(mid) + rev(hi). Two rows b = 2 H and
+// 2 H + 1 of one lo are one rearrangement of its two vectors. Divided by n with Divide.
+constexpr std::size_t rev2(std::size_t v) { return (v % 2) * 2 + v / 2; }
+
+template <std::size_t H>
+constexpr auto kTwoRows = [](std::size_t j, std::size_t w) {
+    const std::size_t b = 2 * H + j / 8, k = j % 8;
+    return (k % 2) * w + 4 * rev2(k / 2) + b;
+};
+
+template <std::size_t Half>
+VOREL_INLINE float8 half_of(float16 v) {
+    constexpr int h = 8 * static_cast<int>(Half);
+    return __builtin_shufflevector(v, v, h, h + 1, h + 2, h + 3, h + 4, h + 5, h + 6, h + 7);
 }
 
-// Quarter 1 (each group is a butterfly on its elements 0 to 3, all with the twiddles of row 0):
-// transposing four floats brings element e of the groups into x[e] and y[e], whose parts then
-// split into lanes.
-template <bool Inverse>
-VOREL_INLINE void quarter1_stage(float16 (&z)[8], const float16* t) {
-    lanes::transpose4<1>(z[0], z[1], z[2], z[3]);
-    lanes::transpose4<1>(z[4], z[5], z[6], z[7]);
-    float16 re[4], im[4];
-    for (int e = 0; e < 4; ++e) split_parts(z[e], z[4 + e], re[e], im[e]);
-    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t);
-    for (int e = 0; e < 4; ++e) join_parts(re[e], im[e], z[e], z[4 + e]);
-    lanes::transpose4<1>(z[0], z[1], z[2], z[3]);
-    lanes::transpose4<1>(z[4], z[5], z[6], z[7]);
+template <bool Divide>
+VOREL_INLINE void store_rows_even(float* to, std::size_t n, std::size_t x, const float16 (&re)[4],
+                                  const float16 (&im)[4]) {
+    const float scale = scale_of(n);
+    const int mid_bits = std::countr_zero(n) - 4;
+    const std::size_t rev_x = reversed_index(static_cast<std::uint32_t>(4 * x), mid_bits);
+    const auto row = [&](std::size_t lo, std::size_t b) VOREL_INLINE_LAMBDA {
+        return to + rev2(lo) * (n / 2) + 8 * (rev_x + (rev2(b) << (mid_bits - 2)));
+    };
+    for (std::size_t lo = 0; lo < 4; ++lo) {
+        float16 r = re[lo], i = im[lo];
+        if constexpr (Divide) r = r * scale, i = i * scale;
+        const float16 rows01 = lanes::shuffle<kTwoRows<0>>(r, i), rows23 = lanes::shuffle<kTwoRows<1>>(r, i);
+        store(row(lo, 0), half_of<0>(rows01)), store(row(lo, 1), half_of<1>(rows01));
+        store(row(lo, 2), half_of<0>(rows23)), store(row(lo, 3), half_of<1>(rows23));
+    }
 }
 
-// Quarter 8 (blocks of 32 elements, z[0..3] and z[4..7]; A, B, C, D are their quarters,
-// lanes the eight columns of each block).
-template <bool Inverse>
-VOREL_INLINE void quarter8_stage(float16 (&z)[8], const float16* t) {
-    float16 re[4], im[4];
-    for (int q = 0; q < 4; ++q) split_parts(z[q], z[4 + q], re[q], im[q]);
-    butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t);
-    for (int q = 0; q < 4; ++q) join_parts(re[q], im[q], z[q], z[4 + q]);
-}
+// The same for quarters8_and_2 on the tile y of four blocks of 32, blocks hi = 0, 1 in a and
+// hi = 2, 3 in b: block mid = 8 y + 2 q + u / 2 holds at lo = 2 (u % 2) + c the element
+// 8 q + 2 u + c of each block, in lane 8 (hi % 2) + 2 q + c of vector u. Its row takes from a,
+// b, a, b in the order rev(hi): first the parts of four rows from each of a and b, then the
+// rows q = 2 H and 2 H + 1 of one c from those. The neighbours c = 0, 1 of the radix-2 pass
+// then stand at the same place of two vectors.
+template <std::size_t H>
+constexpr auto kRowParts = [](std::size_t j, std::size_t w) { return (j % 2) * w + (j % 4 / 2) * 8 + 4 * H + j / 4; };
+template <std::size_t C>
+constexpr auto kRowsOfParts = [](std::size_t j, std::size_t w) {
+    const std::size_t m = j % 8;
+    return (m / 2 % 2) * w + 4 * (2 * (j / 8) + C) + (m / 4) * 2 + m % 2;
+};
 
-// Pairs the first (x) and last (y) two floats of each group of two vectors: applied to two
-// neighbouring blocks of 8 elements it gives the A, C and the B, D parts of their quarter-2
-// butterflies, and applied to those it gives the blocks back.
-VOREL_INLINE void pair_halves(float16& x, float16& y) {
-    const float16 a = x, b = y;
-    x = halves<0>(a, b), y = halves<1>(a, b);
-}
-
-// Quarter 2 (blocks of 8 elements, z[k] one block: A, B, C, D are its element pairs, lanes its
-// two columns), then the radix-2 pass.
-template <bool Inverse>
-VOREL_INLINE void quarter2_stage_and_radix2(float16 (&z)[8], const float16* t) {
-    for (int k = 0; k < 8; k += 2) pair_halves(z[k], z[k + 1]);
-    // z[0, 2, 4, 6] now hold A.re, A.im, C.re, C.im by blocks of four; z[1, 3, 5, 7] B and D.
-    lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
-    lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
-    butterfly<Inverse>(z[0], z[2], z[1], z[3], z[4], z[6], z[5], z[7], t);
-    lanes::transpose4<4>(z[0], z[2], z[4], z[6]);
-    lanes::transpose4<4>(z[1], z[3], z[5], z[7]);
-    for (int k = 0; k < 8; k += 2) pair_halves(z[k], z[k + 1]);
-    for (int k = 0; k < 8; ++k) z[k] = radix2(z[k]);
+template <bool Divide>
+VOREL_INLINE void store_rows_odd(float* to, std::size_t n, std::size_t y, const float16 (&re)[2][4],
+                                 const float16 (&im)[2][4]) {
+    const float scale = scale_of(n);
+    const int mid_bits = std::countr_zero(n) - 4;
+    const std::size_t rev_y = reversed_index(static_cast<std::uint32_t>(8 * y), mid_bits);
+    for (std::size_t u = 0; u < 4; ++u) {
+        const float16 a_parts[2] = {lanes::shuffle<kRowParts<0>>(re[0][u], im[0][u]),
+                                    lanes::shuffle<kRowParts<1>>(re[0][u], im[0][u])};
+        const float16 b_parts[2] = {lanes::shuffle<kRowParts<0>>(re[1][u], im[1][u]),
+                                    lanes::shuffle<kRowParts<1>>(re[1][u], im[1][u])};
+        for (std::size_t h = 0; h < 2; ++h) {
+            const float16 even = lanes::shuffle<kRowsOfParts<0>>(a_parts[h], b_parts[h]),
+                          odd = lanes::shuffle<kRowsOfParts<1>>(a_parts[h], b_parts[h]);
+            float16 rows[2] = {even + odd, even - odd};  // the radix-2 pass
+            for (std::size_t c = 0; c < 2; ++c) {
+                if constexpr (Divide) rows[c] = rows[c] * scale;
+                for (std::size_t half = 0; half < 2; ++half) {
+                    const auto mid3 = static_cast<std::uint32_t>(2 * (2 * h + half) + u / 2);
+                    const std::size_t rev_mid = rev_y + (reversed_index(mid3, 3) << (mid_bits - 3));
+                    store(to + rev2(2 * (u % 2) + c) * (n / 2) + 8 * rev_mid,
+                          half == 0 ? half_of<0>(rows[c]) : half_of<1>(rows[c]));
+                }
+            }
+        }
+    }
 }
 
 // The last two stages per 64 elements held in registers: quarters 4 and 1 of an even
-// log2(n) >= 6, or quarters 8 and 2 and the radix-2 pass of an odd log2(n) >= 7. `lanes` are
-// the twiddles of the two stages as sixteen lanes (see column_twiddles.h).
+// log2(n) >= 6 on tiles of four blocks of 16, or quarters 8 and 2 and the radix-2 pass of an
+// odd log2(n) >= 7 on tiles of four blocks of 32 in two halves; the blocks of a tile lie n/4
+// apart. `lanes` are the twiddles of the two stages as sixteen lanes (see
+// column_twiddles.h). The tiles go bit-reversed to `to`, divided by n for the inverse.
 template <bool Inverse, bool Odd>
-VOREL_INLINE void last_stages16(float* d, std::size_t n, const float* twiddle_lanes) {
-    float16 t_first[12], t_second[12];
-    for (std::size_t c = 0; c < 12; ++c) {
-        t_first[c] = load<float16>(twiddle_lanes + 16 * c);
-        t_second[c] = load<float16>(twiddle_lanes + 12 * 16 + 16 * c);
-    }
-    for (std::size_t i = 0; i < n; i += 64) {
-        float* p = d + 2 * i;
-        float16 z[8];
-        for (int k = 0; k < 8; ++k) z[k] = load<float16>(p + 16 * k);
-        if constexpr (Odd) {
-            quarter8_stage<Inverse>(z, t_first);
-            quarter2_stage_and_radix2<Inverse>(z, t_second);
-        } else {
-            quarter4_stage<Inverse>(z, t_first);
-            quarter1_stage<Inverse>(z, t_second);
+VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float* twiddle_lanes) {
+    // The even tiles leave the registers to their data; the odd ones run each stage twice and
+    // hold their twiddles (measured faster each way).
+    const TwiddleLanes lanes_first{twiddle_lanes}, lanes_second{twiddle_lanes + 12 * 16};
+    float16 held_first[12], held_second[12];
+    if constexpr (Odd)
+        for (std::size_t c = 0; c < 12; ++c) held_first[c] = lanes_first[c], held_second[c] = lanes_second[c];
+    constexpr std::size_t kBlock = Odd ? 32 : 16, kHalves = Odd ? 2 : 1;
+    // Element where group g (of 16) of half h of tile x starts.
+    const auto group_at = [n](std::size_t x, std::size_t h, std::size_t g) VOREL_INLINE_LAMBDA {
+        const std::size_t block = Odd ? 2 * h + g / 2 : g;
+        return block * (n / 4) + kBlock * x + (Odd ? 16 * (g % 2) : 0);
+    };
+    for (std::size_t x = 0; x < n / (4 * kBlock); ++x) {
+        float16 re[kHalves][4], im[kHalves][4];
+        for (std::size_t h = 0; h < kHalves; ++h) {
+            for (std::size_t g = 0; g < 4; ++g) {
+                const float* p = d + 2 * group_at(x, h, g);
+                re[h][g] = load<float16>(p), im[h][g] = load<float16>(p + 16);
+            }
+            if constexpr (Odd)
+                quarters8_and_2<Inverse>(re[h], im[h], held_first, held_second);
+            else
+                quarters4_and_1<Inverse>(re[h], im[h], lanes_first, lanes_second);
         }
-        for (int k = 0; k < 8; ++k) store(p + 16 * k, z[k]);
+        if constexpr (Odd)
+            store_rows_odd<Inverse>(to, n, x, re, im);
+        else
+            store_rows_even<Inverse>(to, n, x, re[0], im[0]);
     }
 }
 
 // The radix-4 stages of a power of two n >= 16, the first reading `src` as In says, all
-// writing the split layout to d (which may be src), then the radix-2 pass when log2(n) is
-// odd, leaving the bit reversal to follow. `cols` are the column twiddles of n (see
-// column_twiddles.h), `table` the rows of FftTable, read by the last stages, whose quarter
-// is below 4.
-template <bool Inverse, class V, Input In>
-VOREL_INLINE void split_stages(float* d, const float* src, std::size_t n, const float* table, const float* cols) {
-    any_wide_stage<Inverse, V, In>(d, src, n, n, cols);
+// writing the split layout to d, then the radix-2 pass when log2(n) is odd, leaving group 4
+// for the bit reversal; true when the last stages wrote `to` in natural order instead. `cols` are the column twiddles
+// of n (see column_twiddles.h), `table` the rows of FftTable, read by the last stages, whose quarter is below 4.
+template <bool Inverse, class V, Input In, std::size_t G = kLanes<V>>
+VOREL_INLINE bool split_stages(float* d, const float* src, float* to, std::size_t n, const float* table,
+                               const float* cols) {
+    any_wide_stage<Inverse, V, In, G>(d, src, n, n, cols);
     cols += 12 * (n / 4);
-    std::size_t size = n / 4, step = 48;
-    while (size >= 4) {
-        const std::size_t quarter = size / 4;
+    for (std::size_t size = n / 4; size >= 4; size /= 4) {
+        const std::size_t quarter = size / 4, step = 12 * (n / size);
         float4 t[12];
         if (kLanes<V> == 16 && (quarter == 4 || quarter == 8)) {
-            if (quarter == 4)
-                last_stages16<Inverse, false>(d, n, cols + 12 * quarter);
-            else
-                last_stages16<Inverse, true>(d, n, cols + 12 * quarter);
-            return;
+            quarter == 4 ? last_stages16<Inverse, false>(d, to, n, cols + 12 * quarter)
+                         : last_stages16<Inverse, true>(d, to, n, cols + 12 * quarter);
+            return true;
         } else if (quarter >= 4) {
-            any_wide_stage<Inverse, V, Input::split>(d, d, n, size, cols);
+            any_wide_stage<Inverse, V, Input::split, G>(d, d, n, size, cols);
             cols += 12 * quarter;
         } else if (quarter == 2) {
             gather_rows(t, table, 0, step, 0, step);
-            for (std::size_t i = 0; i < n; i += 16) butterflies_of_halves<Inverse>(d + 2 * i, t);
+            for (std::size_t i = 0; i < n; i += 16) butterflies_of_halves<Inverse, G>(d + 2 * i, t);
         } else {
             gather_rows(t, table, 0, 0, 0, 0);
-            for (std::size_t i = 0; i < n; i += 16) butterflies_within_groups<Inverse>(d + 2 * i, t);
+            for (std::size_t i = 0; i < n; i += 16) butterflies_within_groups<Inverse, G>(d + 2 * i, t);
         }
-        step *= 4;
-        size /= 4;
     }
     if (std::countr_zero(n) % 2 == 1)
         for (std::size_t k = 0; k < 2 * n; k += kLanes<V>) store(d + k, radix2(load<V>(d + k)));
+    return false;
 }
 
 // Bit reversal out of the split layout. Index hi * n/4 + mid * 4 + lo (hi, lo of two bits)
@@ -297,7 +368,7 @@ VOREL_INLINE void split_stages(float* d, const float* src, std::size_t n, const 
 constexpr auto kInterleaveHalves = [](std::size_t i, std::size_t) { return (i % 2) * 4 + i / 2; };
 
 template <bool Divide>
-VOREL_INLINE void transpose_block(const float* from, std::size_t row_floats, float8 (&out)[4], float length) {
+VOREL_INLINE void transpose_block(const float* from, std::size_t row_floats, float8 (&out)[4], float scale) {
     // Rows taken in the order 0, 2, 1, 3 make column c of the transpose the output row rev(c).
     float8 r0 = load<float8>(from), r2 = load<float8>(from + row_floats);
     float8 r1 = load<float8>(from + 2 * row_floats), r3 = load<float8>(from + 3 * row_floats);
@@ -305,46 +376,26 @@ VOREL_INLINE void transpose_block(const float* from, std::size_t row_floats, flo
     const float8 col[4] = {r0, r2, r1, r3};
     for (std::size_t r = 0; r < 4; ++r) {
         out[r] = lanes::shuffle<kInterleaveHalves>(col[r], col[r]);
-        if constexpr (Divide) out[r] = out[r] / length;
+        if constexpr (Divide) out[r] = out[r] * scale;
     }
 }
 
 template <bool Divide>
 VOREL_INLINE void bit_reverse_split(const float* from, float* to, std::size_t n) {
     const std::size_t row_floats = n / 2;
-    const float length = static_cast<float>(n);
     const int mid_bits = std::countr_zero(n) - 4;
-    // The four rows of the block that goes to position `at`.
-    const auto store_block = [&](std::uint32_t at, const float8(&rows)[4]) VOREL_INLINE_LAMBDA {
-        for (std::size_t r = 0; r < 4; ++r) store(to + r * row_floats + 8 * at, rows[r]);
-    };
-    if (from != to) {
-        // Out of place every block moves on its own.
-        for (std::uint32_t mid = 0; mid < n / 16; ++mid) {
-            float8 rows[4];
-            transpose_block<Divide>(from + 8 * mid, row_floats, rows, length);
-            store_block(reversed_index(mid, mid_bits), rows);
-        }
-        return;
-    }
-    // In place both blocks of a pair are read before either is written.
     for (std::uint32_t mid = 0; mid < n / 16; ++mid) {
-        const std::uint32_t mid_r = reversed_index(mid, mid_bits);
-        if (mid_r < mid) continue;
-        float8 to_y[4], to_x[4];
-        transpose_block<Divide>(from + 8 * mid, row_floats, to_y, length);
-        if (mid_r != mid) transpose_block<Divide>(from + 8 * mid_r, row_floats, to_x, length);
-        store_block(mid_r, to_y);
-        if (mid_r != mid) store_block(mid, to_x);
+        float8 rows[4];
+        transpose_block<Divide>(from + 8 * mid, row_floats, rows, scale_of(n));
+        for (std::size_t r = 0; r < 4; ++r) store(to + r * row_floats + 8 * reversed_index(mid, mid_bits), rows[r]);
     }
 }
 
-// The whole transform: stages, then the bit reversal from d to `to`.
+// The whole transform: stages in d, then the bit reversal from d to `to`.
 template <bool Inverse, class V, Input In>
 VOREL_INLINE void transform(const float* src, float* d, float* to, std::size_t n, const float* table,
                             const float* cols) {
-    split_stages<Inverse, V, In>(d, src, n, table, cols);
-    bit_reverse_split<Inverse>(d, to, n);
+    if (!split_stages<Inverse, V, In>(d, src, to, n, table, cols)) bit_reverse_split<Inverse>(d, to, n);
 }
 
 }  // namespace vorel::audio::pow2

@@ -30,7 +30,7 @@ VOREL_INLINE void multiply_add(V& acc_re, V& acc_im, V x_re, V x_im, V w_re, V w
 // One radix-4 butterfly on four complex values A, B, C, D given as real and imaginary parts,
 // with the twiddles t[0..11] of one table row (a float or a vector per entry).
 template <bool Inverse, class V, class T>
-VOREL_INLINE void butterfly(V& ar, V& ai, V& br, V& bi, V& cr, V& ci, V& dr, V& di, const T* t) {
+VOREL_INLINE void butterfly(V& ar, V& ai, V& br, V& bi, V& cr, V& ci, V& dr, V& di, const T& t) {
     const V apc_r = ar + cr, apc_i = ai + ci;
     const V bpd_r = br + dr, bpd_i = bi + di;
     const V amc_r = ar - cr, amc_i = ai - ci;

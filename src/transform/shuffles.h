@@ -53,15 +53,4 @@ VOREL_INLINE void transpose4(V& a, V& b, V& c, V& d) {
 template <std::size_t Im>
 constexpr auto kEvery2nd = [](std::size_t i, std::size_t) { return 2 * i + Im; };
 
-// Groups of four real parts then four imaginary parts (the split layout) in a ++ b: lanes of
-// the real (Im 0) or imaginary (Im 1) parts, and back from re and im (Half 0: the first W
-// lanes of the split layout, Half 1: the next W).
-template <std::size_t Im>
-constexpr auto kSplitPart = [](std::size_t i, std::size_t) { return 8 * (i / 4) + 4 * Im + i % 4; };
-template <std::size_t Half>
-constexpr auto kJoinParts = [](std::size_t i, std::size_t w) {
-    const std::size_t f = Half * w + i;  // float f of the split layout
-    return ((f % 8) / 4) * w + 4 * (f / 8) + f % 4;
-};
-
 }  // namespace vorel::audio::lanes

@@ -55,8 +55,8 @@ TEST_P(TransformIsa, PowersOfTwoInPlaceAndBetweenBuffers) {
                 std::vector<float> real(2 * n), shared = x;
                 for (std::size_t k = 0; k < n; ++k) real[2 * k] = x[k];
                 pow2_transform(real.data(), n, table, inv, Isa::scalar);
-                inv ? ifft_pow2_to(shared.data(), shared.data(), n, table, GetParam())
-                    : fft_pow2_real_to(shared.data(), shared.data(), n, table, GetParam());
+                pow2_transform_to(shared.data(), shared.data(), inv ? Pow2Input::interleaved : Pow2Input::real, n,
+                                  table, inv, GetParam());
                 ASSERT_TRUE(same_values(shared, inv ? plain : real)) << "to a buffer, n = " << n << " inverse " << inv;
             }
 }

@@ -30,14 +30,16 @@ inline bool same_values(const std::vector<float>& a, const std::vector<float>& b
 }
 
 // Inputs of 2 n floats that tell a faulty kernel apart: random values; zeros of random sign
-// (a sum started from the wrong operand or a skipped product changes a sign); and random
-// values with infinities and a NaN, which spread to every bin.
+// (a sum started from the wrong operand or a skipped product changes a sign); subnormals,
+// whose sums, products and scaling round in the subnormal range; and random values with
+// infinities and a NaN, which spread to every bin.
 inline std::vector<std::vector<float>> telling_inputs(std::size_t n, unsigned seed) {
-    std::vector<float> x = random_floats(2 * n, seed), zeros = x, special = x;
+    std::vector<float> x = random_floats(2 * n, seed), zeros = x, tiny = x, special = x;
     for (float& z : zeros) z = std::signbit(z) ? -0.0f : 0.0f;
+    for (float& t : tiny) t *= 1e-39f;
     special[2 * (n / 3) + 1] = INFINITY;
     special[2 * (n / 2)] = n > 2 ? NAN : -INFINITY;
-    return {x, zeros, special};
+    return {x, zeros, tiny, special};
 }
 
 // ---- The coefficient rule: angle theta * k in double, rounded to float, then sincosf. ----
