@@ -147,7 +147,7 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
 
     WorkingSet ws;
     const VectorPart comp_part = ws.vector(2 * n), frame_part = ws.vector(2 * n);
-    const VectorPart fft_part = ws.vector(is_pow2(fft_n) ? 0 : 2 * n);
+    const VectorPart fft_part = ws.vector(2 * n);
     const Part<float> acc_part = ws.part<float>(cap), sums_part = ws.part<float>(cap);
     FrameLanes::Parts lane_parts{};
     Part<float> weight_part{}, rows_part{};

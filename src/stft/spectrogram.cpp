@@ -44,8 +44,8 @@ float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& windo
 }
 
 StftScratch StftScratch::declare(WorkingSet& ws, std::size_t n) {
-    // Powers of two transform in place; the mixed-radix path moves through 2 n floats.
-    return {ws.vector(n), ws.vector(2 * n), ws.vector(is_pow2(static_cast<int>(n)) ? 0 : 2 * n)};
+    // Both transform paths move through 2 n floats of scratch.
+    return {ws.vector(n), ws.vector(2 * n), ws.vector(2 * n)};
 }
 
 void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window) {

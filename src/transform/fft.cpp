@@ -36,16 +36,27 @@ void ifft(std::vector<float>& data, int n, const std::vector<float>& table) {
     ifft(data, n, table, scratch);
 }
 
+namespace {
+
+// 2 n floats at least; a working set declares them whole, so a run of frames allocates nothing.
+void ensure_size(std::vector<float>& buffer, std::size_t n) {
+    if (buffer.size() < 2 * n) buffer.resize(2 * n);
+}
+
+}  // namespace
+
 void fft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch) {
+    ensure_size(scratch, static_cast<std::size_t>(n));
     if (is_pow2(n))
-        fft_pow2(data, n, table);
+        pow2_transform(data.data(), static_cast<std::size_t>(n), table, false, simd::best_isa(), scratch.data());
     else
         fft_general(data, n, table, scratch);
 }
 
 void ifft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch) {
+    ensure_size(scratch, static_cast<std::size_t>(n));
     if (is_pow2(n)) {
-        ifft_pow2(data, n, table);
+        pow2_transform(data.data(), static_cast<std::size_t>(n), table, true, simd::best_isa(), scratch.data());
     } else {
         fft_general(data, n, table, scratch);
         divide_by_length(data.data(), static_cast<std::size_t>(n));
@@ -65,8 +76,9 @@ void divide_by_length(float* data, std::size_t n) {
 
 // ---- Powers of two ----
 
-void pow2_transform(float* d, std::size_t n, const std::vector<float>& table, bool inverse, Isa isa) {
-    if (n >= 16 && isa != Isa::scalar) return pow2_transform_to(d, d, Pow2Input::interleaved, n, table, inverse, isa);
+void pow2_transform(float* d, std::size_t n, const std::vector<float>& table, bool inverse, Isa isa, float* scratch) {
+    if (n >= 16 && isa != Isa::scalar)
+        return pow2_transform_to(d, d, Pow2Input::interleaved, n, table, inverse, isa, scratch);
     if (inverse)
         pow2_stages<true, float>(d, kInterleaved, n, table.data());
     else
@@ -150,10 +162,6 @@ void mixed_radix_build(float* data, float* tmp, std::size_t n, const float* tabl
 using MixedRadixFn = void (*)(float*, float*, std::size_t, const float*);
 // The SSE2 level is the baseline of every x86-64 build, so its entry needs no attribute.
 constexpr simd::IsaBuilds<MixedRadixFn> kMixedRadix{mixed_radix_build<false>, mixed_radix_build<true>};
-
-void ensure_size(std::vector<float>& buffer, std::size_t n) {
-    if (buffer.size() < 2 * n) buffer.resize(2 * n);
-}
 
 }  // namespace
 

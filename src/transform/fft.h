@@ -36,9 +36,10 @@ void ifft_pow2(std::vector<float>& data, int n, const std::vector<float>& table)
 
 // In place on 2 n interleaved floats, forward or inverse (then divided by n), at an
 // instruction-set level: scalar is the plain template at width 1 on the interleaved buffer,
-// the others take n >= 16 through scratch in the split layout with butterflies in vector lanes.
+// the others take n >= 16 through 2 n floats of scratch (as pow2_transform_to) in the split
+// layout with butterflies in vector lanes.
 void pow2_transform(float* d, std::size_t n, const std::vector<float>& table, bool inverse,
-                    simd::Isa isa = simd::best_isa());
+                    simd::Isa isa = simd::best_isa(), float* scratch = nullptr);
 
 // One column of radix-4 butterflies, i = start, start + size, ... below n, with the 12
 // twiddle floats at table_pos.

@@ -84,8 +84,8 @@ void with_scratch(std::size_t n, Work&& work) {
 
 // The split layout from n = 16 on, else the plain path on a copy.
 void pow2_transform_to(float* dst, const float* src, Pow2Input input, std::size_t n, const std::vector<float>& table,
-                       bool inverse, Isa isa) {
-    with_scratch(n, [&](float* d) {
+                       bool inverse, Isa isa, float* scratch) {
+    const auto work = [&](float* d) {
         if (n >= 16 && isa != Isa::scalar) return pow2_split_transform(src, input, d, dst, n, table, inverse, isa);
         for (std::size_t k = 0; k < n; ++k) {
             d[2 * k] = input == Pow2Input::real ? src[k] : src[2 * k];
@@ -93,7 +93,11 @@ void pow2_transform_to(float* dst, const float* src, Pow2Input input, std::size_
         }
         pow2_transform(d, n, table, inverse, Isa::scalar);
         std::copy(d, d + 2 * n, dst);
-    });
+    };
+    if (scratch != nullptr)
+        work(scratch);
+    else
+        with_scratch(n, work);
 }
 
 }  // namespace vorel::audio
