@@ -28,20 +28,23 @@ VOREL_INLINE V powf_half_by_sqrt(V v, typename LaneTypes<kLanes<V>>::I& special)
     using T = LaneTypes<W>;
     using F = typename T::F;
     using I = typename T::I;
+    using U = typename T::U;
     const F x = to_lanes(v);
     const F f = to_lanes(simd::sqrt(v));
     const F r = fused(-f, f, x);
-    const F gap = f - bits<F>(bits<I>(f) - 1);
-    const F abs_r = bits<F>(bits<I>(r) & 0x7fffffff);
-    // NaN fails every comparison: (x < inf) is false for NaN and +inf, both special.
+    // Bit arithmetic in unsigned lanes: it wraps where a lane is special anyway (-0, NaN).
+    const F gap = f - bits<F>(bits<U>(f) - 1u);
+    const F abs_r = bits<F>(bits<U>(r) & 0x7fffffffu);
     // Bases from 2^-100 up to the largest float, as one unsigned range test (negative bases,
     // -0 included, +inf and NaN fall outside); +0 (the bits) gives +0 either way.
-    const typename T::U hx = bits<typename T::U>(x);
+    const U hx = bits<U>(x);
     const I in_range = hx - 0x0d800000u < 0x7f800000u - 0x0d800000u;
     const I zero = hx == 0u;
-    // Both sides are non-negative (or NaN where x is 0), so their bit patterns order as they
-    // do; GCC keeps an integer comparison in vectors where it splits a float one into lanes.
-    const I near_midpoint = less(bits<I>(splat<F>(0.996f) * (gap * f)), bits<I>(abs_r));
+    // In range, both sides are non-negative floats, whose bit patterns order as they do and
+    // differ by less than 2^31: the sign of the difference is the comparison. (GCC keeps this in
+    // vectors where it splits a float comparison into lanes.)
+    const U limit = bits<U>(splat<F>(0.996f) * (gap * f));
+    const I near_midpoint = bits<I>(limit - bits<U>(abs_r)) >> 31;
     special = ~zero & (~in_range | near_midpoint);
     return from_lanes<V>(f);
 }
