@@ -79,7 +79,7 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
             math::sincosf_lanes(a, s, c, special);
             if (math::any(special))
                 for (std::size_t l = 0; l < W; ++l)
-                    if (special[l]) sincosf(a[l], &s[l], &c[l]);
+                    if (special[l]) math::sincosf_lane(a, s, c, l);
             math::merge_pairs(phase + 2 * i, c, s);
         } else {
             simd::store(phase + i, a);

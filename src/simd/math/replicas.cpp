@@ -100,7 +100,7 @@ VOREL_INLINE void map_sincos(float* sin_dst, float* cos_dst, const float* src, s
         sincosf_lanes(x, s, c, special);
         if (any(special)) {
             for (std::size_t l = 0; l < W; ++l)
-                if (special[l]) sincosf(x[l], &s[l], &c[l]);
+                if (special[l]) sincosf_lane(x, s, c, l);
         }
         store(sin_dst + i, s);
         store(cos_dst + i, c);

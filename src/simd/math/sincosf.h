@@ -4,6 +4,7 @@
 // evaluated with the fused steps of that variant, and the quadrant swaps and negates them.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 #include "simd/math/lanes.h"
@@ -63,6 +64,15 @@ VOREL_INLINE void sincosf_lanes(V v, V& sin_out, V& cos_out, typename LaneTypes<
     const I odd = -(n & 1);
     sin_out = from_lanes<V>(select(tiny, x, select(odd, fc, fs)));
     cos_out = from_lanes<V>(select(tiny, splat<F>(1.0f), select(odd, fs, fc)));
+}
+
+// Lane l of sin_out and cos_out from the scalar sincosf, for the lanes marked special.
+template <class V>
+VOREL_INLINE void sincosf_lane(V x, V& sin_out, V& cos_out, std::size_t l) {
+    float s, c;
+    sincosf(x[l], &s, &c);
+    sin_out[l] = s;
+    cos_out[l] = c;
 }
 
 }  // namespace vorel::audio::simd::math
