@@ -72,15 +72,6 @@ VOREL_INLINE bool any(M mask) {
     constexpr std::size_t w = sizeof(M) / sizeof(mask[0]);
     if constexpr (w == 1) {
         return mask[0] != 0;
-#if !defined(__clang__)
-    } else if constexpr (sizeof(mask[0]) == 4 && w == 16) {
-        // 16 lanes run only at the AVX-512 level: one test into a mask register.
-        return __builtin_ia32_ptestmd512(mask, mask, 0xffff) != 0;
-    } else if constexpr (sizeof(mask[0]) == 4 && w == 8) {
-        return __builtin_ia32_movmskps256(reinterpret_cast<typename LaneTypes<8>::F>(mask)) != 0;
-    } else if constexpr (sizeof(mask[0]) == 4 && w == 4) {
-        return __builtin_ia32_movmskps(reinterpret_cast<typename LaneTypes<4>::F>(mask)) != 0;
-#endif
     } else if constexpr (sizeof(mask[0]) == 4) {
         // Folding halves keeps this a few vector instructions instead of a lane loop.
         using Half = typename LaneTypes<w / 2>::I;
