@@ -159,16 +159,16 @@ def complex_along(X, axis, name="X", core_ndim=1):
     return complex_array(moved, name), ax
 
 
-def per_item(array, core_ndim, out_shape, fn):
+def per_item(array, core_ndim, out_shape, fn, zeroed=True):
     """Runs fn(item, out) on every item of the trailing core_ndim dimensions of a contiguous array.
 
-    The float32 output is allocated once, zeroed, with the leading (batch) shape in front of
-    out_shape; fn receives contiguous views of the input and into the output, so nothing is copied
-    or stacked per item.
+    The float32 output is allocated once (zeroed, unless the caller says fn writes every float of
+    it), with the leading (batch) shape in front of out_shape; fn receives contiguous views of the
+    input and into the output, so nothing is copied or stacked per item.
     """
     lead = array.shape[:array.ndim - core_ndim]
     items = int(np.prod(lead, dtype=np.int64))
-    out = np.zeros(lead + out_shape, dtype=np.float32)
+    out = (np.zeros if zeroed else np.empty)(lead + out_shape, dtype=np.float32)
     flat = array.reshape((items,) + array.shape[array.ndim - core_ndim:])
     flat_out = out.reshape((items,) + out_shape)
     for i in range(items):

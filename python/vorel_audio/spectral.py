@@ -156,7 +156,7 @@ def spectrogram(x, n_fft=400, hop_length=None, win_length=None, window="hann", c
     # The library writes every column, so the output is not zeroed first (a pass over the whole
     # spectrum), except without centring beyond 2**24 samples, where the count may end early.
     written = c != _options.CENTER["none"] or sample_n <= 1 << 24
-    out = _per_signal(a, (freq_n, frames, 2), one, written)
+    out = per_item(a, 1, (freq_n, frames, 2), one, zeroed=not written)
     result = as_complex(out) if p == 0.0 else np.ascontiguousarray(out[..., 0])
     return from_last(result, ax, 2)
 
@@ -190,21 +190,7 @@ def inverse_spectrogram(S, hop_length=None, win_length=None, window="hann", cent
                  win_n, win, out_n, c, nt,
                  shown=f"frames={frame_n}, freq={freq_n}, hop_length={hop}, win_length={win_n}")
     # Up to the default length every sample is written; a longer one is zero beyond the signal.
-    return from_last(_per_signal(src, (out_n,), one, out_n <= n, core_ndim=3), ax, 1)
-
-
-def _per_signal(array, out_shape, fn, written, core_ndim=1):
-    """per_item, into an output left unzeroed when fn writes every float of it."""
-    if not written:
-        return per_item(array, core_ndim, out_shape, fn)
-    lead = array.shape[:array.ndim - core_ndim]
-    items = int(np.prod(lead, dtype=np.int64))
-    out = np.empty(lead + out_shape, dtype=np.float32)
-    flat = array.reshape((items,) + array.shape[array.ndim - core_ndim:])
-    flat_out = out.reshape((items,) + out_shape)
-    for i in range(items):
-        fn(flat[i], flat_out[i])
-    return out
+    return from_last(per_item(src, 3, (out_n,), one, zeroed=out_n > n), ax, 1)
 
 
 def complex_norm(X, power=1.0, out=None):
