@@ -132,11 +132,6 @@ void complex_norm_1d(std::vector<float>& dst, const std::vector<float>& src, flo
     complex_norm_array(dst.data(), src.data(), dst.size(), power);
 }
 
-void complex_norm_prepare() {
-    (void)simd::math::replica_isa(simd::math::LibmFn::powf);
-    (void)simd::math::powf_one_is_identity();
-}
-
 void complex_norm_1d(std::vector<float>& comp, float power) { complex_norm_pairs(comp.data(), comp.size() / 2, power); }
 
 }  // namespace vorel::audio

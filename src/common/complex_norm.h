@@ -32,8 +32,4 @@ void complex_norm_1d(std::vector<float>& dst, const std::vector<float>& src, flo
 // In place over an interleaved spectrum: each pair becomes (norm, +0.0).
 void complex_norm_1d(std::vector<float>& comp, float power);
 
-// Runs now the first-use checks the norms rely on (the powf replica's guard, the power-2
-// shortcut's check), so that the first call's norms do not wait on them.
-void complex_norm_prepare();
-
 }  // namespace vorel::audio

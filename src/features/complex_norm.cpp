@@ -23,6 +23,17 @@ namespace {
 using simd::Isa;
 namespace math = simd::math;
 
+// atan2f(im, re) per lane by the replica; the lanes it marks special by atan2f itself.
+template <class V>
+VOREL_INLINE V angle_lanes(V re, V im) {
+    typename math::LaneTypes<simd::kLanes<V>>::I special;
+    V a = math::atan2f_lanes(im, re, special);
+    if (math::any(special))
+        for (std::size_t l = 0; l < simd::kLanes<V>; ++l)
+            if (special[l]) a[l] = atan2f(im[l], re[l]);
+    return a;
+}
+
 template <class V>
 VOREL_INLINE void angles(float* phase, const float* src, std::size_t n) {
     constexpr std::size_t W = simd::kLanes<V>;
@@ -30,12 +41,7 @@ VOREL_INLINE void angles(float* phase, const float* src, std::size_t n) {
     for (; i + W <= n; i += W) {
         V re, im;
         math::split_pairs(src + 2 * i, re, im);
-        typename math::LaneTypes<W>::I special;
-        V a = math::atan2f_lanes(im, re, special);
-        if (math::any(special))
-            for (std::size_t l = 0; l < W; ++l)
-                if (special[l]) a[l] = atan2f(im[l], re[l]);
-        simd::store(phase + i, a);
+        simd::store(phase + i, angle_lanes(re, im));
     }
     for (; i < n; ++i) phase[i] = atan2f(src[2 * i + 1], src[2 * i]);
 }
@@ -70,10 +76,7 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
                     if (special[l]) r[l] = powf(sq[l], exponent);
             simd::store(mag + i, r);
         }
-        V a = math::atan2f_lanes(im, re, special);
-        if (math::any(special))
-            for (std::size_t l = 0; l < W; ++l)
-                if (special[l]) a[l] = atan2f(im[l], re[l]);
+        const V a = angle_lanes(re, im);
         if constexpr (kPhasor) {
             V s, c;
             math::sincosf_lanes(a, s, c, special);

@@ -181,7 +181,6 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
     const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
     const MelMatrix& fb = MFBTable::instance().ref_table(static_cast<int>(bins), f_min, f_max, mel_n, sample_rate,
                                                          mel_norm, mel_formula != VOREL_AUDIO_MEL_FORMULA_SLANEY);
-    complex_norm_prepare();
     ws.allocate();
     std::vector<float>&seg = ws[one.seg], &comp = ws[one.comp], &scratch = ws[one.fft];
     std::vector<float>&magnitude = ws[magnitude_part], &band = ws[band_part];

@@ -118,7 +118,6 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
     ws.require_fits();
     const std::vector<float>& fft_table = FftTable::instance().ref_table(fft_n);
     const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
-    if (power > 0.0f) complex_norm_prepare();
     ws.allocate();
     std::optional<SpectrumLanes> lanes;
     if (split.lanes()) lanes.emplace(ws, lane_parts, fft_n, fft_table, window, norm_type, isa);

@@ -7,9 +7,6 @@
 // random complex values) need powf itself.
 #pragma once
 
-#include <cstddef>
-
-#include "simd/isa.h"
 #include "simd/math/lanes.h"
 
 namespace vorel::audio::simd::math {
@@ -55,8 +52,8 @@ VOREL_INLINE V powf_half_by_sqrt(V v, typename LaneTypes<kLanes<V>>::I& special)
 // fails every guard.
 bool powf_half_is_sqrt();
 
-// dst[i] = powf(src[i], 0.5f) through the shortcut built for `isa` (Isa::scalar, sse2: plain
-// calls), whatever the check says; for the checker and the tests.
-void powf_half_array(Isa isa, float* dst, const float* src, std::size_t n);
+// 0.5f as a value the compiler cannot see: GCC's vectorizer turns a loop of powf(x, 0.5f) into
+// square roots (even without fast-math), which differ from powf at -0, -inf and near midpoints.
+float half_exponent();
 
 }  // namespace vorel::audio::simd::math

@@ -15,6 +15,7 @@
 #include "simd/math/log10f.h"
 #include "simd/math/log1pf.h"
 #include "simd/math/powf.h"
+#include "simd/math/powf_half.h"
 #include "simd/math/sincosf.h"
 
 namespace vorel::audio::simd::math {
@@ -42,6 +43,15 @@ struct Powf {
     template <class V>
     VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
         return powf_lanes(x, y, special);
+    }
+    float scalar(float x) const { return powf(x, y); }
+};
+// powf(x, 0.5f) by the square-root rule; y is 0.5 read through a volatile (see half_exponent).
+struct PowfHalf {
+    float y;
+    template <class V>
+    VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
+        return powf_half_by_sqrt(x, special);
     }
     float scalar(float x) const { return powf(x, y); }
 };
@@ -151,6 +161,12 @@ VOREL_TARGET_AVX2 void powf_avx2(float* d, const float* s, std::size_t n, float 
 VOREL_TARGET_AVX512 void powf_avx512(float* d, const float* s, std::size_t n, float y) {
     map_lanes<float16>(d, s, n, Powf{y});
 }
+VOREL_TARGET_AVX2 void powf_half_avx2(float* d, const float* s, std::size_t n, float y) {
+    map_lanes<float8>(d, s, n, PowfHalf{y});
+}
+VOREL_TARGET_AVX512 void powf_half_avx512(float* d, const float* s, std::size_t n, float y) {
+    map_lanes<float16>(d, s, n, PowfHalf{y});
+}
 VOREL_TARGET_SSE2 void atan2f_sse2(float* d, const float* y, const float* x, std::size_t n) {
     map_atan2<float4>(d, y, x, n);
 }
@@ -170,6 +186,8 @@ VOREL_TARGET_AVX512 void sincosf_avx512(float* s, float* c, const float* x, std:
 const IsaBuilds<Unary> kLog10f{plain<Log10f>, nullptr, log10f_avx2, log10f_avx512};
 const IsaBuilds<Unary> kLog1pf{plain<Log1pf>, log1pf_sse2, log1pf_avx2, log1pf_avx512};
 const IsaBuilds<Power> kPowf{plain_powf, nullptr, powf_avx2, powf_avx512};
+// The square-root rule needs FMA for its exact residual.
+const IsaBuilds<Power> kPowfHalf{plain_powf, nullptr, powf_half_avx2, powf_half_avx512};
 const IsaBuilds<Binary> kAtan2f{plain_atan2f, atan2f_sse2, atan2f_avx2, atan2f_avx512};
 const IsaBuilds<Pair> kSincosf{plain_sincosf, nullptr, sincosf_avx2, sincosf_avx512};
 
@@ -401,6 +419,9 @@ void force_guard_failure(bool on) { g_forced_failure.store(on, std::memory_order
 
 void log10f_array(Isa isa, float* dst, const float* src, std::size_t n) { kLog10f(isa)(dst, src, n); }
 void log1pf_array(Isa isa, float* dst, const float* src, std::size_t n) { kLog1pf(isa)(dst, src, n); }
+void powf_half_array(Isa isa, float* dst, const float* src, std::size_t n) {
+    kPowfHalf(isa)(dst, src, n, half_exponent());
+}
 void powf_array(Isa isa, float* dst, const float* src, std::size_t n, float y) {
     if (!powf_exponent_in_range(y)) isa = Isa::scalar;
     kPowf(isa)(dst, src, n, y);
