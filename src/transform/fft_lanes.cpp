@@ -72,48 +72,82 @@ VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, co
 // When the check fails the caller runs the plain transform.
 enum class Short { complex_in, real_in, real_out };
 
-template <class V, std::size_t Q, Short M>
+// A step with any radix: output x of each block sums its q terms one after another, reading
+// the twiddles from the table; the output goes to another buffer.
+template <class V, Short M>
 VOREL_INLINE void combine_short(const float* in, float* out, std::size_t n, std::size_t q, std::size_t len,
                                 const float* table, std::size_t x_end) {
-    if constexpr (Q > 0) q = Q;
     const std::size_t size = q * len, blocks = n / size, c = n / size;
-    const auto next_exponent = [size](std::size_t e, std::size_t x)
-                                   VOREL_INLINE_LAMBDA { return e + x >= size ? e + x - size : e + x; };
-    constexpr std::size_t kHeld = Q > 0 ? Q : 1;
     const V zero{};
-    for (std::size_t r = 0, x = 0; r < q && x < x_end; ++r) {
-        for (std::size_t s = 0; s < len && x < x_end; ++s, ++x) {
-            [[maybe_unused]] V w_re[kHeld], w_im[kHeld];
-            if constexpr (Q > 0) {
-                for (std::size_t t = 1, e = x; t < Q; ++t, e = next_exponent(e, x)) {
-                    w_re[t] = simd::broadcast<V>(table[2 * c * e]);
-                    w_im[t] = simd::broadcast<V>(table[2 * c * e + 1]);
+    for (std::size_t x = 0; x < size && x < x_end; ++x) {
+        const std::size_t s = x % len;
+        for (std::size_t b = 0; b < blocks; ++b) {
+            const float* p0 = in + kLaneStride * (b * size + s);
+            V re = zero + simd::load<V>(p0);
+            V im = zero;
+            if constexpr (M == Short::complex_in) im = zero + simd::load<V>(p0 + kFrameLanes);
+            for (std::size_t t = 1, e = x; t < q; ++t, e = e + x >= size ? e + x - size : e + x) {
+                const V wr = simd::broadcast<V>(table[2 * c * e]), wi = simd::broadcast<V>(table[2 * c * e + 1]);
+                const float* p = in + kLaneStride * (b * size + t * len + s);
+                const V x_re = simd::load<V>(p);
+                if constexpr (M == Short::real_in) {
+                    re = re + x_re * wr;
+                    im = im + x_re * wi;
+                } else if constexpr (M == Short::real_out) {
+                    re = re + (x_re * wr - simd::load<V>(p + kFrameLanes) * wi);
+                } else {
+                    multiply_add(re, im, x_re, simd::load<V>(p + kFrameLanes), wr, wi);
                 }
             }
-            for (std::size_t b = 0; b < blocks; ++b) {
-                const float* p0 = in + kLaneStride * (b * size + s);
-                V re = zero + simd::load<V>(p0);
+            float* o = out + kLaneStride * (b * size + x);
+            simd::store(o, re);
+            if constexpr (M != Short::real_out) simd::store(o + kFrameLanes, im);
+        }
+    }
+}
+
+// The same sums for a small radix Q, in place: the Q inputs t len + s of a block are exactly the
+// positions of its Q outputs r len + s, so each group of Q is read whole into registers before
+// any of its outputs is stored. Every input element is read once per step, and one lane buffer
+// serves all such steps.
+template <class V, std::size_t Q, Short M>
+VOREL_INLINE void combine_in_place(float* d, std::size_t n, std::size_t len, const float* table, std::size_t x_end) {
+    const std::size_t size = Q * len, blocks = n / size, c = n / size;
+    const V zero{};
+    for (std::size_t s = 0; s < len && s < x_end; ++s) {
+        // Outputs r len + s for r below `rows` are read by someone.
+        std::size_t rows = 0;
+        while (rows < Q && rows * len + s < x_end) ++rows;
+        V w_re[Q][Q], w_im[Q][Q];
+        for (std::size_t r = 0; r < rows; ++r) {
+            const std::size_t x = r * len + s;
+            for (std::size_t t = 1, e = x; t < Q; ++t, e = e + x >= size ? e + x - size : e + x) {
+                w_re[r][t] = simd::broadcast<V>(table[2 * c * e]);
+                w_im[r][t] = simd::broadcast<V>(table[2 * c * e + 1]);
+            }
+        }
+        for (std::size_t b = 0; b < blocks; ++b) {
+            float* const base = d + kLaneStride * (b * size + s);
+            V x_re[Q], x_im[Q];
+            for (std::size_t t = 0; t < Q; ++t) {
+                x_re[t] = simd::load<V>(base + kLaneStride * t * len);
+                if constexpr (M != Short::real_in) x_im[t] = simd::load<V>(base + kLaneStride * t * len + kFrameLanes);
+            }
+            for (std::size_t r = 0; r < rows; ++r) {
+                V re = zero + x_re[0];
                 V im = zero;
-                if constexpr (M == Short::complex_in) im = zero + simd::load<V>(p0 + kFrameLanes);
-                for (std::size_t t = 1, e = x; t < q; ++t, e = next_exponent(e, x)) {
-                    V wr, wi;
-                    if constexpr (Q > 0) {
-                        wr = w_re[t], wi = w_im[t];
-                    } else {
-                        wr = simd::broadcast<V>(table[2 * c * e]), wi = simd::broadcast<V>(table[2 * c * e + 1]);
-                    }
-                    const float* p = in + kLaneStride * (b * size + t * len + s);
-                    const V x_re = simd::load<V>(p);
+                if constexpr (M == Short::complex_in) im = zero + x_im[0];
+                for (std::size_t t = 1; t < Q; ++t) {
                     if constexpr (M == Short::real_in) {
-                        re = re + x_re * wr;
-                        im = im + x_re * wi;
+                        re = re + x_re[t] * w_re[r][t];
+                        im = im + x_re[t] * w_im[r][t];
                     } else if constexpr (M == Short::real_out) {
-                        re = re + (x_re * wr - simd::load<V>(p + kFrameLanes) * wi);
+                        re = re + (x_re[t] * w_re[r][t] - x_im[t] * w_im[r][t]);
                     } else {
-                        multiply_add(re, im, x_re, simd::load<V>(p + kFrameLanes), wr, wi);
+                        multiply_add(re, im, x_re[t], x_im[t], w_re[r][t], w_im[r][t]);
                     }
                 }
-                float* o = out + kLaneStride * (b * size + x);
+                float* o = base + kLaneStride * r * len;
                 simd::store(o, re);
                 if constexpr (M != Short::real_out) simd::store(o + kFrameLanes, im);
             }
@@ -121,15 +155,17 @@ VOREL_INLINE void combine_short(const float* in, float* out, std::size_t n, std:
     }
 }
 
+// One step of the short form: the small radices in place, any other into `spare`. Returns the
+// buffer holding the step's output.
 template <class V, Short M>
-VOREL_INLINE void combine_short_any(const float* in, float* out, std::size_t n, std::size_t q, std::size_t len,
-                                    const float* table, std::size_t x_end) {
+VOREL_INLINE float* short_step(float* cur, float* spare, std::size_t n, std::size_t q, std::size_t len,
+                               const float* table, std::size_t x_end) {
     switch (q) {
-        case 2: return combine_short<V, 2, M>(in, out, n, q, len, table, x_end);
-        case 3: return combine_short<V, 3, M>(in, out, n, q, len, table, x_end);
-        case 5: return combine_short<V, 5, M>(in, out, n, q, len, table, x_end);
-        case 7: return combine_short<V, 7, M>(in, out, n, q, len, table, x_end);
-        default: return combine_short<V, 0, M>(in, out, n, q, len, table, x_end);
+        case 2: combine_in_place<V, 2, M>(cur, n, len, table, x_end); return cur;
+        case 3: combine_in_place<V, 3, M>(cur, n, len, table, x_end); return cur;
+        case 5: combine_in_place<V, 5, M>(cur, n, len, table, x_end); return cur;
+        case 7: combine_in_place<V, 7, M>(cur, n, len, table, x_end); return cur;
+        default: combine_short<V, M>(cur, spare, n, q, len, table, x_end); return spare;
     }
 }
 
@@ -156,32 +192,34 @@ VOREL_INLINE bool all_finite(const float* data, std::size_t count) {
 template <class V, bool Inverse>
 VOREL_INLINE float* short_lanes(float* data, float* spare, std::size_t n, const float* table) {
     if (is_pow2(static_cast<int>(n))) return transform_lanes<V>(data, spare, n, table, Inverse);
-    bool leaf = true, finite = true;
-    float* result = mixed_radix_steps(
-        data, spare, n, [&](float* in, float* out, std::size_t q, std::size_t len) VOREL_INLINE_LAMBDA {
-            const bool last = q * len == n;
-            if constexpr (Inverse) {
-                if (last) finite = all_finite<V>(in, n);
-                if (!finite) return;
-                last ? combine_short_any<V, Short::real_out>(in, out, n, q, len, table, n)
-                     : combine_short_any<V, Short::complex_in>(in, out, n, q, len, table, q * len);
-            } else {
-                const std::size_t x_end = last ? n / 2 + 1 : q * len;
-                leaf ? combine_short_any<V, Short::real_in>(in, out, n, q, len, table, x_end)
-                     : combine_short_any<V, Short::complex_in>(in, out, n, q, len, table, x_end);
-            }
-            leaf = false;
-        });
+    FactorList factors;
+    std::size_t factor_n = mixed_radix_factors(n, factors), blocks = 1;
+    for (std::size_t j = 0; j < factor_n; ++j) blocks *= factors[j];
+    float* cur = data;
+    // The leaves (len 1), then one step per factor, the last found first.
+    for (std::size_t q = n / blocks, len = 1;; len *= q, q = factors[--factor_n]) {
+        const bool last = q * len == n, leaf = len == 1;
+        float* other = cur == data ? spare : data;
+        if constexpr (Inverse) {
+            if (last && !all_finite<V>(cur, n)) return nullptr;
+            cur = last ? short_step<V, Short::real_out>(cur, other, n, q, len, table, n)
+                       : short_step<V, Short::complex_in>(cur, other, n, q, len, table, n);
+        } else {
+            const std::size_t x_end = last ? n / 2 + 1 : n;
+            cur = leaf ? short_step<V, Short::real_in>(cur, other, n, q, len, table, x_end)
+                       : short_step<V, Short::complex_in>(cur, other, n, q, len, table, x_end);
+        }
+        if (last) break;
+    }
     if constexpr (Inverse) {
-        if (!finite) return nullptr;
         const V length = simd::broadcast<V>(static_cast<float>(n));
         for (std::size_t k = 0; k < n; ++k) {
-            float* p = result + kLaneStride * k;
+            float* p = cur + kLaneStride * k;
             simd::store(p, simd::load<V>(p) / length);
         }
-        return result;
+        return cur;
     } else {
-        return all_finite<V>(result, n / 2 + 1) ? result : nullptr;
+        return all_finite<V>(cur, n / 2 + 1) ? cur : nullptr;
     }
 }
 
