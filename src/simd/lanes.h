@@ -50,6 +50,25 @@ VOREL_INLINE void transpose4(float4& a, float4& b, float4& c, float4& d) {
     d = __builtin_shufflevector(ab_hi, cd_hi, 2, 3, 6, 7);
 }
 
+// Eight rows of eight floats become columns: afterwards r[j] holds element j of each input.
+// Pairs interleaved, then pairs of pairs, then the 128-bit halves exchanged.
+VOREL_INLINE void transpose8(float8 (&r)[8]) {
+    float8 t[8], u[8];
+    for (std::size_t i = 0; i < 8; i += 2) {
+        t[i] = __builtin_shufflevector(r[i], r[i + 1], 0, 8, 1, 9, 4, 12, 5, 13);
+        t[i + 1] = __builtin_shufflevector(r[i], r[i + 1], 2, 10, 3, 11, 6, 14, 7, 15);
+    }
+    for (std::size_t i = 0; i < 8; i += 4)
+        for (std::size_t h = 0; h < 2; ++h) {
+            u[i + 2 * h] = __builtin_shufflevector(t[i + h], t[i + 2 + h], 0, 1, 8, 9, 4, 5, 12, 13);
+            u[i + 2 * h + 1] = __builtin_shufflevector(t[i + h], t[i + 2 + h], 2, 3, 10, 11, 6, 7, 14, 15);
+        }
+    for (std::size_t j = 0; j < 4; ++j) {
+        r[j] = __builtin_shufflevector(u[j], u[4 + j], 0, 1, 2, 3, 8, 9, 10, 11);
+        r[4 + j] = __builtin_shufflevector(u[j], u[4 + j], 4, 5, 6, 7, 12, 13, 14, 15);
+    }
+}
+
 // Four lanes of real parts and four of imaginary parts as (re, im) pairs at cell[0..7].
 VOREL_INLINE void store_interleaved(float* cell, float4 re, float4 im) {
     store(cell, float4(__builtin_shufflevector(re, im, 0, 4, 1, 5)));

@@ -1,7 +1,11 @@
 // Frames into lanes, the lane transform, and the norm scaling of the kept bins.
 #include "stft/spectrum_lanes.h"
 
+#include <algorithm>
+
+#include "simd/isa.h"
 #include "simd/lanes.h"
+#include "simd/vec.h"
 #include "stft/framing.h"
 #include "stft/spectrogram.h"
 #include "transform/fft.h"
@@ -9,7 +13,7 @@
 
 namespace vorel::audio {
 
-static_assert(kFrameLanes % 4 == 0, "frames are loaded in groups of four");
+static_assert(kFrameLanes % 8 == 0, "frames are loaded in groups of four or eight");
 
 SpectrumLanes::Parts SpectrumLanes::declare(WorkingSet& ws, std::size_t n) {
     Parts parts{FrameLanes::declare(ws, n), ws.part<std::uint32_t>(n), ws.part<float>(n), {}};
@@ -25,14 +29,14 @@ SpectrumLanes::SpectrumLanes(WorkingSet& ws, const Parts& parts, int fft_n, cons
       lanes_(ws, parts.lanes, n_, fft_table, isa),
       element_(ws[parts.element]),
       weight_(ws[parts.weight]),
-      factors_(place_window(ws[parts.weight], n_, window)) {
+      factors_(place_window(ws[parts.weight], n_, window)),
+      isa_(isa) {
     std::uint32_t* element = ws[parts.element];
     for (std::size_t j = 0; j < n_; ++j) element[lanes_.plan().in_pos[j]] = static_cast<std::uint32_t>(j);
     for (std::size_t l = 0; l < kFrameLanes; ++l) segs_[l] = &ws[parts.segs[l]];
 }
 
 void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int center, int64_t first) {
-    using simd::float4;
     const float* frames[kFrameLanes];
     for (std::size_t l = 0; l < kFrameLanes; ++l) {
         const int64_t pos = (first + static_cast<int64_t>(l)) * hop_n;
@@ -42,6 +46,11 @@ void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int cen
             frames[l] = segs_[l]->data();
         }
     }
+    // The samples that the group after next reaches beyond the next one, asked for while this
+    // group computes: eight frames apart, the hardware's own prefetching finds them late.
+    const int64_t ahead_lo = std::clamp<int64_t>((first + 2 * kFrameLanes - 1) * hop_n + n_, 0, sample_n);
+    const int64_t ahead_hi = std::clamp<int64_t>((first + 3 * kFrameLanes - 1) * hop_n + n_, 0, sample_n);
+    for (int64_t i = ahead_lo; i < ahead_hi; i += 16) __builtin_prefetch(src + i);
     // The short form of a mixed-radix length reads no imaginary part. It is exact while
     // everything stays finite; otherwise the full transform runs on a fresh load.
     load(frames, is_pow2(static_cast<int>(n_)));
@@ -56,39 +65,73 @@ void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int cen
     }
 }
 
-void SpectrumLanes::load(const float* const* frames, bool imaginary) {
-    using simd::float4;
-    // The windowed real input of the transform, each sample stored to the lane element where
-    // the transform's first step wants it. Samples outside the window are 0, not multiplied.
-    // Locals, since the stores through float pointers could otherwise alias the members.
-    float* const data = lanes_.in(0);
-    const std::uint32_t* const elements = element_;
-    const float* const weight = weight_;
-    const std::size_t begin = factors_.begin, end = factors_.end;
-    const auto element = [data, elements](std::size_t i) { return data + kLaneStride * elements[i]; };
-    // Zeros by whole vectors: a fill of 8 or 16 floats per element as a string operation
-    // costs more than the transform of the element.
-    const float4 zero{};
-    const std::size_t zeros_end = imaginary ? kLaneStride : kFrameLanes;
-    for (std::size_t i = 0; i < n_; ++i) {
-        const bool kept = i >= begin && i < end;
-        for (std::size_t f = kept ? kFrameLanes : 0; f < zeros_end; f += 4) simd::store(element(i) + f, zero);
-    }
+namespace {
+
+// The windowed real input of the transform, each sample stored to the lane element where the
+// transform's first step wants it. Samples outside the window are 0, not multiplied.
+struct LoadJob {
+    float* data;
+    const std::uint32_t* elements;  // lane element of each frame sample
+    const float* weight;
+    std::size_t n, begin, end;
+    const float* const* frames;
+    bool imaginary;  // also zero the imaginary parts
+};
+
+// A block of W samples of all frames at a time (W, the lanes of the vector, four or eight):
+// groups of W frames transposed so that each sample's frames come together.
+// Floats [f0, f1) of the lane elements of frame samples [i0, i1) set to +0.0, by whole vectors:
+// a fill of 8 or 16 floats per element as a string operation costs more than the transform of
+// the element.
+template <class V>
+VOREL_INLINE void zero_lanes(float* data, const std::uint32_t* elements, std::size_t i0, std::size_t i1, std::size_t f0,
+                             std::size_t f1) {
+    for (std::size_t i = i0; i < i1; ++i)
+        for (std::size_t f = f0; f < f1; f += simd::kLanes<V>) simd::store(data + kLaneStride * elements[i] + f, V{});
+}
+
+template <class V>
+VOREL_INLINE void load_lanes(const LoadJob& job) {
+    constexpr std::size_t W = simd::kLanes<V>;
+    // Locals, since the stores through float pointers could otherwise alias the job.
+    float* const data = job.data;
+    const std::uint32_t* const elements = job.elements;
+    const float* const weight = job.weight;
+    const std::size_t n = job.n, begin = job.begin, end = job.end;
+    const float* frames[kFrameLanes];
+    for (std::size_t l = 0; l < kFrameLanes; ++l) frames[l] = job.frames[l];
+    zero_lanes<V>(data, elements, 0, begin, 0, kFrameLanes);
+    zero_lanes<V>(data, elements, end, n, 0, kFrameLanes);
+    if (job.imaginary) zero_lanes<V>(data, elements, 0, n, kFrameLanes, kLaneStride);
     std::size_t i = begin;
-    // Four samples of all frames at a time: a 4 x 4 transpose per group of four frames brings
-    // each sample's frames together.
-    for (; i + 4 <= end; i += 4) {
-        float4 w[4];
-        for (std::size_t s = 0; s < 4; ++s) w[s] = simd::broadcast<float4>(weight[i + s]);
-        for (std::size_t g = 0; g < kFrameLanes; g += 4) {
-            float4 v[4];
-            for (std::size_t s = 0; s < 4; ++s) v[s] = simd::load<float4>(frames[g + s] + i);
-            simd::transpose4(v[0], v[1], v[2], v[3]);
-            for (std::size_t s = 0; s < 4; ++s) simd::store(element(i + s) + g, v[s] * w[s]);
+    if constexpr (W == 4 || W == 8) {
+        for (; i + W <= end; i += W) {
+            for (std::size_t g = 0; g < kFrameLanes; g += W) {
+                V v[W];
+                for (std::size_t s = 0; s < W; ++s) v[s] = simd::load<V>(frames[g + s] + i);
+                if constexpr (W == 4)
+                    simd::transpose4(v[0], v[1], v[2], v[3]);
+                else
+                    simd::transpose8(v);
+                for (std::size_t s = 0; s < W; ++s)
+                    simd::store(data + kLaneStride * elements[i + s] + g, v[s] * simd::broadcast<V>(weight[i + s]));
+            }
         }
     }
     for (; i < end; ++i)
-        for (std::size_t l = 0; l < kFrameLanes; ++l) element(i)[l] = frames[l][i] * weight[i];
+        for (std::size_t l = 0; l < kFrameLanes; ++l) data[kLaneStride * elements[i] + l] = frames[l][i] * weight[i];
+}
+
+void load_scalar(const LoadJob& job) { load_lanes<float>(job); }
+VOREL_TARGET_SSE2 void load_sse2(const LoadJob& job) { load_lanes<simd::float4>(job); }
+VOREL_TARGET_AVX2 void load_avx2(const LoadJob& job) { load_lanes<simd::float8>(job); }
+
+constexpr simd::IsaBuilds<void (*)(const LoadJob&)> kLoads{load_scalar, load_sse2, load_avx2, nullptr};
+
+}  // namespace
+
+void SpectrumLanes::load(const float* const* frames, bool imaginary) {
+    kLoads(isa_)({lanes_.in(0), element_, weight_, n_, factors_.begin, factors_.end, frames, imaginary});
 }
 
 }  // namespace vorel::audio

@@ -34,8 +34,8 @@ public:
     const float* bin(std::size_t k) const { return lanes_.out(k); }
 
 private:
-    // The windowed frames into the lanes, as the transform's first step reads them; the
-    // imaginary parts (+0.0) only when that step reads them.
+    // The windowed frames into the lanes, as the transform's first step reads them, in vectors
+    // of the level; the imaginary parts (+0.0) only when that step reads them.
     void load(const float* const* frames, bool imaginary);
 
     std::size_t n_;
@@ -46,6 +46,7 @@ private:
     const float* weight_;           // per frame sample
     WindowFactors factors_;
     std::vector<float>* segs_[kFrameLanes];  // frames that need padding, one per lane
+    simd::Isa isa_;
 };
 
 }  // namespace vorel::audio

@@ -8,10 +8,10 @@
 #include <utility>
 
 #include "common/aligned_floats.h"
+#include "simd/lanes.h"
 #include "simd/vec.h"
 #include "transform/general_plan.h"
 #include "transform/schedules.h"
-#include "transform/shuffles.h"
 
 namespace vorel::audio {
 
@@ -183,20 +183,6 @@ VOREL_INLINE void pass_across_outputs(const float* in, float* out, std::size_t n
     }
 }
 
-// Lane i of the result: lane i of the low (Hi 0) or high (Hi 1) half of a, then of b.
-template <std::size_t Hi>
-constexpr auto kHalves = [](std::size_t i, std::size_t w) { return (i < w / 2 ? 0 : w / 2) + Hi * w / 2 + i; };
-
-// Transposes eight rows of eight floats: four-by-four within each half, then the halves.
-VOREL_INLINE void transpose8(float8 (&r)[8]) {
-    lanes::transpose4<1>(r[0], r[1], r[2], r[3]);
-    lanes::transpose4<1>(r[4], r[5], r[6], r[7]);
-    for (std::size_t j = 0; j < 4; ++j) {
-        const float8 lo = r[j], hi = r[4 + j];
-        r[j] = lanes::shuffle<kHalves<0>>(lo, hi), r[4 + j] = lanes::shuffle<kHalves<1>>(lo, hi);
-    }
-}
-
 // From the first layout to blocks one after another (see GeneralPlan::level_block): tiles of
 // eight by eight transposed in vectors in the builds with eight lanes or more, the rest one by one.
 template <class Top>
@@ -210,7 +196,7 @@ VOREL_INLINE void to_block_order(const float* in, float* out, std::size_t n, con
                 for (std::size_t x = 0; x < tiled_rows; x += 8) {
                     float8 r[8];
                     for (std::size_t i = 0; i < 8; ++i) r[i] = load<float8>(in + part + (x + i) * blocks + c);
-                    transpose8(r);
+                    simd::transpose8(r);
                     for (std::size_t j = 0; j < 8; ++j) store(out + part + block[c + j] * size + x, r[j]);
                 }
     }
