@@ -109,48 +109,102 @@ VOREL_INLINE void multiply_add_real(V& acc_re, V& acc_im, V x_re, V w_re, V w_im
     acc_im = acc_im + x_re * w_im;
 }
 
+// The q inputs of one group of outputs, read once: held in registers for a radix fixed at
+// compile time (Q > 0), read where they are used otherwise.
+template <class V, std::size_t Q, bool RealIn>
+struct GroupInputs {
+    static constexpr std::size_t kHeld = Q > 0 ? Q : 1;
+    const float* at;       // input 0, real part
+    std::size_t apart, n;  // floats between inputs t and t + 1; from real to imaginary parts
+    V re[kHeld], im[kHeld];
+
+    VOREL_INLINE GroupInputs(const float* p, std::size_t q, std::size_t step, std::size_t count)
+        : at(p), apart(step), n(count) {
+        if constexpr (Q > 0)
+            for (std::size_t t = 0; t < q; ++t) {
+                re[t] = load<V>(p + t * step);
+                if constexpr (!RealIn) im[t] = load<V>(p + n + t * step);
+            }
+    }
+    VOREL_INLINE V real(std::size_t t) const {
+        if constexpr (Q > 0)
+            return re[t];
+        else
+            return load<V>(at + t * apart);
+    }
+    VOREL_INLINE V imag(std::size_t t) const {
+        if constexpr (Q > 0)
+            return im[t];
+        else
+            return load<V>(at + n + t * apart);
+    }
+};
+
+// Output x of a group: term 0 (see first_term), then terms 1 .. q-1 with the twiddles that
+// twiddle(t) gives for x, in order.
+template <class V, bool RealIn, class Inputs, class Twiddle>
+VOREL_INLINE void group_output(const Inputs& x_in, std::size_t q, bool unit, V& re, V& im, Twiddle&& twiddle) {
+    V w_re, w_im;
+    if constexpr (RealIn) {
+        re = V{}, im = V{};
+        if (unit) {
+            re = re + x_in.real(0);
+        } else {
+            twiddle(0, w_re, w_im);
+            multiply_add_real(re, im, x_in.real(0), w_re, w_im);
+        }
+    } else {
+        re = V{}, im = V{};
+        if (unit) {
+            re = re + x_in.real(0), im = im + x_in.imag(0);
+        } else {
+            twiddle(0, w_re, w_im);
+            multiply_add(re, im, x_in.real(0), x_in.imag(0), w_re, w_im);
+        }
+    }
+    for (std::size_t t = 1; t < q; ++t) {
+        twiddle(t, w_re, w_im);
+        if constexpr (RealIn)
+            multiply_add_real(re, im, x_in.real(t), w_re, w_im);
+        else
+            multiply_add(re, im, x_in.real(t), x_in.imag(t), w_re, w_im);
+    }
+}
+
 // A pass with lanes across blocks, in the first layout: element j of block b at j B + rev(b),
 // real parts at `in`, imaginary parts n floats later. Output x = r len + s of block b' sums
 // element s of its sub-blocks t = 0 .. q-1, which lie at s B + t B' + rev(b'); it goes to
-// x B' + rev(b'). The leaves are the case len = 1 with B' = B.
+// x B' + rev(b'). The leaves are the case len = 1 with B' = B. The q outputs r len + s read the
+// same inputs, so they are computed together.
 template <class Top, bool RealIn, std::size_t Q>
 VOREL_INLINE void pass_across_blocks(const float* in, float* out, std::size_t n, const GeneralPass& pass,
                                      const float* tw_re, const float* tw_im, bool unit) {
     const std::size_t q = Q > 0 ? Q : pass.q, len = pass.len, after = pass.blocks, before = q * after, size = q * len;
-    for (std::size_t r = 0, x = 0; r < q; ++r)
-        for (std::size_t s = 0; s < len; ++s, ++x) {
-            const float* from = in + s * before;
-            auto run = [&](auto tag, std::size_t g0, std::size_t g1) VOREL_INLINE_LAMBDA {
-                using V = decltype(tag);
-                for (std::size_t g = g0; g < g1; g += kLanes<V>) {
+    for (std::size_t s = 0; s < len; ++s) {
+        const float* from = in + s * before;
+        auto run = [&](auto tag, std::size_t g0, std::size_t g1) VOREL_INLINE_LAMBDA {
+            using V = decltype(tag);
+            for (std::size_t g = g0; g < g1; g += kLanes<V>) {
+                const GroupInputs<V, Q, RealIn> x_in(from + g, q, after, n);
+                for (std::size_t r = 0; r < q; ++r) {
+                    const std::size_t x = r * len + s;
                     V re, im;
-                    if constexpr (RealIn) {
-                        re = V{}, im = V{};
-                        if (unit)
-                            re = re + load<V>(from + g);
-                        else
-                            multiply_add_real(re, im, load<V>(from + g), splat<V>(tw_re + x), splat<V>(tw_im + x));
-                    } else {
-                        first_term(unit, re, im, load<V>(from + g), load<V>(from + n + g), tw_re + x, tw_im + x);
-                    }
-                    for (std::size_t t = 1; t < q; ++t) {
-                        const float* p = from + t * after + g;
-                        if constexpr (RealIn)
-                            multiply_add_real(re, im, load<V>(p), splat<V>(tw_re + t * size + x),
-                                              splat<V>(tw_im + t * size + x));
-                        else
-                            multiply_add(re, im, load<V>(p), load<V>(p + n), splat<V>(tw_re + t * size + x),
-                                         splat<V>(tw_im + t * size + x));
-                    }
+                    group_output<V, RealIn>(x_in, q, unit, re, im,
+                                            [&](std::size_t t, V& w_re, V& w_im) VOREL_INLINE_LAMBDA {
+                                                w_re = splat<V>(tw_re + t * size + x);
+                                                w_im = splat<V>(tw_im + t * size + x);
+                                            });
                     store(out + x * after + g, re), store(out + n + x * after + g, im);
                 }
-            };
-            by_widths<Top>(0, after, run);
-        }
+            }
+        };
+        by_widths<Top>(0, after, run);
+    }
 }
 
 // A pass with lanes across consecutive outputs of a block, blocks one after another: output
-// x = r len + s of block b sums element s of its sub-blocks, at b size + t len + s.
+// x = r len + s of block b sums element s of its sub-blocks, at b size + t len + s; the q
+// outputs r len + s are computed together.
 template <class Top, std::size_t Q>
 VOREL_INLINE void pass_across_outputs(const float* in, float* out, std::size_t n, const GeneralPass& pass,
                                       const float* tw_re, const float* tw_im, bool unit) {
@@ -158,28 +212,23 @@ VOREL_INLINE void pass_across_outputs(const float* in, float* out, std::size_t n
     for (std::size_t b = 0; b < pass.blocks; ++b) {
         const float* from = in + b * size;
         float* to = out + b * size;
-        for (std::size_t r = 0; r < q; ++r) {
-            auto run = [&](auto tag, std::size_t s0, std::size_t s1) VOREL_INLINE_LAMBDA {
-                using V = decltype(tag);
-                for (std::size_t s = s0; s < s1; s += kLanes<V>) {
+        auto run = [&](auto tag, std::size_t s0, std::size_t s1) VOREL_INLINE_LAMBDA {
+            using V = decltype(tag);
+            for (std::size_t s = s0; s < s1; s += kLanes<V>) {
+                const GroupInputs<V, Q, false> x_in(from + s, q, len, n);
+                for (std::size_t r = 0; r < q; ++r) {
                     const std::size_t x = r * len + s;
-                    V re{}, im{};
-                    if (unit) {
-                        re = re + load<V>(from + s), im = im + load<V>(from + n + s);
-                    } else {
-                        multiply_add(re, im, load<V>(from + s), load<V>(from + n + s), load<V>(tw_re + x),
-                                     load<V>(tw_im + x));
-                    }
-                    for (std::size_t t = 1; t < q; ++t) {
-                        const float* p = from + t * len + s;
-                        multiply_add(re, im, load<V>(p), load<V>(p + n), load<V>(tw_re + t * size + x),
-                                     load<V>(tw_im + t * size + x));
-                    }
+                    V re, im;
+                    group_output<V, false>(x_in, q, unit, re, im,
+                                           [&](std::size_t t, V& w_re, V& w_im) VOREL_INLINE_LAMBDA {
+                                               w_re = load<V>(tw_re + t * size + x);
+                                               w_im = load<V>(tw_im + t * size + x);
+                                           });
                     store(to + x, re), store(to + n + x, im);
                 }
-            };
-            by_widths<Top>(0, len, run);
-        }
+            }
+        };
+        by_widths<Top>(0, len, run);
     }
 }
 
@@ -217,6 +266,7 @@ VOREL_INLINE void with_radix(std::size_t q, F&& f) {
         case 3: return f(std::integral_constant<std::size_t, 3>{});
         case 4: return f(std::integral_constant<std::size_t, 4>{});
         case 5: return f(std::integral_constant<std::size_t, 5>{});
+        case 7: return f(std::integral_constant<std::size_t, 7>{});
         default: return f(std::integral_constant<std::size_t, 0>{});
     }
 }
