@@ -82,20 +82,45 @@ VOREL_INLINE void interleave(float* cell, const float* re, const float* im, std:
         store_interleaved(cell + 2 * l, load<float4>(re + l), load<float4>(im + l));
 }
 
-// n floats from `from` to `to`: the whole cache lines inside the destination with streaming
-// stores, which write a line without reading it first (an output far larger than the caches is
-// written once and not read back here), the partial lines at both ends with plain stores. The
-// values are only moved. Call stream_fence() once after the last copy.
-inline void copy_streaming(float* to, const float* from, std::size_t n) {
-    constexpr std::size_t kLine = 64, kPerLine = kLine / sizeof(float);
+// Output rows written in whole cache lines. A row's run of cells is staged so that each staged
+// line maps onto one line of the destination: the run for `to` starts at stage[line_lead(to)],
+// and stage[0, lead) carries the floats before `to` that the previous run of the row left.
+constexpr std::size_t kLineFloats = 64 / sizeof(float);
+
+// Floats between the start of the destination's cache line and `to` (0 when `to` is not even
+// float-aligned, and then stream_run copies plainly).
+inline std::size_t line_lead(const float* to) {
     const std::uintptr_t addr = reinterpret_cast<std::uintptr_t>(to);
-    std::size_t head = addr % sizeof(float) != 0 ? n : (kLine - addr % kLine) % kLine / sizeof(float);
-    if (head > n) head = n;
-    std::size_t i = 0;
-    for (; i < head; ++i) to[i] = from[i];
-    for (; i + kPerLine <= n; i += kPerLine)
-        for (std::size_t j = 0; j < kPerLine; j += 4) _mm_stream_ps(to + i + j, _mm_loadu_ps(from + i + j));
-    for (; i < n; ++i) to[i] = from[i];
+    return addr % sizeof(float) != 0 ? 0 : addr / sizeof(float) % kLineFloats;
+}
+
+// Writes the run of `lines` x kLineFloats floats staged at stage[lead ..] to `to` (lead =
+// line_lead(to)): the lines that the run fills with the carried floats go out as streaming stores,
+// which write a line without reading it first; the run's first line when `opening` (its head
+// is not this row's to write) and its last floats when `closing` with plain stores. Otherwise
+// the last `lead` floats move to stage[0, lead) for the next run. The values are only moved.
+// Call stream_fence() once after the last run.
+inline void stream_run(float* to, float* stage, std::size_t lines, bool opening, bool closing) {
+    const std::size_t lead = line_lead(to), n = lines * kLineFloats;
+    if (reinterpret_cast<std::uintptr_t>(to) % sizeof(float) != 0) {
+        for (std::size_t i = 0; i < n; ++i) to[i] = stage[i];
+        return;
+    }
+    // Line L of the run starts at (to + L kLineFloats) - lead.
+    std::size_t line = 0;
+    if (opening && lead > 0) {
+        for (std::size_t i = lead; i < kLineFloats; ++i) to[i - lead] = stage[i];
+        line = 1;
+    }
+    for (; line < lines; ++line) {
+        float* const at = (to + line * kLineFloats) - lead;
+        for (std::size_t j = 0; j < kLineFloats; j += 4)
+            _mm_stream_ps(at + j, _mm_load_ps(stage + line * kLineFloats + j));
+    }
+    if (closing)
+        for (std::size_t i = 0; i < lead; ++i) to[n - lead + i] = stage[n + i];
+    else
+        for (std::size_t i = 0; i < lead; ++i) stage[i] = stage[n + i];
 }
 
 // Orders the streaming stores before whatever the thread writes next.

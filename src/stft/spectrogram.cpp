@@ -72,6 +72,7 @@ namespace {
 // bin, fewer groups for long frames so that the gathered cells stay within a few hundred
 // kilobytes (at least one group).
 constexpr std::size_t kRunGroups = 8, kRunBytes = 256 * 1024;
+static_assert(2 * kFrameLanes == simd::kLineFloats, "a group's cells of one bin fill one cache line");
 
 std::size_t run_groups(std::size_t freq_n) {
     return std::clamp<std::size_t>(kRunBytes / (freq_n * 2 * kFrameLanes * sizeof(float)), 1, kRunGroups);
@@ -111,9 +112,10 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
     WorkingSet ws;
     const StftScratch one = StftScratch::declare(ws, n);
     SpectrumLanes::Parts lane_parts{};
-    const std::size_t groups = run_groups(freq_n), run = groups * 2 * kFrameLanes;  // floats per bin
+    // Floats per bin: the runs of `groups` groups, and a line for the floats carried between runs.
+    const std::size_t groups = run_groups(freq_n), slot = groups * 2 * kFrameLanes + simd::kLineFloats;
     Part<float> rows_part{};
-    if (split.lanes()) lane_parts = SpectrumLanes::declare(ws, n), rows_part = ws.part<float>(freq_n * run);
+    if (split.lanes()) lane_parts = SpectrumLanes::declare(ws, n), rows_part = ws.part<float>(freq_n * slot);
     ws.outside(fft_work_bytes(fft_n) + static_cast<std::size_t>(win_n) * sizeof(float));
     ws.require_fits();
     const std::vector<float>& fft_table = FftTable::instance().ref_table(fft_n);
@@ -126,22 +128,26 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
 
     simd::run_lanes_then_rest(
         split,
-        // The cells of `groups` groups gather per bin in `rows`, then each bin's run goes to
-        // its row in one copy of whole cache lines.
+        // The cells of `groups` groups gather per bin in its slot of `rows`, placed as they fall
+        // on the destination's cache lines, then each bin's run goes to its row in whole lines.
         [&](std::size_t t) {
             const std::size_t g = t / kFrameLanes % groups;
             lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
             for (std::size_t k = 0; k < freq_n; ++k) {
                 const float* b = lanes->bin(k);
-                simd::interleave(rows + k * run + g * 2 * kFrameLanes, b, b + kFrameLanes, kFrameLanes);
+                simd::interleave(rows + k * slot + simd::line_lead(dst + k * stride) + g * 2 * kFrameLanes, b,
+                                 b + kFrameLanes, kFrameLanes);
             }
             if (g + 1 < groups && t + kFrameLanes < split.grouped) return;
-            const std::size_t first = t - g * kFrameLanes, floats = (g + 1) * 2 * kFrameLanes;
+            const std::size_t first = t - g * kFrameLanes;
+            const bool closing = t + kFrameLanes >= split.grouped;
             for (std::size_t k = 0; k < freq_n; ++k) {
+                float* const to = dst + k * stride + 2 * first;
                 // The norms of a bin's whole run in one call of the norm's own path, which
                 // skips or vectorises powf where that gives powf's bits.
-                if (power > 0.0f) complex_norm_pairs(rows + k * run, floats / 2, power, isa);
-                simd::copy_streaming(dst + k * stride + 2 * first, rows + k * run, floats);
+                if (power > 0.0f)
+                    complex_norm_pairs(rows + k * slot + simd::line_lead(to), (g + 1) * kFrameLanes, power, isa);
+                simd::stream_run(to, rows + k * slot, g + 1, first == 0, closing);
             }
             simd::stream_fence();
         },
