@@ -93,19 +93,25 @@ TEST(Spectrogram, MatchesWindowedDftInEveryModeAndPlacement) {
 class ShortTimeLevels : public vorel::audio::testing::EachIsa {};
 VOREL_FOR_EACH_ISA(ShortTimeLevels);
 
-// Each level against the scalar path, forward and back, over frame counts that leave a tail.
+// Each level against the scalar path, forward and back, over frame counts that leave a tail,
+// rows at every place of a cache line, and frames of zeros, subnormals, infinities and NaN.
 TEST_P(ShortTimeLevels, EqualTheScalarPathBitForBit) {
     std::vector<float> x = stft_ref::test_signal(4000, 11);
     auto expect_level_matches = [&](const Call& c) {
         const int frames = stft_frame_len(c.sample_n, c.fft_n, c.hop_n, c.center, 1 << 20);
-        auto forward = [&](simd::Isa isa) {
-            std::vector<float> dst(2 * static_cast<std::size_t>(c.fft_n / 2 + 1) * frames, kSentinel);
-            spectrogram(dst.data(), x.data(), c.sample_n, c.fft_n, c.hop_n, c.win_n, c.win_type, frames, c.center,
-                        c.power, c.norm_type, isa);
+        // `offset` floats before the output, `spare` columns after the frames: both keep the sentinel.
+        auto forward = [&](simd::Isa isa, std::size_t offset, int spare) {
+            const int max_frame_n = frames + spare;
+            std::vector<float> dst(offset + 2 * static_cast<std::size_t>(c.fft_n / 2 + 1) * max_frame_n, kSentinel);
+            spectrogram(dst.data() + offset, x.data(), c.sample_n, c.fft_n, c.hop_n, c.win_n, c.win_type, max_frame_n,
+                        c.center, c.power, c.norm_type, isa);
             return dst;
         };
-        const std::vector<float> spectrum = forward(simd::Isa::scalar);
-        stft_ref::expect_same_bits(forward(GetParam()), spectrum);
+        const std::vector<float> spectrum = forward(simd::Isa::scalar, 0, 0);
+        stft_ref::expect_same_bits(forward(GetParam(), 0, 0), spectrum);
+        // Rows that start at other places of a cache line.
+        const std::size_t offset = 1 + static_cast<std::size_t>(c.fft_n + c.center + c.norm_type) % 7;
+        stft_ref::expect_same_bits(forward(GetParam(), offset, 3), forward(simd::Isa::scalar, offset, 3));
         if (c.power > 0.0f) return;
         const int freq_n = c.fft_n / 2 + 1, inverse_n = 2 * freq_n - 2;
         const int sample_n = get_sample_len(frames, freq_n, c.hop_n, c.center != 0);
@@ -132,6 +138,13 @@ TEST_P(ShortTimeLevels, EqualTheScalarPathBitForBit) {
     expect_level_matches({4000, 400, 600, 400, 2, 0, 1, 2.0f, 1});
     // A long frame: fewer groups of cells per row run, 101 frames in three runs and a tail.
     expect_level_matches({4000, 2000, 40, 2000, 1, 0, 1, 0.0f, 0});
+    // Radices 3 and 7 in the lanes.
+    expect_level_matches({4000, 420, 107, 365, 1, 0, 1, 2.0f, 0});
+    expect_level_matches({4000, 441, 113, 441, 2, 0, 2, 0.0f, 2});
+    // Frames of signed zeros only and of subnormals, then infinities and NaN in single frames.
+    for (int i = 700; i < 1300; ++i) x[i] = i % 3 == 0 ? -0.0f : 0.0f;
+    for (int i = 2000; i < 2600; ++i) x[i] = x[i] * 1e-39f;
+    for (float power : {0.0f, 2.0f}) expect_level_matches({4000, 400, 160, 400, 2, 0, 1, power, 0});
     x[100] = kInf, x[1700] = std::numeric_limits<float>::quiet_NaN(), x[2500] = -kInf;
     for (int fft_n : {512, 400})
         for (float power : {0.0f, 2.0f}) expect_level_matches({4000, fft_n, 160, fft_n, 2, 0, 1, power, 1});
