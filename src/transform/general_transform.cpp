@@ -11,6 +11,7 @@
 #include "simd/lanes.h"
 #include "simd/vec.h"
 #include "transform/general_plan.h"
+#include "transform/mixed_radix.h"
 #include "transform/schedules.h"
 
 namespace vorel::audio {
@@ -80,95 +81,6 @@ VOREL_INLINE bool all_finite(const float* p, std::size_t count) {
     for (; k < count; ++k) rest = rest + (p[k] - p[k]);
     for (std::size_t l = 0; l < kLanes<V>; ++l) rest = rest + acc[l];
     return rest == 0.0f;
-}
-
-// Term 0 of every sum has the twiddle (1, +0) or (1, -0) (checked when the plan is built). On
-// finite data its product is (x.re * 1 - x.im * (±0), x.re * (±0) + x.im * 1): each part is its
-// own value, or a zero of either sign when that value is a zero; added to the sum's starting +0
-// it gives the value itself, or +0 for either zero (+0 + -0 is +0 when rounding to nearest).
-// That is exactly +0 + x. An infinity or NaN in either part would make x * 0 a NaN, so a pass whose input is
-// not all finite must multiply term 0 like every other (see run_plan).
-template <class V>
-VOREL_INLINE void first_term(bool unit, V& acc_re, V& acc_im, V x_re, V x_im, const float* w_re, const float* w_im) {
-    acc_re = V{}, acc_im = V{};
-    if (unit) {
-        acc_re = acc_re + x_re, acc_im = acc_im + x_im;
-    } else {
-        multiply_add(acc_re, acc_im, x_re, x_im, splat<V>(w_re), splat<V>(w_im));
-    }
-}
-
-// acc += x * w for x with imaginary part +0 (real input at the leaves): x.im * w.re and
-// x.im * w.im are zeros for the finite twiddles, so each part of the product is x.re * w, or a
-// zero where that is a zero. A sum that starts at +0 is never -0 in round-to-nearest (x + y is
-// -0 only for two -0), and adding a zero of either sign to a value that is not -0 leaves it as
-// it is, so the zero's sign cannot show. Infinities and NaN in x.re pass through x.re * w alike.
-template <class V>
-VOREL_INLINE void multiply_add_real(V& acc_re, V& acc_im, V x_re, V w_re, V w_im) {
-    acc_re = acc_re + x_re * w_re;
-    acc_im = acc_im + x_re * w_im;
-}
-
-// The q inputs of one group of outputs, read once: held in registers for a radix fixed at
-// compile time (Q > 0), read where they are used otherwise.
-template <class V, std::size_t Q, bool RealIn>
-struct GroupInputs {
-    static constexpr std::size_t kHeld = Q > 0 ? Q : 1;
-    const float* at;       // input 0, real part
-    std::size_t apart, n;  // floats between inputs t and t + 1; from real to imaginary parts
-    V re[kHeld], im[kHeld];
-
-    VOREL_INLINE GroupInputs(const float* p, std::size_t q, std::size_t step, std::size_t count)
-        : at(p), apart(step), n(count) {
-        if constexpr (Q > 0)
-            for (std::size_t t = 0; t < q; ++t) {
-                re[t] = load<V>(p + t * step);
-                if constexpr (!RealIn) im[t] = load<V>(p + n + t * step);
-            }
-    }
-    VOREL_INLINE V real(std::size_t t) const {
-        if constexpr (Q > 0)
-            return re[t];
-        else
-            return load<V>(at + t * apart);
-    }
-    VOREL_INLINE V imag(std::size_t t) const {
-        if constexpr (Q > 0)
-            return im[t];
-        else
-            return load<V>(at + n + t * apart);
-    }
-};
-
-// Output x of a group: term 0 (see first_term), then terms 1 .. q-1 with the twiddles that
-// twiddle(t) gives for x, in order.
-template <class V, bool RealIn, class Inputs, class Twiddle>
-VOREL_INLINE void group_output(const Inputs& x_in, std::size_t q, bool unit, V& re, V& im, Twiddle&& twiddle) {
-    V w_re, w_im;
-    if constexpr (RealIn) {
-        re = V{}, im = V{};
-        if (unit) {
-            re = re + x_in.real(0);
-        } else {
-            twiddle(0, w_re, w_im);
-            multiply_add_real(re, im, x_in.real(0), w_re, w_im);
-        }
-    } else {
-        re = V{}, im = V{};
-        if (unit) {
-            re = re + x_in.real(0), im = im + x_in.imag(0);
-        } else {
-            twiddle(0, w_re, w_im);
-            multiply_add(re, im, x_in.real(0), x_in.imag(0), w_re, w_im);
-        }
-    }
-    for (std::size_t t = 1; t < q; ++t) {
-        twiddle(t, w_re, w_im);
-        if constexpr (RealIn)
-            multiply_add_real(re, im, x_in.real(t), w_re, w_im);
-        else
-            multiply_add(re, im, x_in.real(t), x_in.imag(t), w_re, w_im);
-    }
 }
 
 // A pass with lanes across blocks, in the first layout: element j of block b at j B + rev(b),
@@ -307,7 +219,7 @@ VOREL_INLINE float* run_passes(const GeneralPlan& plan, const float* src, bool r
     return a;
 }
 
-// The whole transform to dst. Term 0 is added without its product (first_term) unless a pass
+// The whole transform to dst. Term 0 is added without its product (group_output) unless a pass
 // input holds an infinity or NaN. Such a value never leaves the outputs: each output of the
 // next pass that reads it has a product with it (x * w is infinite or NaN, and so is x + 0),
 // and a sum with an infinite or NaN term is infinite or NaN. Passes on finite input give the
