@@ -69,17 +69,33 @@ VOREL_INLINE void transpose8(float8 (&r)[8]) {
     }
 }
 
-// Four lanes of real parts and four of imaginary parts as (re, im) pairs at cell[0..7].
-VOREL_INLINE void store_interleaved(float* cell, float4 re, float4 im) {
-    store(cell, float4(__builtin_shufflevector(re, im, 0, 4, 1, 5)));
-    store(cell + 4, float4(__builtin_shufflevector(re, im, 2, 6, 3, 7)));
-}
-
 // count real parts and count imaginary parts (count a multiple of four) as (re, im) pairs at
 // cell[0 .. 2 count). Only moves.
 VOREL_INLINE void interleave(float* cell, const float* re, const float* im, std::size_t count) {
-    for (std::size_t l = 0; l < count; l += 4)
-        store_interleaved(cell + 2 * l, load<float4>(re + l), load<float4>(im + l));
+    for (std::size_t l = 0; l < count; l += 4) {
+        const float4 r = load<float4>(re + l), i = load<float4>(im + l);
+        store(cell + 2 * l, float4(__builtin_shufflevector(r, i, 0, 4, 1, 5)));
+        store(cell + 2 * l + 4, float4(__builtin_shufflevector(r, i, 2, 6, 3, 7)));
+    }
+}
+
+// True when no float of p[0 .. count) is infinite or NaN: x - x is +0 for every finite x and
+// NaN otherwise, and a sum of +0 stays +0 while a NaN stays NaN. Four sums side by side, so that
+// the additions do not wait on each other.
+template <class V>
+VOREL_INLINE bool all_finite(const float* p, std::size_t count) {
+    constexpr std::size_t w = kLanes<V>;
+    V acc[4] = {};
+    std::size_t k = 0;
+    for (; k + w <= count; k += w) {
+        const V v = load<V>(p + k);
+        acc[k / w % 4] = acc[k / w % 4] + (v - v);
+    }
+    float rest[w + 1] = {};
+    store(rest, (acc[0] + acc[1]) + (acc[2] + acc[3]));
+    for (; k < count; ++k) rest[w] = rest[w] + (p[k] - p[k]);
+    for (std::size_t l = 0; l < w; ++l) rest[w] = rest[w] + rest[l];
+    return rest[w] == 0.0f;
 }
 
 // Output rows written in whole cache lines. A row's run of cells is staged so that each staged

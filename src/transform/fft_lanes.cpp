@@ -1,15 +1,16 @@
 // The lane transform: the power-of-two schedules of schedules.h, or the mixed-radix steps below,
-// over a vector of frames, on a buffer whose element k holds the real parts of all frames, then their imaginary parts.
-// The scalar level runs the same template at width 1 once per frame, sse2 twice over four frames, avx2 once over eight
-// (no FMA: every multiply and add still rounds on its own). Sixteen frames per group, one AVX-512 vector, measured 1.4
-// times slower on the 400-point spectrogram (the two lane buffers of 400 elements then outgrow the first-level cache;
-// the avx2 build running the sixteen as two halves was 1.55 times slower), and an eight-lane build with the 32
-// registers of AVX-512 measured no faster, so avx512 runs the avx2 build on eight frames.
+// over a vector of frames, on a buffer whose element k holds the real parts of all frames, then
+// their imaginary parts. The scalar level runs the same template at width 1 once per frame, sse2
+// twice over four frames, avx2 and avx512 once over eight (no FMA: every multiply and add rounds
+// on its own). Sixteen frames in one AVX-512 vector measured 1.4 times slower on the 400-point
+// spectrogram (the lane buffers outgrow the first-level cache); an eight-lane build with the 32
+// registers of AVX-512 measured no faster.
 #include "transform/fft_lanes.h"
 
 #include <bit>
 #include <type_traits>
 
+#include "simd/lanes.h"
 #include "simd/vec.h"
 #include "transform/bit_reverse.h"
 #include "transform/fft.h"
@@ -122,24 +123,6 @@ VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, co
     return result;
 }
 
-// Whether every lane of elements [0, count) is finite, both parts: x - x is +0.0 for a finite x
-// and NaN otherwise, and a NaN stays in the sum. Four sums side by side, so that the additions
-// do not wait on each other.
-template <class V>
-VOREL_INLINE bool all_finite(const float* data, std::size_t count) {
-    V sum[4] = {};
-    for (std::size_t k = 0; k < count; ++k) {
-        V re, im;
-        kFrames.load(data, k, re, im);
-        sum[2 * (k % 2)] = sum[2 * (k % 2)] + (re - re), sum[2 * (k % 2) + 1] = sum[2 * (k % 2) + 1] + (im - im);
-    }
-    float lanes[simd::kLanes<V>];
-    simd::store(lanes, (sum[0] + sum[1]) + (sum[2] + sum[3]));
-    for (float v : lanes)
-        if (v != v) return false;
-    return true;
-}
-
 // Short forms of the lane transform: the same sums as the full one, with the work left out
 // that provably changes no bit read (see group_output): the real leaves of the forward
 // transform read no imaginary part, term 0 of every sum is added without its product, and the
@@ -150,13 +133,12 @@ VOREL_INLINE bool all_finite(const float* data, std::size_t count) {
 // product infinite or NaN (also times a zero twiddle), a sum with such a term stays so, and the
 // shortcut's first term keeps the value itself. So the outputs are checked: the forward form's
 // bins 0 .. n/2 (each input of the last step reaches one of them, since its block length is at
-// most n/2), the inverse's every output. When the check fails the caller runs the full transform.
+// most n/2), the inverse's every output (see run_form). When the check fails the caller runs the
+// full transform.
 template <class V, bool Inverse>
 VOREL_INLINE float* short_lanes(float* data, float* spare, std::size_t n, const float* table) {
     if (is_pow2(static_cast<int>(n))) return transform_lanes<V>(data, spare, n, table, Inverse);
-    const std::size_t checked = Inverse ? n : n / 2 + 1;
-    float* const result = lane_steps<V>(data, spare, n, table, !Inverse, true, checked);
-    if (!all_finite<V>(result, checked)) return nullptr;
+    float* const result = lane_steps<V>(data, spare, n, table, !Inverse, true, Inverse ? n : n / 2 + 1);
     if constexpr (Inverse) divide_lanes<V>(result, n);
     return result;
 }
@@ -177,9 +159,14 @@ VOREL_INLINE float* run_form(float* data, float* spare, std::size_t n, const flo
             case Form::real_half: r = short_lanes<V, false>(d, s, n, table); break;
             case Form::inverse_real: r = short_lanes<V, true>(d, s, n, table); break;
         }
-        if (r == nullptr) return nullptr;
         result = r - l;
     }
+    // The short forms of a mixed-radix length, all lanes done, hand the group back unless the
+    // outputs read are all finite.
+    const bool short_form = form == Form::real_half || form == Form::inverse_real;
+    const std::size_t checked = form == Form::real_half ? n / 2 + 1 : n;
+    if (short_form && !is_pow2(static_cast<int>(n)) && !simd::all_finite<V>(result, kLaneStride * checked))
+        return nullptr;
     return result;
 }
 
@@ -217,8 +204,6 @@ FrameLanePlan make_frame_lane_plan(std::size_t n) {
     }
     return plan;
 }
-
-std::size_t lane_work_bytes(std::size_t n) { return (2 * n + 2 * kLaneStride * n) * sizeof(float); }
 
 float* fft_lanes(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table, bool inverse,
                  simd::Isa isa) {

@@ -30,9 +30,6 @@ FrameLanePlan make_frame_lane_plan(std::size_t n);
 // few megabytes; longer frames go one at a time.
 inline bool lanes_suit(std::size_t n) { return n >= 1 && n <= 65536; }
 
-// Bytes of a plan and of the two lane buffers for length n.
-std::size_t lane_work_bytes(std::size_t n);
-
 // Transforms the kFrameLanes frames held in `data` (n elements in the layout above, loaded
 // through plan.in_pos) with the table of n, forward or inverse (then divided by n), at an
 // instruction-set level: scalar runs the plain template lane by lane, sse2 four lanes at a

@@ -67,22 +67,6 @@ VOREL_INLINE void by_widths(std::size_t lo, std::size_t hi, F& f) {
         if (mid < hi) by_widths<typename Narrower<V>::type>(mid, hi, f);
 }
 
-// True when no float of p[0..count) is infinite or NaN: x - x is +0 for every finite x and NaN
-// otherwise, and a sum of +0 stays +0 while a NaN stays NaN.
-template <class V>
-VOREL_INLINE bool all_finite(const float* p, std::size_t count) {
-    V acc{};
-    std::size_t k = 0;
-    for (; k + kLanes<V> <= count; k += kLanes<V>) {
-        const V v = load<V>(p + k);
-        acc = acc + (v - v);
-    }
-    float rest = 0.0f;
-    for (; k < count; ++k) rest = rest + (p[k] - p[k]);
-    for (std::size_t l = 0; l < kLanes<V>; ++l) rest = rest + acc[l];
-    return rest == 0.0f;
-}
-
 // A pass with lanes across blocks, in the first layout: element j of block b at j B + rev(b),
 // real parts at `in`, imaginary parts n floats later. Output x = r len + s of block b' sums
 // element s of its sub-blocks t = 0 .. q-1, which lie at s B + t B' + rev(b'); it goes to
@@ -229,7 +213,8 @@ template <class Top>
 VOREL_INLINE void run_plan(const GeneralPlan& plan, float* dst, const float* src, bool real_input, std::size_t n,
                            bool inverse, float* a, float* b) {
     const float* out = run_passes<Top>(plan, src, real_input, n, plan.unit_first, a, b);
-    if (plan.unit_first && !all_finite<Top>(out, 2 * n)) out = run_passes<Top>(plan, src, real_input, n, false, a, b);
+    if (plan.unit_first && !simd::all_finite<Top>(out, 2 * n))
+        out = run_passes<Top>(plan, src, real_input, n, false, a, b);
     const float length = static_cast<float>(n);
     for (std::size_t k = 0; k < n; ++k) {
         dst[2 * k] = inverse ? out[k] / length : out[k];

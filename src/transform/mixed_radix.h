@@ -46,31 +46,19 @@ void for_each_decimated(std::size_t n, const FactorList& factors, std::size_t fa
 // time (Q > 0), read where they are used otherwise. Real inputs have no imaginary parts read.
 template <class V, std::size_t Q, bool RealIn>
 struct GroupInputs {
-    static constexpr std::size_t kHeld = Q > 0 ? Q : 1;
     const float* at;
     std::size_t apart, im_at;
-    V re[kHeld], im[kHeld];
+    V held[2][Q > 0 ? Q : 1];
 
     VOREL_INLINE GroupInputs(const float* p, std::size_t q, std::size_t step, std::size_t im_offset)
         : at(p), apart(step), im_at(im_offset) {
         if constexpr (Q > 0)
-            for (std::size_t t = 0; t < q; ++t) {
-                re[t] = simd::load<V>(p + t * step);
-                if constexpr (!RealIn) im[t] = simd::load<V>(p + im_offset + t * step);
-            }
+            for (std::size_t t = 0; t < q; ++t)
+                for (std::size_t part = 0; part < (RealIn ? 1 : 2); ++part) held[part][t] = get(t, part * im_at);
     }
-    VOREL_INLINE V real(std::size_t t) const {
-        if constexpr (Q > 0)
-            return re[t];
-        else
-            return simd::load<V>(at + t * apart);
-    }
-    VOREL_INLINE V imag(std::size_t t) const {
-        if constexpr (Q > 0)
-            return im[t];
-        else
-            return simd::load<V>(at + im_at + t * apart);
-    }
+    VOREL_INLINE V get(std::size_t t, std::size_t offset) const { return simd::load<V>(at + offset + t * apart); }
+    VOREL_INLINE V real(std::size_t t) const { return Q > 0 ? held[0][t] : get(t, 0); }
+    VOREL_INLINE V imag(std::size_t t) const { return Q > 0 ? held[1][t] : get(t, im_at); }
 };
 
 // One output of a group: the sum over t = 0 .. q-1, in order from +0, of input t times the
