@@ -78,8 +78,6 @@ struct LoadJob {
     bool imaginary;  // also zero the imaginary parts
 };
 
-// A block of W samples of all frames at a time (W, the lanes of the vector, four or eight):
-// groups of W frames transposed so that each sample's frames come together.
 // Floats [f0, f1) of the lane elements of frame samples [i0, i1) set to +0.0, by whole vectors:
 // a fill of 8 or 16 floats per element as a string operation costs more than the transform of
 // the element.
@@ -90,6 +88,8 @@ VOREL_INLINE void zero_lanes(float* data, const std::uint32_t* elements, std::si
         for (std::size_t f = f0; f < f1; f += simd::kLanes<V>) simd::store(data + kLaneStride * elements[i] + f, V{});
 }
 
+// A block of W samples of all frames at a time (W, the lanes of the vector, four or eight):
+// groups of W frames transposed so that each sample's frames come together.
 template <class V>
 VOREL_INLINE void load_lanes(const LoadJob& job) {
     constexpr std::size_t W = simd::kLanes<V>;
