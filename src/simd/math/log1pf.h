@@ -17,10 +17,10 @@
 
 namespace vorel::audio::simd::math {
 
-// log1pf per lane; x <= -1, NaN, +inf and 1 + x within three ulps below a power of two or on
-// one (the libm's |f| < 2^-20 branch) are marked special.
+// log1pf per lane; the sign bit of marks is set where the lane is special: x <= -1, NaN, +inf
+// and 1 + x within three ulps below a power of two or on one (the libm's |f| < 2^-20 branch).
 template <class V>
-VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
+VOREL_INLINE V log1pf_lanes_marked(V v, typename LaneTypes<kLanes<V>>::I& marks) {
     constexpr std::size_t W = kLanes<V>;
     using T = LaneTypes<W>;
     using F = typename T::F;
@@ -43,18 +43,21 @@ VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
     const I ub = (iu & 0x007fffff) + 0x3f3504f7;
     const F f = select(direct, x, bits<F>(ub) - one);
     const F kf = bits<F>(bits<I>(convert<F>(k)) | (bits<I>(x) & static_cast<std::int32_t>(0x80000000u)));
-    // c = (1 + x) - u0 exactly, as the libm's two-sided correction gives it wherever it is
-    // used (x = 1 - 2^-24 rounds up to 2 and is special). The libm drops c where k comes out 0
-    // (1 + x rounding to 0x3fb504f6 just above 0.41422); from 2^53 on it takes c = 0, and here
-    // c / u0 <= 2^-53 vanishes in k ln2_lo (k >= 54), under half its ulp.
-    const F back = u0 - one;
-    const F c = select(k != 0, ((one - (u0 - back)) + (xr - back)) / u0, splat<F>(0.0f));
-    // 1 + x not a positive finite float (x <= -1, NaN, +inf), or u in [1 - 3 ulp, 1]: sign
-    // bits, as comparisons would be split.
-    const U t = bits<U>(u0) - 1u;
-    const U bad = t | (0x7f7ffffeu - t);
+    // c = (1 + x) - u0 exactly (Fast2Sum, the larger of 1 and x first: as int32 lanes, the
+    // bit patterns order 1 against every x > -1). The libm's two-sided correction is this
+    // wherever it is used (x = 1 - 2^-24 rounds up to 2 and is special); it drops c where k
+    // comes out 0 (1 + x rounding to 0x3fb504f6 just above 0.41422). From 2^53 on it takes
+    // c = 0; here c / u0 <= 2^-53 vanishes in k ln2_lo (k >= 54), under half its ulp.
+    const I hxr = bits<I>(xr);
+    const I hone = splat<I>(0x3f800000);
+    const F larger = bits<F>(hxr > hone ? hxr : hone);
+    const F smaller = bits<F>(hxr > hone ? hone : hxr);
+    const F c = select(k != 0, (smaller - (u0 - larger)) / u0, splat<F>(0.0f));
+    // 1 + x negative or not finite (x < -1, NaN, +inf), or u in [1 - 3 ulp, 1] (x = -1 too,
+    // as 1 + x = 0 has no fraction): sign bits, as combined comparisons would be split.
+    const U bad = bits<U>(u0) | (bits<U>(u0) + 0x00800000u);
     const U near_one = (bits<U>(ub) - 0x3f800001u) & ~(bits<U>(ub) - 0x3f7ffffdu);
-    special = bits<I>(bad | near_one) >> 31;
+    marks = bits<I>(bad | near_one);
     const F hfsq = splat<F>(0.5f) * f * f;
     const F s = f / (splat<F>(2.0f) + f);
     const F z = s * s;
@@ -66,6 +69,14 @@ VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
                                          z * (splat<F>(1.5313838422e-01f) + z * splat<F>(1.4798198640e-01f)))))));
     return from_lanes<V>(kf * splat<F>(6.9313812256e-01f) -
                          ((hfsq - (s * (hfsq + R) + (kf * splat<F>(9.0580006145e-06f) + c))) - f));
+}
+
+// log1pf per lane, special lanes marked in every bit.
+template <class V>
+VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
+    const V r = log1pf_lanes_marked(v, special);
+    special >>= 31;
+    return r;
 }
 
 }  // namespace vorel::audio::simd::math
