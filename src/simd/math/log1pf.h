@@ -17,10 +17,12 @@
 
 namespace vorel::audio::simd::math {
 
-// log1pf per lane; the sign bit of marks is set where the lane is special: x <= -1, NaN, +inf
-// and 1 + x within three ulps below a power of two or on one (the libm's |f| < 2^-20 branch).
+// log1pf per lane, with the patterns that tell the special lanes: 1 + x (as u0) at or above
+// 0x7f800000 unsigned (x < -1, NaN, +inf) or u within three ulps below one or on it (the libm's
+// |f| < 2^-20 branch, x = -1 too, as 1 + x = 0 has no fraction).
 template <class V>
-VOREL_INLINE V log1pf_lanes_marked(V v, typename LaneTypes<kLanes<V>>::I& marks) {
+VOREL_INLINE V log1pf_lanes_parts(V v, typename LaneTypes<kLanes<V>>::U& u0_bits,
+                                  typename LaneTypes<kLanes<V>>::U& u_bits) {
     constexpr std::size_t W = kLanes<V>;
     using T = LaneTypes<W>;
     using F = typename T::F;
@@ -53,11 +55,8 @@ VOREL_INLINE V log1pf_lanes_marked(V v, typename LaneTypes<kLanes<V>>::I& marks)
     const F larger = bits<F>(hxr > hone ? hxr : hone);
     const F smaller = bits<F>(hxr > hone ? hone : hxr);
     const F c = select(k != 0, (smaller - (u0 - larger)) / u0, splat<F>(0.0f));
-    // 1 + x negative or not finite (x < -1, NaN, +inf), or u in [1 - 3 ulp, 1] (x = -1 too,
-    // as 1 + x = 0 has no fraction): sign bits, as combined comparisons would be split.
-    const U bad = bits<U>(u0) | (bits<U>(u0) + 0x00800000u);
-    const U near_one = (bits<U>(ub) - 0x3f800001u) & ~(bits<U>(ub) - 0x3f7ffffdu);
-    marks = bits<I>(bad | near_one);
+    u0_bits = bits<U>(u0);
+    u_bits = bits<U>(ub);
     const F hfsq = splat<F>(0.5f) * f * f;
     const F s = f / (splat<F>(2.0f) + f);
     const F z = s * s;
@@ -71,11 +70,16 @@ VOREL_INLINE V log1pf_lanes_marked(V v, typename LaneTypes<kLanes<V>>::I& marks)
                          ((hfsq - (s * (hfsq + R) + (kf * splat<F>(9.0580006145e-06f) + c))) - f));
 }
 
-// log1pf per lane, special lanes marked in every bit.
+// log1pf per lane; special lanes marked. Sign-bit arithmetic: GCC splits combined
+// comparisons into per-lane code.
 template <class V>
 VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
-    const V r = log1pf_lanes_marked(v, special);
-    special >>= 31;
+    using U = typename LaneTypes<kLanes<V>>::U;
+    U u0_bits, u_bits;
+    const V r = log1pf_lanes_parts(v, u0_bits, u_bits);
+    const U bad = u0_bits | (u0_bits + 0x00800000u);
+    const U near_one = (u_bits - 0x3f800001u) & ~(u_bits - 0x3f7ffffdu);
+    special = bits<typename LaneTypes<kLanes<V>>::I>(bad | near_one) >> 31;
     return r;
 }
 
