@@ -94,6 +94,37 @@ TEST_P(Replicas, Log10fAndLog1pfGiveTheLibmBits) {
     }
 }
 
+// log1pf's route edges, four patterns either side of each: 1 + x on or just below a power of
+// two (where 1 + x has no fraction left), 1 + x rounding to 0x3fb504f6 (k = 0 past the direct
+// range), both ends of the direct range, -1 and beyond, the ends of the correction (1 + x
+// exact, 2^53) and of the finite floats, and tiny x. Each group is repeated with a shift so
+// that every value passes through several lanes of a vector.
+TEST_P(Replicas, Log1pfGivesTheLibmBitsAtItsRouteEdges) {
+    std::vector<std::uint32_t> powers;
+    for (int j = -24; j <= 128; ++j) powers.push_back(std::bit_cast<std::uint32_t>(std::ldexp(1.0f, j) - 1.0f));
+    const struct {
+        const char* what;
+        std::vector<std::uint32_t> patterns;
+    } groups[] = {
+        {"2^j - 1", powers},
+        {"direct range and k = 0 beyond it", {0x3ed413d7, 0x3ed413db, 0xbe95f61f, 0xbe95f620}},
+        {"-1 and below", {0xbf800000, 0xbf7ffffc, 0xff7fffff, 0xff800000, 0xffc00000}},
+        {"correction ends", {0x4b800000, 0x4c000000, 0x5a000000, 0x7f7fffff, 0x7f800000, 0x7fc00000}},
+        {"tiny", {0x31000000, 0x24800000, 0x00000004, 0x80000004, 0xb1000000, 0xa4800000}},
+    };
+    for (const auto& group : groups) {
+        std::vector<float> list;
+        for (std::uint32_t b : group.patterns)
+            for (std::uint32_t d = 0; d <= 8; ++d) list.push_back(f(b + d - 4));
+        std::vector<float> in;
+        for (std::size_t shift = 0; shift < 17; ++shift)
+            for (std::size_t i = 0; i < list.size(); ++i) in.push_back(list[(i + shift) % list.size()]);
+        std::vector<float> got(in.size());
+        log1pf_array(GetParam(), got.data(), in.data(), in.size());
+        EXPECT_TRUE(same_bits(got, map(in, [](float x) { return log1pf(x); }))) << group.what;
+    }
+}
+
 TEST_P(Replicas, PowfGivesTheLibmBitsForEveryFixedExponent) {
     const std::vector<float> in = all_inputs();
     std::vector<float> got(in.size());

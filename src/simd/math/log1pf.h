@@ -1,6 +1,14 @@
 // log1pf as the platform libm computes it: float arithmetic throughout, never fused. 1 + x is
 // split into 2^k (1 + f) with a correction term for the rounding of 1 + x, and log(1 + f)
 // comes from s = f / (2 + f) and a degree-7 polynomial in s^2.
+//
+// The libm has three routes for ordinary inputs: |x| < 2^-29 gives x (x - x*x/2 rounds to x in
+// float), -0.2929 <= x < 0.41422 takes f = x and k = 0, and the rest reduces 1 + x. The lanes
+// compute one formula for all three: the reducing route's
+//     k ln2_hi - ((hfsq - (s (hfsq + R) + (k ln2_lo + c))) - f)
+// with k = 0 and c = +0 is the direct route's f - (hfsq - s (hfsq + R)) negated twice, equal to
+// the bit while f differs from hfsq - s (hfsq + R) (always, off zero); a zero x keeps its sign
+// because k is then a zero of x's sign. On tiny x the direct formula rounds to x as well.
 #pragma once
 
 #include <cstdint>
@@ -9,40 +17,46 @@
 
 namespace vorel::audio::simd::math {
 
-// log1pf per lane; x <= -1, infinities, NaN and the |f| < 2^-20 branch are marked special.
+// log1pf per lane, with the patterns that tell the special lanes: 1 + x (as u0) at or above
+// 0x7f800000 unsigned (x < -1, NaN, +inf) or u within three ulps below one or on it (the libm's
+// |f| < 2^-20 branch, x = -1 too, as 1 + x = 0 has no fraction).
 template <class V>
-VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
+VOREL_INLINE V log1pf_lanes_parts(V v, typename LaneTypes<kLanes<V>>::U& u0_bits,
+                                  typename LaneTypes<kLanes<V>>::U& u_bits) {
     constexpr std::size_t W = kLanes<V>;
     using T = LaneTypes<W>;
     using F = typename T::F;
     using I = typename T::I;
+    using U = typename T::U;
     const F x = to_lanes(v);
-    const I hx = bits<I>(x);
-    const I ax = hx & 0x7fffffff;
-    const I below = hx < 0x3ed413d7;  // x < 0.41422
-    special = (below & (ax >= 0x3f800000)) | (hx >= 0x7f800000);
-    // |x| < 2^-29: x itself, or x - x*x/2 above 2^-54.
-    const I tiny = below & (ax < 0x31000000);
-    const F tiny_value = select(ax < 0x24800000, x, x - x * x * splat<F>(0.5f));
-    // -0.2929 < x < 0.41422: f = x, k = 0.
-    // (hx > 0 or hx <= 0xbe95f61f as signed), written as one range test: GCC splits the
-    // or of two comparisons into per-lane code.
-    const I direct = below & ~(bits<typename T::U>(hx) - 0xbe95f620u < 0x416a09e1u);
-    // Otherwise 1 + x (or x itself from 2^53 on, where c is 0) gives k and the correction c.
-    const I big = hx >= 0x5a000000;
-    const F u0 = select(big, x, splat<F>(1.0f) + x);
-    I hu = bits<I>(u0);
-    I k = (hu >> 23) - 127;
-    const F corr = select(k > 0, splat<F>(1.0f) - (u0 - x), x - (u0 - splat<F>(1.0f))) / u0;
-    const F cterm = select(big, splat<F>(0.0f), corr);
-    hu &= 0x007fffff;
-    const I low = hu < 0x3504f7;
-    const F u = bits<F>(hu | select(low, splat<I>(0x3f800000), splat<I>(0x3f000000)));
-    k = select(low, k, k + 1);
-    hu = select(low, hu, (0x00800000 - hu) >> 2);
-    const F f = select(direct, x, u - splat<F>(1.0f));
-    k = select(direct, splat<I>(0), k);
-    special |= ~(tiny | direct) & (hu == 0);
+    // -0.2929 <= x < 0.41422 (zeros and tiny x included): f = x, k = 0. These lanes reduce
+    // 0.25 instead of x, which gives k = 0 and c = +0 and keeps them off the special test.
+    // One comparison: GCC splits combinations of comparisons into per-lane code. |x - m| rounds
+    // monotonically on either side of m, and this m and bound split exactly at both ends.
+    const F centred = x - splat<F>(0.060660228f);
+    const I direct = bits<F>(bits<I>(centred) & 0x7fffffff) < splat<F>(0.35355365f);
+    const F xr = select(direct, splat<F>(0.25f), x);
+    const F one = splat<F>(1.0f);
+    const F u0 = one + xr;
+    // u0 = 2^k u with u in [0x3f3504f7, 2 * 0x3f3504f7): the mantissa split 0x3504f7 becomes a
+    // carry into the exponent.
+    const I iu = bits<I>(bits<U>(u0) - 0x3f3504f7u);
+    const I k = iu >> 23;
+    const I ub = (iu & 0x007fffff) + 0x3f3504f7;
+    const F f = select(direct, x, bits<F>(ub) - one);
+    const F kf = bits<F>(bits<I>(convert<F>(k)) | (bits<I>(x) & static_cast<std::int32_t>(0x80000000u)));
+    // c = (1 + x) - u0 exactly (Fast2Sum, the larger of 1 and x first: as int32 lanes, the
+    // bit patterns order 1 against every x > -1). The libm's two-sided correction is this
+    // wherever it is used (x = 1 - 2^-24 rounds up to 2 and is special); it drops c where k
+    // comes out 0 (1 + x rounding to 0x3fb504f6 just above 0.41422). From 2^53 on it takes
+    // c = 0; here c / u0 <= 2^-53 vanishes in k ln2_lo (k >= 54), under half its ulp.
+    const I hxr = bits<I>(xr);
+    const I hone = splat<I>(0x3f800000);
+    const F larger = bits<F>(hxr > hone ? hxr : hone);
+    const F smaller = bits<F>(hxr > hone ? hone : hxr);
+    const F c = select(k != 0, (smaller - (u0 - larger)) / u0, splat<F>(0.0f));
+    u0_bits = bits<U>(u0);
+    u_bits = bits<U>(ub);
     const F hfsq = splat<F>(0.5f) * f * f;
     const F s = f / (splat<F>(2.0f) + f);
     const F z = s * s;
@@ -52,12 +66,21 @@ VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
                                z * (splat<F>(2.2222198546e-01f) +
                                     z * (splat<F>(1.8183572590e-01f) +
                                          z * (splat<F>(1.5313838422e-01f) + z * splat<F>(1.4798198640e-01f)))))));
-    const F near = f - (hfsq - s * (hfsq + R));
-    const F kf = convert<F>(k);
-    const F far = kf * splat<F>(6.9313812256e-01f) -
-                  ((hfsq - (s * (hfsq + R) + (kf * splat<F>(9.0580006145e-06f) + cterm))) - f);
-    // k can also come out 0 on the second route (just below -0.2929); c is then unused.
-    return from_lanes<V>(select(tiny, tiny_value, select(k == 0, near, far)));
+    return from_lanes<V>(kf * splat<F>(6.9313812256e-01f) -
+                         ((hfsq - (s * (hfsq + R) + (kf * splat<F>(9.0580006145e-06f) + c))) - f));
+}
+
+// log1pf per lane; special lanes marked. Sign-bit arithmetic: GCC splits combined
+// comparisons into per-lane code.
+template <class V>
+VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
+    using U = typename LaneTypes<kLanes<V>>::U;
+    U u0_bits, u_bits;
+    const V r = log1pf_lanes_parts(v, u0_bits, u_bits);
+    const U bad = u0_bits | (u0_bits + 0x00800000u);
+    const U near_one = (u_bits - 0x3f800001u) & ~(u_bits - 0x3f7ffffdu);
+    special = bits<typename LaneTypes<kLanes<V>>::I>(bad | near_one) >> 31;
+    return r;
 }
 
 }  // namespace vorel::audio::simd::math
