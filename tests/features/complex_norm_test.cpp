@@ -58,14 +58,38 @@ std::vector<float> mixed_cells(std::size_t cells, unsigned seed) {
     return v;
 }
 
+// Cells whose sums of squares have square roots near a rounding midpoint, where powf(x, 0.5)
+// and the square root may part: found by search, every third cell of a mixed spectrum.
+std::vector<float> midpoint_cells(std::size_t cells, unsigned seed) {
+    std::vector<float> v = mixed_cells(cells, seed);
+    std::mt19937 gen(seed);
+    std::uniform_real_distribution<float> part(-4.0f, 4.0f);
+    for (std::size_t i = 0; i < cells; i += 3) {
+        for (;;) {
+            const float re = part(gen), im = part(gen);
+            const double root = std::sqrt(double(re * re + im * im));
+            const float f = float(root);
+            const double gap = double(std::nextafter(f, INFINITY)) - f;
+            const double from_midpoint = std::fabs(std::fabs(root - f) - gap / 2) / gap;
+            if (from_midpoint < 0.003) {
+                v[2 * i] = re;
+                v[2 * i + 1] = im;
+                break;
+            }
+        }
+    }
+    return v;
+}
+
 class NormLanes : public vorel::audio::testing::EachIsa {};
 
 }  // namespace
 
 TEST_P(NormLanes, NormsAndPhasesEqualThePlainPathBitForBit) {
     using vorel::audio::simd::Isa;
-    const std::size_t cells = 4099;
-    const std::vector<float> src = mixed_cells(cells, 5);
+    // Over two blocks of 256 vectors at every width, with a tail; a third of the cells special.
+    const std::size_t cells = 8195;
+    const std::vector<float> src = midpoint_cells(cells, 5);
     // 2 takes the powf(x, 1) identity; 0, NaN and infinity take powf whole.
     for (float power : {1.0f, 2.0f, 0.5f, 3.0f, 4.5f, 0.0f, NAN, INFINITY, -1.0f}) {
         std::vector<float> fast(cells), plain(cells);

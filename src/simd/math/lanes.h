@@ -86,6 +86,27 @@ VOREL_INLINE bool any(M mask) {
     }
 }
 
+// Bit l set when lane l of a mask of int32 lanes (all ones or zero per lane) is set: one
+// instruction at 8 and 16 lanes, so a loop can keep the mask of every vector and answer the rare
+// set lanes after it, without a branch per vector.
+template <class M>
+VOREL_INLINE unsigned lane_bits(M mask) {
+    constexpr std::size_t w = sizeof(M) / sizeof(mask[0]);
+    static_assert(sizeof(mask[0]) == 4);
+#if !defined(__clang__)
+    if constexpr (w == 16) {
+        return __builtin_ia32_cvtd2mask512(mask);
+    } else if constexpr (w == 8) {
+        return static_cast<unsigned>(__builtin_ia32_movmskps256(std::bit_cast<typename LaneTypes<8>::F>(mask)));
+    } else
+#endif
+    {
+        unsigned b = 0;
+        for (std::size_t l = 0; l < w; ++l) b |= (static_cast<unsigned>(mask[l]) & 1u) << l;
+        return b;
+    }
+}
+
 // table[index[l]] per lane; the index is in range by construction in every lane.
 template <class R, class T, class Idx>
 VOREL_INLINE R gather(const T* table, Idx index) {
