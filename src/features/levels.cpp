@@ -79,19 +79,23 @@ VOREL_INLINE void decibels(float* dst, const float* src, std::size_t n, float re
 // elements, seeded with src[0], and merging the lanes by the same rule gives the plain scan's
 // value. A NaN seed stays in every lane; otherwise no lane ever takes a NaN. Equal maxima can
 // differ only in the sign of zero, which the later floor removes.
+//
+// The lanes run from the end down, so the front of the buffer, which the level pass reads
+// first, is the part most recently brought into the cache (and a buffer just written front to
+// back is read from its warm end). The order cannot change the value, by the argument above.
 template <class V>
 VOREL_INLINE float maximum(const float* src, std::size_t n) {
     constexpr std::size_t W = simd::kLanes<V>;
     float best = src[0];
-    std::size_t i = 1;
+    std::size_t end = n;  // elements [1, end) remain
     if constexpr (W > 1) {
         using F = typename math::LaneTypes<W>::F;
         if (n >= 4 * W + 1) {
             F acc[4];
             for (F& a : acc) a = math::to_lanes(simd::broadcast<V>(best));
-            for (; i + 4 * W <= n; i += 4 * W)
+            for (; end >= 4 * W + 1; end -= 4 * W)
                 for (std::size_t j = 0; j < 4; ++j) {
-                    const F x = math::to_lanes(simd::load<V>(src + i + j * W));
+                    const F x = math::to_lanes(simd::load<V>(src + end - (j + 1) * W));
                     acc[j] = math::select(acc[j] < x, x, acc[j]);
                 }
             for (std::size_t j = 1; j < 4; ++j) acc[0] = math::select(acc[0] < acc[j], acc[j], acc[0]);
@@ -99,7 +103,7 @@ VOREL_INLINE float maximum(const float* src, std::size_t n) {
                 if (best < acc[0][l]) best = acc[0][l];
         }
     }
-    for (; i < n; ++i)
+    for (std::size_t i = 1; i < end; ++i)
         if (best < src[i]) best = src[i];
     return best;
 }
