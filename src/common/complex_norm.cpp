@@ -67,10 +67,9 @@ VOREL_INLINE float norm_one(const float* p, float exponent) {
 }
 
 // Vectors are taken a block at a time. A special lane stores its sum of squares in place of the
-// norm and sets its bit in the block's masks; after the block the vectors with a bit are listed,
-// without a branch per vector, and only their special lanes call powf on the stored sum. The
-// lanes near a square root's rounding midpoint (0.4 % of random norms) then cost the main loop
-// no branch miss. Each patch reads only the output element it rewrites.
+// norm and sets its bit in the block's masks; after the block only those lanes call powf on the
+// stored sum. The lanes near a square root's rounding midpoint (0.4 % of random norms) then cost
+// the main loop no branch miss. Each patch reads only the output element it rewrites.
 template <int kStride, Shortcut kShortcut, class V>
 VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float exponent) {
     constexpr std::size_t W = simd::kLanes<V>;
@@ -93,7 +92,6 @@ VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float expon
     }
     constexpr std::size_t kBlock = 256;
     std::uint32_t masks[kBlock];
-    std::uint16_t marked[kBlock];
     const std::size_t vectors = n / W;
     for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
         const std::size_t m = std::min(kBlock, vectors - v0);
@@ -109,18 +107,10 @@ VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float expon
             put<kStride>(d + kStride * W * k,
                          math::from_lanes<V>(math::select(special, math::to_lanes(sq), math::to_lanes(r))));
         }
-        std::size_t count = 0;
-        for (std::size_t k = 0; k < m; ++k) {
-            marked[count] = static_cast<std::uint16_t>(k);
-            count += masks[k] != 0;
-        }
-        for (std::size_t j = 0; j < count; ++j) {
-            const std::size_t k = marked[j];
-            for (std::uint32_t bits = masks[k]; bits != 0; bits &= bits - 1) {
-                float* p = d + kStride * (W * k + static_cast<std::size_t>(__builtin_ctz(bits)));
-                *p = powf(*p, exponent);
-            }
-        }
+        math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
+            float* p = d + kStride * (W * k + l);
+            *p = powf(*p, exponent);
+        });
     }
     for (std::size_t i = vectors * W; i < n; ++i)
         put<kStride>(dst + kStride * i, norm_one<kShortcut>(src + 2 * i, exponent));

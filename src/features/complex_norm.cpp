@@ -107,15 +107,13 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
             any |= mag_masks[k] | phase_bits;
         }
         if (any == 0) continue;
-        for (std::size_t k = 0; k < m; ++k) {
-            const std::size_t i = W * (v0 + k);
-            for (std::uint32_t bits = mag_masks[k]; bits != 0; bits &= bits - 1) {
-                const std::size_t c = i + static_cast<std::size_t>(__builtin_ctz(bits));
-                mag[c] = powf(src[2 * c] * src[2 * c] + src[2 * c + 1] * src[2 * c + 1], exponent);
-            }
-            for (std::uint32_t bits = phase_masks[k]; bits != 0; bits &= bits - 1)
-                cell_phase<kPhasor>(phase, src, i + static_cast<std::size_t>(__builtin_ctz(bits)));
-        }
+        const std::size_t first = W * v0;
+        math::for_each_lane_bit(mag_masks, m, [&](std::size_t k, std::size_t l) {
+            const std::size_t c = first + W * k + l;
+            mag[c] = powf(src[2 * c] * src[2 * c] + src[2 * c + 1] * src[2 * c + 1], exponent);
+        });
+        math::for_each_lane_bit(
+            phase_masks, m, [&](std::size_t k, std::size_t l) { cell_phase<kPhasor>(phase, src, first + W * k + l); });
     }
     for (std::size_t c = vectors * W; c < n; ++c) {
         if (mag != nullptr) mag[c] = powf(src[2 * c] * src[2 * c] + src[2 * c + 1] * src[2 * c + 1], exponent);

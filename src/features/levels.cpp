@@ -66,11 +66,9 @@ VOREL_INLINE void decibels(float* dst, const float* src, std::size_t n, float re
             simd::store(d + W * k, math::from_lanes<V>(math::select(special, p, level)));
         }
         if (any == 0) continue;
-        for (std::size_t k = 0; k < m; ++k)
-            for (std::uint32_t bits = masks[k]; bits != 0; bits &= bits - 1) {
-                float* e = d + W * k + static_cast<std::size_t>(__builtin_ctz(bits));
-                *e = level_plain(*e, ref_db, clamp, floor_db);
-            }
+        math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
+            d[W * k + l] = level_plain(d[W * k + l], ref_db, clamp, floor_db);
+        });
     }
     for (std::size_t i = vectors * W; i < n; ++i) dst[i] = level_plain(src[i], ref_db, clamp, floor_db);
 }

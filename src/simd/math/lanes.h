@@ -107,6 +107,22 @@ VOREL_INLINE unsigned lane_bits(M mask) {
     }
 }
 
+// f(k, l) for every set bit l of masks[k], k < m (at most 256), in ascending order. The vectors
+// with a bit are listed first without a branch per vector: set bits are rare, and a branch on
+// each mask would miss on every one of them.
+template <class F>
+VOREL_INLINE void for_each_lane_bit(const std::uint32_t* masks, std::size_t m, F&& f) {
+    std::uint8_t marked[256];
+    std::size_t count = 0;
+    for (std::size_t k = 0; k < m; ++k) {
+        marked[count] = static_cast<std::uint8_t>(k);
+        count += masks[k] != 0;
+    }
+    for (std::size_t j = 0; j < count; ++j)
+        for (std::uint32_t b = masks[marked[j]]; b != 0; b &= b - 1)
+            f(std::size_t{marked[j]}, static_cast<std::size_t>(__builtin_ctz(b)));
+}
+
 // table[index[l]] per lane; the index is in range by construction in every lane.
 template <class R, class T, class Idx>
 VOREL_INLINE R gather(const T* table, Idx index) {
