@@ -66,6 +66,16 @@ VOREL_INLINE float norm_one(const float* p, float exponent) {
     return special[0] ? powf(sq, exponent) : r;
 }
 
+// The outputs at dst + kStride * l for the set bits l become powf of the sums stored there. Out
+// of line: a call inside the loop body would make GCC keep the loop's vectors in memory.
+template <int kStride>
+[[gnu::noinline]] void patch_stored(float* dst, std::uint32_t bits, float exponent) {
+    for (; bits != 0; bits &= bits - 1) {
+        float* p = dst + kStride * __builtin_ctz(bits);
+        *p = powf(*p, exponent);
+    }
+}
+
 // Vectors are taken a block at a time. A special lane stores its sum of squares in place of the
 // norm and sets its bit in the block's masks; after the block only those lanes call powf on the
 // stored sum. The lanes near a square root's rounding midpoint (0.4 % of random norms) then cost
@@ -80,12 +90,10 @@ VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float expon
         for (; i + W <= n; i += W) {
             V re, im;
             math::split_pairs(src + 2 * i, re, im);
-            V sq = re * re + im * im;
-            const auto special = math::to_lanes(sq) != math::to_lanes(sq);
-            if (math::any(special))
-                for (std::size_t l = 0; l < W; ++l)
-                    if (special[l]) sq[l] = powf(sq[l], exponent);
+            const V sq = re * re + im * im;
             put<kStride>(dst + kStride * i, sq);
+            const std::uint32_t bits = math::lane_bits(math::to_lanes(sq) != math::to_lanes(sq));
+            if (bits != 0) patch_stored<kStride>(dst + kStride * i, bits, exponent);
         }
         for (; i < n; ++i) put<kStride>(dst + kStride * i, norm_one<kShortcut>(src + 2 * i, exponent));
         return;
