@@ -83,6 +83,15 @@ template <int kStride>
 template <int kStride, Shortcut kShortcut, class V>
 VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float exponent) {
     constexpr std::size_t W = simd::kLanes<V>;
+    if constexpr (kStride == 1) {
+        // Packed outputs: the first few one by one until the stores fall on whole cache lines
+        // (a store across two lines costs twice); every element is computed the same way.
+        const std::size_t head = std::min(n, (64 - reinterpret_cast<std::uintptr_t>(dst) % 64) % 64 / sizeof(float));
+        for (std::size_t i = 0; i < head; ++i) dst[i] = norm_one<kShortcut>(src + 2 * i, exponent);
+        dst += head;
+        src += 2 * head;
+        n -= head;
+    }
     if constexpr (kShortcut == Shortcut::identity) {
         // Special lanes are NaN sums only, which real spectra never hold: a test per vector
         // costs less here than keeping the masks.

@@ -99,6 +99,13 @@ TEST_P(NormLanes, NormsAndPhasesEqualThePlainPathBitForBit) {
         for (std::size_t i = 0; i < cells; ++i)
             plain[i] = powf(src[2 * i] * src[2 * i] + src[2 * i + 1] * src[2 * i + 1], exponent);
         EXPECT_TRUE(vorel::audio::testing::same_bits(fast, plain)) << power;
+        // Outputs at every offset within a cache line: the head before the first whole line is
+        // taken one by one.
+        for (std::size_t offset = 1; offset < 16; offset += 3) {
+            std::vector<float> shifted(cells + 16);
+            complex_norm_array(shifted.data() + offset, src.data(), cells, power, GetParam());
+            EXPECT_TRUE(vorel::audio::testing::same_bits(shifted.data() + offset, plain.data(), cells)) << offset;
+        }
         std::vector<float> pairs = src;
         complex_norm_pairs(pairs.data(), cells, power, GetParam());
         for (std::size_t i = 0; i < cells; ++i)
