@@ -56,45 +56,68 @@ VOREL_TARGET_AVX512 void angles_avx512(float* p, const float* s, std::size_t n) 
 using Angles = void (*)(float*, const float*, std::size_t);
 const simd::IsaBuilds<Angles> kAngles{angles_plain, angles_sse2, angles_avx2, angles_avx512};
 
+// The phase of cell c by the libm: the angle, or its phasor (cosine first).
+template <bool kPhasor>
+VOREL_INLINE void cell_phase(float* phase, const float* src, std::size_t c) {
+    if constexpr (kPhasor)
+        sincosf(atan2f(src[2 * c + 1], src[2 * c]), &phase[2 * c + 1], &phase[2 * c]);
+    else
+        phase[c] = atan2f(src[2 * c + 1], src[2 * c]);
+}
+
 // One pass over n cells: the norm by the powf replica when mag is not null (or, with `half`, by
-// the square root where it provably equals powf(x, 0.5f)), then the angle or
-// its phasor, each lane through the atan2f and sincosf replicas; lanes a replica marks special
-// take the libm call for that step. The tail calls the libm, whose bits the replicas give.
+// the square root where it provably equals powf(x, 0.5f)), then the angle or its phasor, each
+// lane through the atan2f and sincosf replicas. Lanes a replica marks special set their bit in
+// the block's masks, and after each block of vectors those cells are answered by the libm calls
+// from src (which no output overlaps): the calls stay out of the main loop, and the square-root
+// rule's midpoint lanes cost it no branch miss. The tail calls the libm, whose bits the replicas
+// give.
 template <class V, bool kPhasor>
 VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::size_t n, float exponent, bool half) {
     constexpr std::size_t W = simd::kLanes<V>;
-    std::size_t i = 0;
-    for (; i + W <= n; i += W) {
-        V re, im;
-        math::split_pairs(src + 2 * i, re, im);
-        typename math::LaneTypes<W>::I special;
-        if (mag != nullptr) {
-            const V sq = re * re + im * im;
-            V r = half ? math::powf_half_by_sqrt(sq, special) : math::powf_lanes(sq, exponent, special);
-            if (math::any(special))
-                for (std::size_t l = 0; l < W; ++l)
-                    if (special[l]) r[l] = powf(sq[l], exponent);
-            simd::store(mag + i, r);
+    constexpr std::size_t kBlock = 128;
+    std::uint32_t mag_masks[kBlock], phase_masks[kBlock];
+    const std::size_t vectors = n / W;
+    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
+        const std::size_t m = std::min(kBlock, vectors - v0);
+        std::uint32_t any = 0;
+        for (std::size_t k = 0; k < m; ++k) {
+            const std::size_t i = W * (v0 + k);
+            V re, im;
+            math::split_pairs(src + 2 * i, re, im);
+            typename math::LaneTypes<W>::I special;
+            mag_masks[k] = 0;
+            if (mag != nullptr) {
+                const V sq = re * re + im * im;
+                const V r = half ? math::powf_half_by_sqrt(sq, special) : math::powf_lanes(sq, exponent, special);
+                mag_masks[k] = math::lane_bits(special);
+                simd::store(mag + i, r);
+            }
+            const V a = math::atan2f_lanes(im, re, special);
+            std::uint32_t phase_bits = math::lane_bits(special);
+            if constexpr (kPhasor) {
+                V s, c;
+                math::sincosf_lanes(a, s, c, special);
+                phase_bits |= math::lane_bits(special);
+                math::merge_pairs(phase + 2 * i, c, s);
+            } else {
+                simd::store(phase + i, a);
+            }
+            phase_masks[k] = phase_bits;
+            any |= mag_masks[k] | phase_bits;
         }
-        const V a = angle_lanes(re, im);
-        if constexpr (kPhasor) {
-            V s, c;
-            math::sincosf_lanes(a, s, c, special);
-            if (math::any(special))
-                for (std::size_t l = 0; l < W; ++l)
-                    if (special[l]) math::sincosf_lane(a, s, c, l);
-            math::merge_pairs(phase + 2 * i, c, s);
-        } else {
-            simd::store(phase + i, a);
-        }
+        if (any == 0) continue;
+        const std::size_t first = W * v0;
+        math::for_each_lane_bit(mag_masks, m, [&](std::size_t k, std::size_t l) {
+            const std::size_t c = first + W * k + l;
+            mag[c] = powf(src[2 * c] * src[2 * c] + src[2 * c + 1] * src[2 * c + 1], exponent);
+        });
+        math::for_each_lane_bit(
+            phase_masks, m, [&](std::size_t k, std::size_t l) { cell_phase<kPhasor>(phase, src, first + W * k + l); });
     }
-    for (; i < n; ++i) {
-        const float re = src[2 * i], im = src[2 * i + 1];
-        if (mag != nullptr) mag[i] = powf(re * re + im * im, exponent);
-        if constexpr (kPhasor)
-            sincosf(atan2f(im, re), &phase[2 * i + 1], &phase[2 * i]);
-        else
-            phase[i] = atan2f(im, re);
+    for (std::size_t c = vectors * W; c < n; ++c) {
+        if (mag != nullptr) mag[c] = powf(src[2 * c] * src[2 * c] + src[2 * c + 1] * src[2 * c + 1], exponent);
+        cell_phase<kPhasor>(phase, src, c);
     }
 }
 

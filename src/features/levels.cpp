@@ -2,7 +2,9 @@
 // log10f and log1pf replicas in lanes when their guards passed.
 #include "features/levels.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "simd/math/log10f.h"
 #include "simd/math/replicas.h"
@@ -12,7 +14,6 @@ namespace vorel::audio {
 
 namespace {
 
-using simd::float4;
 using simd::Isa;
 namespace math = simd::math;
 
@@ -33,30 +34,85 @@ void decibels_plain(float* dst, const float* src, std::size_t n, float ref_db, b
 
 // The same per lane. max(x, floor) as a select keeps fmax's answer: a NaN x fails x >= floor
 // and takes the floor, and where x equals the floor both give the same value. The floored
-// value is positive, so the only lane the log10f replica hands back is +inf.
+// value is positive, so the only lane the log10f replica hands back is +inf. Such a lane stores
+// its floored power and sets its bit in the block's masks; after the block those elements take
+// the plain step from the stored power (floored already, so floored again to itself), which
+// keeps the libm call out of the main loop and its constants in registers.
 template <class V>
 VOREL_INLINE void decibels(float* dst, const float* src, std::size_t n, float ref_db, bool clamp, float floor_db) {
     constexpr std::size_t W = simd::kLanes<V>;
+    constexpr std::size_t kBlock = 256;
     using T = math::LaneTypes<W>;
     const typename T::F floor = math::splat<typename T::F>(power_floor);
     const typename T::F ten = math::splat<typename T::F>(10.0f);
     const typename T::F ref = math::splat<typename T::F>(ref_db);
     const typename T::F lowest = math::splat<typename T::F>(floor_db);
-    std::size_t i = 0;
-    for (; i + W <= n; i += W) {
-        const typename T::F x = math::to_lanes(simd::load<V>(src + i));
-        const typename T::F p = math::select(x >= floor, x, floor);
-        typename T::I special;
-        typename T::F lg = math::to_lanes(math::log10f_lanes(math::from_lanes<V>(p), special));
-        if (math::any(special))
-            for (std::size_t l = 0; l < W; ++l)
-                if (special[l]) lg[l] = std::log10(p[l]);
-        typename T::F level = lg * ten - ref;
-        if (clamp) level = math::select(level < lowest, lowest, level);
-        simd::store(dst + i, math::from_lanes<V>(level));
+    std::uint32_t masks[kBlock];
+    const std::size_t vectors = n / W;
+    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
+        const std::size_t m = std::min(kBlock, vectors - v0);
+        float* d = dst + W * v0;
+        const float* s = src + W * v0;
+        std::uint32_t any = 0;
+        for (std::size_t k = 0; k < m; ++k) {
+            const typename T::F x = math::to_lanes(simd::load<V>(s + W * k));
+            const typename T::F p = math::select(x >= floor, x, floor);
+            typename T::I special;
+            const typename T::F lg = math::to_lanes(math::log10f_lanes(math::from_lanes<V>(p), special));
+            typename T::F level = lg * ten - ref;
+            if (clamp) level = math::select(level < lowest, lowest, level);
+            masks[k] = math::lane_bits(special);
+            any |= masks[k];
+            simd::store(d + W * k, math::from_lanes<V>(math::select(special, p, level)));
+        }
+        if (any == 0) continue;
+        math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
+            d[W * k + l] = level_plain(d[W * k + l], ref_db, clamp, floor_db);
+        });
     }
-    for (; i < n; ++i) dst[i] = level_plain(src[i], ref_db, clamp, floor_db);
+    for (std::size_t i = vectors * W; i < n; ++i) dst[i] = level_plain(src[i], ref_db, clamp, floor_db);
 }
+
+// The running maximum per lane: each lane runs the same "replace when less" scan over its own
+// elements, seeded with src[0], and merging the lanes by the same rule gives the plain scan's
+// value. A NaN seed stays in every lane; otherwise no lane ever takes a NaN. Equal maxima can
+// differ only in the sign of zero, which the later floor removes.
+//
+// The lanes run from the end down, so the front of the buffer, which the level pass reads
+// first, is the part most recently brought into the cache (and a buffer just written front to
+// back is read from its warm end). The order cannot change the value, by the argument above.
+template <class V>
+VOREL_INLINE float maximum(const float* src, std::size_t n) {
+    constexpr std::size_t W = simd::kLanes<V>;
+    float best = src[0];
+    std::size_t end = n;  // elements [1, end) remain
+    if constexpr (W > 1) {
+        using F = typename math::LaneTypes<W>::F;
+        if (n >= 4 * W + 1) {
+            F acc[4];
+            for (F& a : acc) a = math::to_lanes(simd::broadcast<V>(best));
+            for (; end >= 4 * W + 1; end -= 4 * W)
+                for (std::size_t j = 0; j < 4; ++j) {
+                    const F x = math::to_lanes(simd::load<V>(src + end - (j + 1) * W));
+                    acc[j] = math::select(acc[j] < x, x, acc[j]);
+                }
+            for (std::size_t j = 1; j < 4; ++j) acc[0] = math::select(acc[0] < acc[j], acc[j], acc[0]);
+            for (std::size_t l = 0; l < W; ++l)
+                if (best < acc[0][l]) best = acc[0][l];
+        }
+    }
+    for (std::size_t i = 1; i < end; ++i)
+        if (best < src[i]) best = src[i];
+    return best;
+}
+
+float maximum_plain(const float* s, std::size_t n) { return maximum<float>(s, n); }
+VOREL_TARGET_SSE2 float maximum_sse2(const float* s, std::size_t n) { return maximum<simd::float4>(s, n); }
+VOREL_TARGET_AVX2 float maximum_avx2(const float* s, std::size_t n) { return maximum<simd::float8>(s, n); }
+VOREL_TARGET_AVX512 float maximum_avx512(const float* s, std::size_t n) { return maximum<simd::float16>(s, n); }
+
+using Maximum = float (*)(const float*, std::size_t);
+const simd::IsaBuilds<Maximum> kMaximum{maximum_plain, maximum_sse2, maximum_avx2, maximum_avx512};
 
 VOREL_TARGET_AVX2 void decibels_avx2(float* d, const float* s, std::size_t n, float r, bool c, float f) {
     decibels<simd::float8>(d, s, n, r, c, f);
@@ -73,33 +129,10 @@ const simd::IsaBuilds<Decibels> kDecibels{decibels_plain, nullptr, decibels_avx2
 
 float power_to_db(float x, float ref) { return ten_log10(floored_power(x)) - ten_log10(ref); }
 
-float scan_maximum(const float* src, int n) {
-    // Each lane runs the same "replace when less" scan over its own elements, seeded with
-    // src[0]; merging the lanes by the same rule gives the plain scan's value. A NaN seed stays
-    // in every lane; otherwise no lane ever takes a NaN. Equal maxima can differ only in the
-    // sign of zero, which the later floor removes.
-    float best = src[0];
-    int i = 1;
-    if (n >= 9) {
-        float4 a = simd::broadcast<float4>(best);
-        float4 b = a;
-        for (; i + 8 <= n; i += 8) {
-            const float4 x = simd::load<float4>(src + i);
-            const float4 y = simd::load<float4>(src + i + 4);
-            a = a < x ? x : a;
-            b = b < y ? y : b;
-        }
-        a = a < b ? b : a;
-        for (int lane = 0; lane < 4; ++lane)
-            if (best < a[lane]) best = a[lane];
-    }
-    for (; i < n; ++i)
-        if (best < src[i]) best = src[i];
-    return best;
-}
+float scan_maximum(const float* src, int n, Isa isa) { return kMaximum(isa)(src, static_cast<std::size_t>(n)); }
 
 void convert_power_to_db(float* dst, const float* src, int n, float top_db, Isa isa) {
-    const float ref = floored_power(scan_maximum(src, n));
+    const float ref = floored_power(scan_maximum(src, n, isa));
     // power_to_db recomputes the reference level per element; once is the same value.
     const float ref_db = ten_log10(ref);
     const bool clamp = top_db >= 0.0f;

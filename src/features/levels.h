@@ -16,8 +16,9 @@ inline constexpr float zero_deviation_scale = 1e16f;
 float power_to_db(float x, float ref);
 
 // The largest element of src[0..n), found by a scan that replaces the running maximum only
-// when it is less than the next element: NaN elements are skipped, but a NaN src[0] stays.
-float scan_maximum(const float* src, int n);
+// when it is less than the next element: NaN elements are skipped, but a NaN src[0] stays. Lanes
+// of level `isa` give the same value, up to the sign of a zero maximum.
+float scan_maximum(const float* src, int n, simd::Isa isa = simd::best_isa());
 
 // dst[i] = power_to_db(src[i], max(maximum, floor)), then, when top_db >= 0, every result
 // below -top_db is raised to it, in one pass (lanes of the log10f replica at `isa` when its

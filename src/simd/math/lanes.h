@@ -86,6 +86,43 @@ VOREL_INLINE bool any(M mask) {
     }
 }
 
+// Bit l set when lane l of a mask of int32 lanes (all ones or zero per lane) is set: one
+// instruction at 8 and 16 lanes, so a loop can keep the mask of every vector and answer the rare
+// set lanes after it, without a branch per vector.
+template <class M>
+VOREL_INLINE unsigned lane_bits(M mask) {
+    constexpr std::size_t w = sizeof(M) / sizeof(mask[0]);
+    static_assert(sizeof(mask[0]) == 4);
+#if !defined(__clang__)
+    if constexpr (w == 16) {
+        return __builtin_ia32_cvtd2mask512(mask);
+    } else if constexpr (w == 8) {
+        return static_cast<unsigned>(__builtin_ia32_movmskps256(std::bit_cast<typename LaneTypes<8>::F>(mask)));
+    } else
+#endif
+    {
+        unsigned b = 0;
+        for (std::size_t l = 0; l < w; ++l) b |= (static_cast<unsigned>(mask[l]) & 1u) << l;
+        return b;
+    }
+}
+
+// f(k, l) for every set bit l of masks[k], k < m (at most 256), in ascending order. The vectors
+// with a bit are listed first without a branch per vector: set bits are rare, and a branch on
+// each mask would miss on every one of them.
+template <class F>
+VOREL_INLINE void for_each_lane_bit(const std::uint32_t* masks, std::size_t m, F&& f) {
+    std::uint8_t marked[256];
+    std::size_t count = 0;
+    for (std::size_t k = 0; k < m; ++k) {
+        marked[count] = static_cast<std::uint8_t>(k);
+        count += masks[k] != 0;
+    }
+    for (std::size_t j = 0; j < count; ++j)
+        for (std::uint32_t b = masks[marked[j]]; b != 0; b &= b - 1)
+            f(std::size_t{marked[j]}, static_cast<std::size_t>(__builtin_ctz(b)));
+}
+
 // table[index[l]] per lane; the index is in range by construction in every lane.
 template <class R, class T, class Idx>
 VOREL_INLINE R gather(const T* table, Idx index) {
@@ -113,8 +150,13 @@ VOREL_INLINE R lookup16(const T* table, Idx index) {
         __builtin_memcpy(&hi, table + 8, sizeof hi);
         const I8 first = __builtin_shufflevector(index, index, 0, 1, 2, 3, 4, 5, 6, 7);
         const I8 second = __builtin_shufflevector(index, index, 8, 9, 10, 11, 12, 13, 14, 15);
-        const R8 a = __builtin_shuffle(lo, hi, __builtin_convertvector(first, L8));
-        const R8 b = __builtin_shuffle(lo, hi, __builtin_convertvector(second, L8));
+        // The widening as one instruction per half: GCC assembles a generic conversion from
+        // quarter-width pieces.
+        typedef long long LL8 __attribute__((vector_size(64)));
+        const L8 first_wide = std::bit_cast<L8>(__builtin_ia32_pmovsxdq512_mask(first, LL8{}, 0xff));
+        const L8 second_wide = std::bit_cast<L8>(__builtin_ia32_pmovsxdq512_mask(second, LL8{}, 0xff));
+        const R8 a = __builtin_shuffle(lo, hi, first_wide);
+        const R8 b = __builtin_shuffle(lo, hi, second_wide);
         // Two halves copied in place: GCC spills a 16-lane shuffle of doubles lane by lane.
         R r;
         __builtin_memcpy(&r, &a, sizeof a);
