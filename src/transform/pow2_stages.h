@@ -17,6 +17,7 @@
 
 #include "simd/vec.h"
 #include "transform/bit_reverse.h"
+#include "transform/column_twiddles.h"
 #include "transform/schedules.h"
 #include "transform/shuffles.h"
 
@@ -59,6 +60,15 @@ VOREL_INLINE void load_input(const float* src, std::size_t i, V& re, V& im) {
     }
 }
 
+// The 12 twiddles of W consecutive columns from their six distinct values, `stride` floats
+// apart (see column_twiddles.h); negating a float is exact.
+template <class V>
+VOREL_INLINE void column_twiddles(const float* values, std::size_t stride, V (&t)[12]) {
+    V w[kColumnValues];
+    for (std::size_t k = 0; k < kColumnValues; ++k) w[k] = load<V>(values + k * stride);
+    for (std::size_t c = 0; c < 12; ++c) t[c] = kRowNegated[c] ? -w[kRowSource[c]] : w[kRowSource[c]];
+}
+
 // A stage whose quarter is a multiple of W: lanes are W consecutive columns, whose twiddles
 // are W consecutive floats of the column table `cols` of the stage. Reads `src` as In says
 // and writes the split layout of group G to d; each butterfly reads all its elements before
@@ -68,7 +78,7 @@ VOREL_INLINE void wide_stage(float* d, const float* src, std::size_t n, std::siz
     const std::size_t quarter = size / 4;
     for (std::size_t start = 0; start < quarter; start += kLanes<V>) {
         V t[12];
-        for (std::size_t c = 0; c < 12; ++c) t[c] = load<V>(cols + c * quarter + start);
+        column_twiddles(cols + start, quarter, t);
         for (std::size_t i = start; i < n; i += size) {
             V re[4], im[4];
             for (std::size_t j = 0; j < 4; ++j) load_input<V, In, G>(src, i + j * quarter, re[j], im[j]);
@@ -335,17 +345,17 @@ template <bool Inverse, class V, Input In, std::size_t G = kLanes<V>>
 VOREL_INLINE bool split_stages(float* d, const float* src, float* to, std::size_t n, const float* table,
                                const float* cols) {
     any_wide_stage<Inverse, V, In, G>(d, src, n, n, cols);
-    cols += 12 * (n / 4);
+    cols += kColumnValues * (n / 4);
     for (std::size_t size = n / 4; size >= 4; size /= 4) {
         const std::size_t quarter = size / 4, step = 12 * (n / size);
         float4 t[12];
         if (kLanes<V> == 16 && (quarter == 4 || quarter == 8)) {
-            quarter == 4 ? last_stages16<Inverse, false>(d, to, n, cols + 12 * quarter)
-                         : last_stages16<Inverse, true>(d, to, n, cols + 12 * quarter);
+            quarter == 4 ? last_stages16<Inverse, false>(d, to, n, cols + kColumnValues * quarter)
+                         : last_stages16<Inverse, true>(d, to, n, cols + kColumnValues * quarter);
             return true;
         } else if (quarter >= 4) {
             any_wide_stage<Inverse, V, Input::split, G>(d, d, n, size, cols);
-            cols += 12 * quarter;
+            cols += kColumnValues * quarter;
         } else if (quarter == 2) {
             gather_rows(t, table, 0, step, 0, step);
             for (std::size_t i = 0; i < n; i += 16) butterflies_of_halves<Inverse, G>(d + 2 * i, t);
