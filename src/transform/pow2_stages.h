@@ -186,13 +186,24 @@ struct TwiddleLanes {
     VOREL_INLINE float16 operator[](std::size_t c) const { return load<float16>(p + 16 * c); }
 };
 
+// The twiddles of row 0 (angle 0) as sixteen lanes: its cosines are exactly 1, and x * 1 is x
+// for every x but a NaN, which either operand of the sum that follows passes on as a NaN; so
+// the cosine products are left out. The sines are -0 or +0 by direction and stay products,
+// read where they are used: x * (+-0) is a zero of either sign or a NaN.
+struct UnitRowLanes {
+    const float* p;
+    VOREL_INLINE float16 operator[](std::size_t c) const {
+        return kRowSource[c] % 2 == 0 ? simd::broadcast<float16>(1.0f) : load<float16>(p + 16 * c);
+    }
+};
+
 // Quarters 4 and 1 on four blocks of 16 elements, block blk in re[blk], im[blk]. Transposing
 // blocks of four gives lane 4 blk + c of vector b element 4 b + c of block blk: the quarter-4
 // butterflies with column c. Transposing four floats of those four vectors then gives lane
 // 4 blk + b of vector c the same element: each lane is one group of 4, whose elements 0 to 3
 // are the quarter-1 butterfly (row 0). The lanes are left so.
 template <bool Inverse, class T>
-VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const T& t_first, const T& t_second) {
+VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const T& t_first, const UnitRowLanes& t_second) {
     lanes::transpose4<4>(re[0], re[1], re[2], re[3]);
     lanes::transpose4<4>(im[0], im[1], im[2], im[3]);
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_first);
@@ -328,7 +339,7 @@ VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float*
             if constexpr (Odd)
                 quarters8_and_2<Inverse>(re[h], im[h], held_first, held_second);
             else
-                quarters4_and_1<Inverse>(re[h], im[h], lanes_first, lanes_second);
+                quarters4_and_1<Inverse>(re[h], im[h], lanes_first, UnitRowLanes{lanes_second.p});
         }
         if constexpr (Odd)
             store_rows_odd<Inverse>(to, n, x, re, im);
