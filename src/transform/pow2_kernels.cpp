@@ -49,8 +49,8 @@ constexpr simd::IsaBuilds<SplitFn> kBuilds{nullptr, split_sse2, split_avx2, spli
 
 // The transform of a power of two n >= 16 from `src` (read as `input` says) through the
 // scratch d of 2 n floats, apart from both, to `to`, which may be src; `isa` above scalar.
-void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
-                          const std::vector<float>& table, bool inverse, Isa isa) {
+VOREL_INLINE void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+                                       const std::vector<float>& table, bool inverse, Isa isa) {
     // A thread remembers the last entry it used, which spares the table's lock when it
     // transforms one length over and over; entries never change or move once built.
     thread_local struct {
@@ -70,7 +70,7 @@ void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to
 // up to n = 1024, where an allocation would cost a fair share of the transform, else on the
 // heap.
 template <class Work>
-void with_scratch(std::size_t n, Work&& work) {
+VOREL_INLINE void with_scratch(std::size_t n, Work&& work) {
     constexpr std::size_t kStackFloats = 2048;
     if (2 * n <= kStackFloats) {
         alignas(64) float local[kStackFloats];
