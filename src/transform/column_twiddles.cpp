@@ -32,8 +32,8 @@ void ColumnTwiddleTable::init_columns(int n, bool inverse, const std::vector<flo
     for (std::size_t quarter = len / 4; quarter >= 4; quarter /= 4) {
         const std::size_t step = 12 * (len / (4 * quarter));
         for (std::size_t start = 0; start < quarter; ++start)
-            for (std::size_t k = 0; k < kColumnValues; ++k)
-                value[offset + k * quarter + start] = table[start * step + kRowPosition[k]];
+            for (std::size_t c = 0; c < 12; ++c)
+                if (!kRowNegated[c]) value[offset + kRowSource[c] * quarter + start] = table[start * step + c];
         offset += kColumnValues * quarter;
     }
     // The last two stages as sixteen lanes: quarters 4 and 1 of an even log2(n), or 8 and 2 of

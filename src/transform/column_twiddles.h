@@ -29,10 +29,9 @@ private:
     std::mutex lock;
 };
 
-// The distinct values of a column, cos 2j, sin 2j, cos j, sin j, cos 3j, sin 3j: their
-// positions in a table row, and the row's 12 floats as value (kRowSource) and sign (kRowNegated).
+// The distinct values of a column, cos 2j, sin 2j, cos j, sin j, cos 3j, sin 3j, and the row's
+// 12 floats as value (kRowSource) and sign (kRowNegated).
 inline constexpr std::size_t kColumnValues = 6;
-inline constexpr std::size_t kRowPosition[kColumnValues] = {0, 1, 4, 5, 9, 11};
 inline constexpr std::size_t kRowSource[12] = {0, 1, 1, 0, 2, 3, 3, 2, 5, 4, 4, 5};
 inline constexpr bool kRowNegated[12] = {false, false, true, false, false, false,
                                          true,  false, true, false, false, false};

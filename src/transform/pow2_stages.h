@@ -180,20 +180,15 @@ VOREL_INLINE V radix2(V v) {
 // floats that four vectors form in each block of 4 U floats. Between the two stages the lanes go straight from the
 // first stage's order to the second's.
 
-// Twiddle c of sixteen lanes, read where it is used rather than held in registers.
+// Twiddle c of sixteen lanes, read where it is used rather than held in registers. Row 0
+// (UnitRow) has cosines of exactly 1, and x * 1 is x for every x but a NaN, which the sum that
+// follows passes on as a NaN either way: its cosine products are left out. Its sines, -0 or +0
+// by direction, stay products: x * (+-0) is a zero of either sign or a NaN.
+template <bool UnitRow = false>
 struct TwiddleLanes {
     const float* p;
-    VOREL_INLINE float16 operator[](std::size_t c) const { return load<float16>(p + 16 * c); }
-};
-
-// The twiddles of row 0 (angle 0) as sixteen lanes: its cosines are exactly 1, and x * 1 is x
-// for every x but a NaN, which either operand of the sum that follows passes on as a NaN; so
-// the cosine products are left out. The sines are -0 or +0 by direction and stay products,
-// read where they are used: x * (+-0) is a zero of either sign or a NaN.
-struct UnitRowLanes {
-    const float* p;
     VOREL_INLINE float16 operator[](std::size_t c) const {
-        return kRowSource[c] % 2 == 0 ? simd::broadcast<float16>(1.0f) : load<float16>(p + 16 * c);
+        return UnitRow && kRowSource[c] % 2 == 0 ? simd::broadcast<float16>(1.0f) : load<float16>(p + 16 * c);
     }
 };
 
@@ -203,7 +198,8 @@ struct UnitRowLanes {
 // 4 blk + b of vector c the same element: each lane is one group of 4, whose elements 0 to 3
 // are the quarter-1 butterfly (row 0). The lanes are left so.
 template <bool Inverse, class T>
-VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const T& t_first, const UnitRowLanes& t_second) {
+VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const T& t_first,
+                                  const TwiddleLanes<true>& t_second) {
     lanes::transpose4<4>(re[0], re[1], re[2], re[3]);
     lanes::transpose4<4>(im[0], im[1], im[2], im[3]);
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_first);
@@ -319,7 +315,7 @@ template <bool Inverse, bool Odd>
 VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float* twiddle_lanes) {
     // The even tiles leave the registers to their data; the odd ones run each stage twice and
     // hold their twiddles (measured faster each way).
-    const TwiddleLanes lanes_first{twiddle_lanes}, lanes_second{twiddle_lanes + 12 * 16};
+    const TwiddleLanes<> lanes_first{twiddle_lanes}, lanes_second{twiddle_lanes + 12 * 16};
     float16 held_first[12], held_second[12];
     if constexpr (Odd)
         for (std::size_t c = 0; c < 12; ++c) held_first[c] = lanes_first[c], held_second[c] = lanes_second[c];
@@ -339,7 +335,7 @@ VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float*
             if constexpr (Odd)
                 quarters8_and_2<Inverse>(re[h], im[h], held_first, held_second);
             else
-                quarters4_and_1<Inverse>(re[h], im[h], lanes_first, UnitRowLanes{lanes_second.p});
+                quarters4_and_1<Inverse>(re[h], im[h], lanes_first, TwiddleLanes<true>{lanes_second.p});
         }
         if constexpr (Odd)
             store_rows_odd<Inverse>(to, n, x, re, im);
