@@ -8,17 +8,13 @@
 
 namespace vorel::audio {
 
-// The 32 bits of x in reverse order.
-inline std::uint32_t reverse_bits(std::uint32_t x) {
-    x = ((x >> 1) & 0x55555555u) | ((x & 0x55555555u) << 1);
-    x = ((x >> 2) & 0x33333333u) | ((x & 0x33333333u) << 2);
-    x = ((x >> 4) & 0x0F0F0F0Fu) | ((x & 0x0F0F0F0Fu) << 4);
-    return __builtin_bswap32(x);
-}
-
-// The low `bits` bits of k (below 2^bits, bits <= 32) in reverse order.
+// The low `bits` bits of k (below 2^bits, bits <= 32) in reverse order: the 32 bits reversed
+// by swapping ever larger fields, then shifted down.
 inline std::uint32_t reversed_index(std::uint32_t k, int bits) {
-    return bits == 0 ? 0 : static_cast<std::uint32_t>(std::uint64_t{reverse_bits(k)} >> (32 - bits));
+    k = ((k >> 1) & 0x55555555u) | ((k & 0x55555555u) << 1);
+    k = ((k >> 2) & 0x33333333u) | ((k & 0x33333333u) << 2);
+    k = ((k >> 4) & 0x0F0F0F0Fu) | ((k & 0x0F0F0F0Fu) << 4);
+    return bits == 0 ? 0 : static_cast<std::uint32_t>(std::uint64_t{__builtin_bswap32(k)} >> (32 - bits));
 }
 
 // Swaps complex elements k and reversed k of an interleaved buffer, n a power of two.

@@ -14,7 +14,7 @@ ColumnTwiddleTable& ColumnTwiddleTable::instance() {
 
 std::size_t column_twiddle_floats(std::size_t n) {
     std::size_t floats = n >= 64 ? 2 * kLastStageFloats : 0;
-    for (std::size_t quarter = n / 4; quarter >= 4; quarter /= 4) floats += 12 * quarter;
+    for (std::size_t quarter = n / 4; quarter >= 4; quarter /= 4) floats += kColumnValues * quarter;
     return floats;
 }
 
@@ -32,19 +32,19 @@ void ColumnTwiddleTable::init_columns(int n, bool inverse, const std::vector<flo
     for (std::size_t quarter = len / 4; quarter >= 4; quarter /= 4) {
         const std::size_t step = 12 * (len / (4 * quarter));
         for (std::size_t start = 0; start < quarter; ++start)
-            for (std::size_t c = 0; c < 12; ++c) value[offset + c * quarter + start] = table[start * step + c];
-        offset += 12 * quarter;
+            for (std::size_t c = 0; c < 12; ++c)
+                if (!kRowNegated[c]) value[offset + kRowSource[c] * quarter + start] = table[start * step + c];
+        offset += kColumnValues * quarter;
     }
     // The last two stages as sixteen lanes: quarters 4 and 1 of an even log2(n), or 8 and 2 of
     // an odd one. Lane l of the first stage is column l mod its quarter; the second stage has
     // column l mod 2 of quarter 2, or column 0 of quarter 1 (row 0).
     if (len >= 64) {
         const std::size_t quarter = std::countr_zero(len) % 2 == 0 ? 4 : 8;
-        const float* first = value.data() + offset - 12 * quarter;
-        const std::size_t step2 = 12 * (len / 8);
+        const std::size_t step1 = 12 * (len / (4 * quarter)), step2 = 12 * (len / 8);
         for (std::size_t c = 0; c < 12; ++c)
             for (std::size_t l = 0; l < 16; ++l) {
-                value[offset + 16 * c + l] = first[c * quarter + l % quarter];
+                value[offset + 16 * c + l] = table[(l % quarter) * step1 + c];
                 value[offset + kLastStageFloats + 16 * c + l] = table[(quarter == 8 && l % 2 == 1 ? step2 : 0) + c];
             }
     }

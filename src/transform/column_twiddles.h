@@ -1,7 +1,9 @@
 // Process-wide cache of the radix-4 twiddles rearranged by column: for each stage whose
-// columns run in vector lanes, the 12 floats of column `start` are stored 12 apart-by-column
-// (float c of column s at c * quarter + s), so that consecutive columns load as one vector.
-// The values are copies of the FftTable rows; only their places change.
+// columns run in vector lanes, the distinct values of column `start` are stored by column
+// (value k of column s at k * quarter + s), so that consecutive columns load as one vector.
+// A row of 12 floats holds six distinct values; its three -sin entries are the negated sin
+// entries, and a float negates exactly, so the six values give back the row bit for bit at
+// half the memory. The values are copies of the FftTable rows; only their places change.
 #pragma once
 
 #include <cstddef>
@@ -27,12 +29,20 @@ private:
     std::mutex lock;
 };
 
-// Floats of the twiddles of one of the last two stages as sixteen lanes.
+// The distinct values of a column, cos 2j, sin 2j, cos j, sin j, cos 3j, sin 3j, and the row's
+// 12 floats as value (kRowSource) and sign (kRowNegated).
+inline constexpr std::size_t kColumnValues = 6;
+inline constexpr std::size_t kRowSource[12] = {0, 1, 1, 0, 2, 3, 3, 2, 5, 4, 4, 5};
+inline constexpr bool kRowNegated[12] = {false, false, true, false, false, false,
+                                         true,  false, true, false, false, false};
+
+// Floats of the twiddles of one of the last two stages as sixteen lanes, whole rows: they are
+// few, and read where they are used.
 constexpr std::size_t kLastStageFloats = 12 * 16;
 
-// Floats of the rearranged twiddles of n: 12 per column of each stage with a quarter of at
-// least 4, in stage order; then, from n = 64 on, the last two stages as sixteen lanes each
-// (kLastStageFloats per stage, float c of lane l at 16 c + l).
+// Floats of the rearranged twiddles of n: kColumnValues per column of each stage with a
+// quarter of at least 4, in stage order; then, from n = 64 on, the last two stages as sixteen
+// lanes each (kLastStageFloats per stage, float c of lane l at 16 c + l).
 std::size_t column_twiddle_floats(std::size_t n);
 
 }  // namespace vorel::audio

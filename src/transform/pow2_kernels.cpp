@@ -49,8 +49,8 @@ constexpr simd::IsaBuilds<SplitFn> kBuilds{nullptr, split_sse2, split_avx2, spli
 
 // The transform of a power of two n >= 16 from `src` (read as `input` says) through the
 // scratch d of 2 n floats, apart from both, to `to`, which may be src; `isa` above scalar.
-void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
-                          const std::vector<float>& table, bool inverse, Isa isa) {
+VOREL_INLINE void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+                                       const std::vector<float>& table, bool inverse, Isa isa) {
     // A thread remembers the last entry it used, which spares the table's lock when it
     // transforms one length over and over; entries never change or move once built.
     thread_local struct {
@@ -66,38 +66,24 @@ void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to
     kBuilds(isa)(src, input, d, to, n, table.data(), last.cols->data(), inverse);
 }
 
-// Runs work(scratch) with 2 n floats of 64-byte aligned scratch, uninitialised: on the stack
-// up to n = 1024, where an allocation would cost a fair share of the transform, else on the
-// heap.
-template <class Work>
-void with_scratch(std::size_t n, Work&& work) {
-    constexpr std::size_t kStackFloats = 2048;
-    if (2 * n <= kStackFloats) {
-        alignas(64) float local[kStackFloats];
-        work(local);
-    } else {
-        work(make_aligned_floats(2 * n).get());
-    }
-}
-
 }  // namespace
 
-// The split layout from n = 16 on, else the plain path on a copy.
+// The split layout from n = 16 on, else the plain path on a copy. Without caller scratch the
+// transform takes 64-byte aligned floats of the stack up to n = 1024, where an allocation would
+// cost a fair share of the transform, else of the heap.
 void pow2_transform_to(float* dst, const float* src, Pow2Input input, std::size_t n, const std::vector<float>& table,
                        bool inverse, Isa isa, float* scratch) {
-    const auto work = [&](float* d) {
-        if (n >= 16 && isa != Isa::scalar) return pow2_split_transform(src, input, d, dst, n, table, inverse, isa);
-        for (std::size_t k = 0; k < n; ++k) {
-            d[2 * k] = input == Pow2Input::real ? src[k] : src[2 * k];
-            d[2 * k + 1] = input == Pow2Input::real ? 0.0f : src[2 * k + 1];
-        }
-        pow2_transform(d, n, table, inverse, Isa::scalar);
-        std::copy(d, d + 2 * n, dst);
-    };
-    if (scratch != nullptr)
-        work(scratch);
-    else
-        with_scratch(n, work);
+    constexpr std::size_t kStackFloats = 2048;
+    alignas(64) float local[kStackFloats];
+    const AlignedFloats heap = scratch != nullptr || 2 * n <= kStackFloats ? nullptr : make_aligned_floats(2 * n);
+    float* d = scratch != nullptr ? scratch : heap ? heap.get() : local;
+    if (n >= 16 && isa != Isa::scalar) return pow2_split_transform(src, input, d, dst, n, table, inverse, isa);
+    for (std::size_t k = 0; k < n; ++k) {
+        d[2 * k] = input == Pow2Input::real ? src[k] : src[2 * k];
+        d[2 * k + 1] = input == Pow2Input::real ? 0.0f : src[2 * k + 1];
+    }
+    pow2_transform(d, n, table, inverse, Isa::scalar);
+    std::copy(d, d + 2 * n, dst);
 }
 
 }  // namespace vorel::audio

@@ -17,6 +17,7 @@
 
 #include "simd/vec.h"
 #include "transform/bit_reverse.h"
+#include "transform/column_twiddles.h"
 #include "transform/schedules.h"
 #include "transform/shuffles.h"
 
@@ -59,6 +60,15 @@ VOREL_INLINE void load_input(const float* src, std::size_t i, V& re, V& im) {
     }
 }
 
+// The 12 twiddles of W consecutive columns from their six distinct values, `stride` floats
+// apart (see column_twiddles.h); negating a float is exact.
+template <class V>
+VOREL_INLINE void column_twiddles(const float* values, std::size_t stride, V (&t)[12]) {
+    V w[kColumnValues];
+    for (std::size_t k = 0; k < kColumnValues; ++k) w[k] = load<V>(values + k * stride);
+    for (std::size_t c = 0; c < 12; ++c) t[c] = kRowNegated[c] ? -w[kRowSource[c]] : w[kRowSource[c]];
+}
+
 // A stage whose quarter is a multiple of W: lanes are W consecutive columns, whose twiddles
 // are W consecutive floats of the column table `cols` of the stage. Reads `src` as In says
 // and writes the split layout of group G to d; each butterfly reads all its elements before
@@ -68,7 +78,7 @@ VOREL_INLINE void wide_stage(float* d, const float* src, std::size_t n, std::siz
     const std::size_t quarter = size / 4;
     for (std::size_t start = 0; start < quarter; start += kLanes<V>) {
         V t[12];
-        for (std::size_t c = 0; c < 12; ++c) t[c] = load<V>(cols + c * quarter + start);
+        column_twiddles(cols + start, quarter, t);
         for (std::size_t i = start; i < n; i += size) {
             V re[4], im[4];
             for (std::size_t j = 0; j < 4; ++j) load_input<V, In, G>(src, i + j * quarter, re[j], im[j]);
@@ -170,10 +180,16 @@ VOREL_INLINE V radix2(V v) {
 // floats that four vectors form in each block of 4 U floats. Between the two stages the lanes go straight from the
 // first stage's order to the second's.
 
-// Twiddle c of sixteen lanes, read where it is used rather than held in registers.
+// Twiddle c of sixteen lanes, read where it is used rather than held in registers. Row 0
+// (UnitRow) has cosines of exactly 1, and x * 1 is x for every x but a NaN, which the sum that
+// follows passes on as a NaN either way: its cosine products are left out. Its sines, -0 or +0
+// by direction, stay products: x * (+-0) is a zero of either sign or a NaN.
+template <bool UnitRow = false>
 struct TwiddleLanes {
     const float* p;
-    VOREL_INLINE float16 operator[](std::size_t c) const { return load<float16>(p + 16 * c); }
+    VOREL_INLINE float16 operator[](std::size_t c) const {
+        return UnitRow && kRowSource[c] % 2 == 0 ? simd::broadcast<float16>(1.0f) : load<float16>(p + 16 * c);
+    }
 };
 
 // Quarters 4 and 1 on four blocks of 16 elements, block blk in re[blk], im[blk]. Transposing
@@ -182,7 +198,8 @@ struct TwiddleLanes {
 // 4 blk + b of vector c the same element: each lane is one group of 4, whose elements 0 to 3
 // are the quarter-1 butterfly (row 0). The lanes are left so.
 template <bool Inverse, class T>
-VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const T& t_first, const T& t_second) {
+VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const T& t_first,
+                                  const TwiddleLanes<true>& t_second) {
     lanes::transpose4<4>(re[0], re[1], re[2], re[3]);
     lanes::transpose4<4>(im[0], im[1], im[2], im[3]);
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_first);
@@ -298,7 +315,7 @@ template <bool Inverse, bool Odd>
 VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float* twiddle_lanes) {
     // The even tiles leave the registers to their data; the odd ones run each stage twice and
     // hold their twiddles (measured faster each way).
-    const TwiddleLanes lanes_first{twiddle_lanes}, lanes_second{twiddle_lanes + 12 * 16};
+    const TwiddleLanes<> lanes_first{twiddle_lanes}, lanes_second{twiddle_lanes + 12 * 16};
     float16 held_first[12], held_second[12];
     if constexpr (Odd)
         for (std::size_t c = 0; c < 12; ++c) held_first[c] = lanes_first[c], held_second[c] = lanes_second[c];
@@ -318,7 +335,7 @@ VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float*
             if constexpr (Odd)
                 quarters8_and_2<Inverse>(re[h], im[h], held_first, held_second);
             else
-                quarters4_and_1<Inverse>(re[h], im[h], lanes_first, lanes_second);
+                quarters4_and_1<Inverse>(re[h], im[h], lanes_first, TwiddleLanes<true>{lanes_second.p});
         }
         if constexpr (Odd)
             store_rows_odd<Inverse>(to, n, x, re, im);
@@ -335,17 +352,17 @@ template <bool Inverse, class V, Input In, std::size_t G = kLanes<V>>
 VOREL_INLINE bool split_stages(float* d, const float* src, float* to, std::size_t n, const float* table,
                                const float* cols) {
     any_wide_stage<Inverse, V, In, G>(d, src, n, n, cols);
-    cols += 12 * (n / 4);
+    cols += kColumnValues * (n / 4);
     for (std::size_t size = n / 4; size >= 4; size /= 4) {
         const std::size_t quarter = size / 4, step = 12 * (n / size);
         float4 t[12];
         if (kLanes<V> == 16 && (quarter == 4 || quarter == 8)) {
-            quarter == 4 ? last_stages16<Inverse, false>(d, to, n, cols + 12 * quarter)
-                         : last_stages16<Inverse, true>(d, to, n, cols + 12 * quarter);
+            quarter == 4 ? last_stages16<Inverse, false>(d, to, n, cols + kColumnValues * quarter)
+                         : last_stages16<Inverse, true>(d, to, n, cols + kColumnValues * quarter);
             return true;
         } else if (quarter >= 4) {
             any_wide_stage<Inverse, V, Input::split, G>(d, d, n, size, cols);
-            cols += 12 * quarter;
+            cols += kColumnValues * quarter;
         } else if (quarter == 2) {
             gather_rows(t, table, 0, step, 0, step);
             for (std::size_t i = 0; i < n; i += 16) butterflies_of_halves<Inverse, G>(d + 2 * i, t);

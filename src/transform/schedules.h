@@ -73,16 +73,6 @@ struct Strided {
 };
 inline constexpr Strided kInterleaved{2, 1};
 
-// Calls stage(size, step) for each radix-4 stage of a power of two n >= 4: size is the span of
-// one butterfly column, step the table stride between its columns.
-template <class Stage>
-VOREL_INLINE void for_each_radix4_stage(std::size_t n, Stage&& stage) {
-    for (std::size_t size = n, step = 12;; size /= 4, step *= 4) {
-        stage(size, step);
-        if (size < 16) break;
-    }
-}
-
 // One column of butterflies: i = start, start + size, ... below n, on elements i, i + quarter,
 // i + 2 quarter, i + 3 quarter, with the 12 twiddles of the table row at `row`.
 template <bool Inverse, class V, class Layout>
@@ -112,12 +102,10 @@ VOREL_INLINE void radix2_pass(float* d, const Layout& at, std::size_t n) {
 // order.
 template <bool Inverse, class V, class Layout>
 VOREL_INLINE void pow2_stages(float* d, const Layout& at, std::size_t n, const float* table) {
-    if (n >= 4)
-        for_each_radix4_stage(n, [&](std::size_t size, std::size_t step) VOREL_INLINE_LAMBDA {
-            const std::size_t quarter = size / 4;
-            for (std::size_t start = 0; start < quarter; ++start)
-                radix4_column<Inverse, V>(d, at, n, start, size, quarter, table + start * step);
-        });
+    // size is the span of one butterfly column, step the table stride between its columns.
+    for (std::size_t size = n, step = 12; size >= 4; size /= 4, step *= 4)
+        for (std::size_t start = 0; start < size / 4; ++start)
+            radix4_column<Inverse, V>(d, at, n, start, size, size / 4, table + start * step);
     if (std::countr_zero(n) % 2 == 1) radix2_pass<V>(d, at, n);
 }
 
