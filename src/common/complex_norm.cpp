@@ -79,7 +79,8 @@ template <int kStride>
 // Vectors are taken a block at a time. A special lane stores its sum of squares in place of the
 // norm and sets its bit in the block's masks; after the block only those lanes call powf on the
 // stored sum. The lanes near a square root's rounding midpoint (0.4 % of random norms) then cost
-// the main loop no branch miss. Each patch reads only the output element it rewrites.
+// the main loop no branch miss, and go through the powf replica a vector at a time. Each patch
+// reads only the output element it rewrites.
 template <int kStride, Shortcut kShortcut, class V>
 VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float exponent) {
     constexpr std::size_t W = simd::kLanes<V>;
@@ -124,10 +125,19 @@ VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float expon
             put<kStride>(d + kStride * W * k,
                          math::from_lanes<V>(math::select(special, math::to_lanes(sq), math::to_lanes(r))));
         }
-        math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
-            float* p = d + kStride * (W * k + l);
-            *p = powf(*p, exponent);
-        });
+        if constexpr (kShortcut == Shortcut::sqrt) {
+            std::uint32_t offsets[kBlock * W];
+            std::size_t count = 0;
+            math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
+                offsets[count++] = static_cast<std::uint32_t>(kStride * (W * k + l));
+            });
+            math::powf_at<V>(d, offsets, count, exponent);
+        } else {
+            math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
+                float* p = d + kStride * (W * k + l);
+                *p = powf(*p, exponent);
+            });
+        }
     }
     for (std::size_t i = vectors * W; i < n; ++i)
         put<kStride>(dst + kStride * i, norm_one<kShortcut>(src + 2 * i, exponent));

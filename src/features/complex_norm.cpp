@@ -65,15 +65,17 @@ VOREL_INLINE void cell_phase(float* phase, const float* src, std::size_t c) {
         phase[c] = atan2f(src[2 * c + 1], src[2 * c]);
 }
 
-// One pass over n cells: the norm by the powf replica when mag is not null (or, with `half`, by
-// the square root where it provably equals powf(x, 0.5f)), then the angle or its phasor, each
-// lane through the atan2f and sincosf replicas. Lanes a replica marks special set their bit in
-// the block's masks, and after each block of vectors those cells are answered by the libm calls
-// from src (which no output overlaps): the calls stay out of the main loop, and the square-root
-// rule's midpoint lanes cost it no branch miss. The tail calls the libm, whose bits the replicas
-// give.
-template <class V, bool kPhasor>
-VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::size_t n, float exponent, bool half) {
+// One pass over n cells: the norm (none, by the square root where it provably equals
+// powf(x, 0.5f), or by the powf replica), then the angle or its phasor, each lane through the
+// atan2f and sincosf replicas. Lanes a replica marks special set their bit in the block's masks
+// (a special norm stores its sum of squares), and after each block of vectors those cells are
+// answered by the libm calls, the square-root rule's midpoint lanes through the powf replica a
+// vector at a time: the calls stay out of the main loop and cost it no branch miss. The tail
+// calls the libm, whose bits the replicas give.
+enum class NormBy { none, sqrt, powf };
+
+template <class V, bool kPhasor, NormBy kNorm>
+VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::size_t n, float exponent) {
     constexpr std::size_t W = simd::kLanes<V>;
     constexpr std::size_t kBlock = 128;
     std::uint32_t mag_masks[kBlock], phase_masks[kBlock];
@@ -87,11 +89,12 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
             math::split_pairs(src + 2 * i, re, im);
             typename math::LaneTypes<W>::I special;
             mag_masks[k] = 0;
-            if (mag != nullptr) {
+            if constexpr (kNorm != NormBy::none) {
                 const V sq = re * re + im * im;
-                const V r = half ? math::powf_half_by_sqrt(sq, special) : math::powf_lanes(sq, exponent, special);
+                const V r = kNorm == NormBy::sqrt ? math::powf_half_by_sqrt(sq, special)
+                                                  : math::powf_lanes(sq, exponent, special);
                 mag_masks[k] = math::lane_bits(special);
-                simd::store(mag + i, r);
+                simd::store(mag + i, math::from_lanes<V>(math::select(special, math::to_lanes(sq), math::to_lanes(r))));
             }
             const V a = math::atan2f_lanes(im, re, special);
             std::uint32_t phase_bits = math::lane_bits(special);
@@ -108,27 +111,50 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
         }
         if (any == 0) continue;
         const std::size_t first = W * v0;
-        math::for_each_lane_bit(mag_masks, m, [&](std::size_t k, std::size_t l) {
-            const std::size_t c = first + W * k + l;
-            mag[c] = powf(src[2 * c] * src[2 * c] + src[2 * c + 1] * src[2 * c + 1], exponent);
-        });
+        if constexpr (kNorm == NormBy::sqrt) {
+            std::uint32_t offsets[kBlock * W];
+            std::size_t count = 0;
+            math::for_each_lane_bit(mag_masks, m, [&](std::size_t k, std::size_t l) {
+                offsets[count++] = static_cast<std::uint32_t>(W * k + l);
+            });
+            math::powf_at<V>(mag + first, offsets, count, exponent);
+        } else {
+            math::for_each_lane_bit(mag_masks, m, [&](std::size_t k, std::size_t l) {
+                float* p = mag + first + W * k + l;
+                *p = powf(*p, exponent);
+            });
+        }
         math::for_each_lane_bit(
             phase_masks, m, [&](std::size_t k, std::size_t l) { cell_phase<kPhasor>(phase, src, first + W * k + l); });
     }
     for (std::size_t c = vectors * W; c < n; ++c) {
-        if (mag != nullptr) mag[c] = powf(src[2 * c] * src[2 * c] + src[2 * c + 1] * src[2 * c + 1], exponent);
+        if constexpr (kNorm != NormBy::none)
+            mag[c] = powf(src[2 * c] * src[2 * c] + src[2 * c + 1] * src[2 * c + 1], exponent);
         cell_phase<kPhasor>(phase, src, c);
     }
 }
 
+// Each combination its own loop: with the norm's form and the phase's form decided inside, GCC
+// keeps both forms' constants live across the loop and spills them.
+template <class V>
+VOREL_INLINE void pass_for(float* m, float* p, const float* s, std::size_t n, float e, bool half, bool phasor) {
+    if (m == nullptr)
+        return phasor ? cells_pass<V, true, NormBy::none>(m, p, s, n, e)
+                      : cells_pass<V, false, NormBy::none>(m, p, s, n, e);
+    if (half)
+        return phasor ? cells_pass<V, true, NormBy::sqrt>(m, p, s, n, e)
+                      : cells_pass<V, false, NormBy::sqrt>(m, p, s, n, e);
+    return phasor ? cells_pass<V, true, NormBy::powf>(m, p, s, n, e)
+                  : cells_pass<V, false, NormBy::powf>(m, p, s, n, e);
+}
+
 using Pass = void (*)(float*, float*, const float*, std::size_t, float, bool, bool);
 VOREL_TARGET_AVX2 void pass_avx2(float* m, float* p, const float* s, std::size_t n, float e, bool half, bool phasor) {
-    phasor ? cells_pass<simd::float8, true>(m, p, s, n, e, half) : cells_pass<simd::float8, false>(m, p, s, n, e, half);
+    pass_for<simd::float8>(m, p, s, n, e, half, phasor);
 }
 VOREL_TARGET_AVX512 void pass_avx512(float* m, float* p, const float* s, std::size_t n, float e, bool half,
                                      bool phasor) {
-    phasor ? cells_pass<simd::float16, true>(m, p, s, n, e, half)
-           : cells_pass<simd::float16, false>(m, p, s, n, e, half);
+    pass_for<simd::float16>(m, p, s, n, e, half, phasor);
 }
 const simd::IsaBuilds<Pass> kPass{nullptr, nullptr, pass_avx2, pass_avx512};
 

@@ -156,6 +156,15 @@ TEST_P(Replicas, Atan2fGivesTheLibmBitsOnPairs) {
         ys.push_back(-3.0f);
         xs.push_back(std::ldexp(1.0f, e));
     }
+    // Quotients on the reduction's interval bounds and a step either side, in every quadrant
+    // (x = +-2 and -1 keep y / x exact).
+    for (std::uint32_t bound : {0x31000000u, 0x3ee00000u, 0x3f300000u, 0x3f980000u, 0x401c0000u, 0x4c000000u})
+        for (std::uint32_t b = bound - 1; b <= bound + 1; ++b)
+            for (float x : {2.0f, -2.0f, -1.0f})
+                for (float sign : {1.0f, -1.0f}) {
+                    ys.push_back(sign * f(b) * std::fabs(x));
+                    xs.push_back(x);
+                }
     std::vector<float> got(ys.size()), want(ys.size());
     atan2f_array(GetParam(), got.data(), ys.data(), xs.data(), ys.size());
     for (std::size_t i = 0; i < ys.size(); ++i) want[i] = atan2f(ys[i], xs[i]);

@@ -191,4 +191,24 @@ VOREL_INLINE T fused(T a, T b, T c) {
     }
 }
 
+// One of four values per lane by an index in 0..3: one variable permute of a constant vector at
+// 8 and 16 lanes, instead of three blends per value; comparisons and selects at fewer lanes.
+template <class F, class I>
+VOREL_INLINE F pick4(I index, float v0, float v1, float v2, float v3) {
+    constexpr std::size_t w = sizeof(F) / sizeof(float);
+#if !defined(__clang__)
+    if constexpr (w >= 8) {
+        F table = splat<F>(v3);
+        table[0] = v0;
+        table[1] = v1;
+        table[2] = v2;
+        return __builtin_shuffle(table, index);
+    } else
+#endif
+    {
+        return select(index == 0, splat<F>(v0),
+                      select(index == 1, splat<F>(v1), select(index == 2, splat<F>(v2), splat<F>(v3))));
+    }
+}
+
 }  // namespace vorel::audio::simd::math

@@ -7,7 +7,13 @@
 // random complex values) need powf itself.
 #pragma once
 
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+
 #include "simd/math/lanes.h"
+#include "simd/math/powf.h"
 
 namespace vorel::audio::simd::math {
 
@@ -44,6 +50,23 @@ VOREL_INLINE V powf_half_by_sqrt(V v, typename LaneTypes<kLanes<V>>::I& special)
     const I near_midpoint = bits<I>(limit - bits<U>(abs_r)) >> 31;
     special = ~zero & (~in_range | near_midpoint);
     return from_lanes<V>(f);
+}
+
+// base[offsets[j]] = powf(base[offsets[j]], exponent) for j < count: the elements the square
+// root leaves to powf, a vector at a time through the powf replica (16 of them cost about one
+// call); lanes it does not follow call powf itself. Needs the replica's guard to have passed and
+// the exponent in its range.
+template <class V>
+VOREL_INLINE void powf_at(float* base, const std::uint32_t* offsets, std::size_t count, float exponent) {
+    using T = LaneTypes<kLanes<V>>;
+    for (std::size_t j0 = 0; j0 < count; j0 += kLanes<V>) {
+        const std::size_t w = std::min(kLanes<V>, count - j0);
+        typename T::F x = splat<typename T::F>(1.0f);  // unused lanes raise 1
+        for (std::size_t j = 0; j < w; ++j) x[j] = base[offsets[j0 + j]];
+        typename T::I special;
+        const typename T::F r = to_lanes(powf_lanes(from_lanes<V>(x), exponent, special));
+        for (std::size_t j = 0; j < w; ++j) base[offsets[j0 + j]] = special[j] ? powf(x[j], exponent) : r[j];
+    }
 }
 
 // Whether powf(x, 0.5f) equals the shortcut on this libm: checked once, on a fixed set of bases
