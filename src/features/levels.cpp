@@ -34,12 +34,13 @@ void decibels_plain(float* dst, const float* src, std::size_t n, float ref_db, b
 
 // The same per lane. max(x, floor) as a select keeps fmax's answer: a NaN x fails x >= floor
 // and takes the floor, and where x equals the floor both give the same value. The floored
-// value is positive, so the only lane the log10f replica hands back is +inf. Such a lane stores
+// value is a positive normal float or +inf, so the replica's subnormal scaling is left out (it
+// adds 0 to the exponent there) and +inf is the only lane it cannot answer. Such a lane stores
 // its floored power and sets its bit in the block's masks; after the block those elements take
 // the plain step from the stored power (floored already, so floored again to itself), which
 // keeps the libm call out of the main loop and its constants in registers.
-template <class V>
-VOREL_INLINE void decibels(float* dst, const float* src, std::size_t n, float ref_db, bool clamp, float floor_db) {
+template <class V, bool kClamp>
+VOREL_INLINE void decibels(float* dst, const float* src, std::size_t n, float ref_db, float floor_db) {
     constexpr std::size_t W = simd::kLanes<V>;
     constexpr std::size_t kBlock = 256;
     using T = math::LaneTypes<W>;
@@ -57,20 +58,20 @@ VOREL_INLINE void decibels(float* dst, const float* src, std::size_t n, float re
         for (std::size_t k = 0; k < m; ++k) {
             const typename T::F x = math::to_lanes(simd::load<V>(s + W * k));
             const typename T::F p = math::select(x >= floor, x, floor);
-            typename T::I special;
-            const typename T::F lg = math::to_lanes(math::log10f_lanes(math::from_lanes<V>(p), special));
+            const typename T::I special = math::bits<typename T::I>(p) == 0x7f800000;
+            const typename T::F lg = math::log10f_normal_lanes<W>(p, math::splat<typename T::I>(0));
             typename T::F level = lg * ten - ref;
-            if (clamp) level = math::select(level < lowest, lowest, level);
+            if constexpr (kClamp) level = math::select(level < lowest, lowest, level);
             masks[k] = math::lane_bits(special);
             any |= masks[k];
             simd::store(d + W * k, math::from_lanes<V>(math::select(special, p, level)));
         }
         if (any == 0) continue;
         math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
-            d[W * k + l] = level_plain(d[W * k + l], ref_db, clamp, floor_db);
+            d[W * k + l] = level_plain(d[W * k + l], ref_db, kClamp, floor_db);
         });
     }
-    for (std::size_t i = vectors * W; i < n; ++i) dst[i] = level_plain(src[i], ref_db, clamp, floor_db);
+    for (std::size_t i = vectors * W; i < n; ++i) dst[i] = level_plain(src[i], ref_db, kClamp, floor_db);
 }
 
 // The running maximum per lane: each lane runs the same "replace when less" scan over its own
@@ -115,10 +116,10 @@ using Maximum = float (*)(const float*, std::size_t);
 const simd::IsaBuilds<Maximum> kMaximum{maximum_plain, maximum_sse2, maximum_avx2, maximum_avx512};
 
 VOREL_TARGET_AVX2 void decibels_avx2(float* d, const float* s, std::size_t n, float r, bool c, float f) {
-    decibels<simd::float8>(d, s, n, r, c, f);
+    c ? decibels<simd::float8, true>(d, s, n, r, f) : decibels<simd::float8, false>(d, s, n, r, f);
 }
 VOREL_TARGET_AVX512 void decibels_avx512(float* d, const float* s, std::size_t n, float r, bool c, float f) {
-    decibels<simd::float16>(d, s, n, r, c, f);
+    c ? decibels<simd::float16, true>(d, s, n, r, f) : decibels<simd::float16, false>(d, s, n, r, f);
 }
 
 using Decibels = void (*)(float*, const float*, std::size_t, float, bool, float);

@@ -51,6 +51,24 @@ VOREL_INLINE typename LaneTypes<W>::F logf_fma_lanes(typename LaneTypes<W>::U ix
     return select(ix == 0x3f800000u, splat<typename T::F>(0.0f), out);
 }
 
+// log10f of positive normal floats (and of +inf, to be answered by the caller) per lane; k0 is
+// added to the exponent, -25 for a subnormal the caller scaled by 2^25.
+template <std::size_t W>
+VOREL_INLINE typename LaneTypes<W>::F log10f_normal_lanes(typename LaneTypes<W>::F x, typename LaneTypes<W>::I k0) {
+    using T = LaneTypes<W>;
+    using F = typename T::F;
+    using I = typename T::I;
+    using U = typename T::U;
+    const I hx = bits<I>(x);
+    const I k = k0 + (hx >> 23) - 127;
+    const I i = bits<I>(bits<U>(k) >> 31);
+    const U mant = bits<U>((hx & 0x007fffff) | ((0x7f - i) << 23));
+    const F y = convert<F>(k + i);
+    const F l = logf_fma_lanes<W>(mant);
+    const F z = y * splat<F>(7.9034151668e-07f) + splat<F>(4.3429449201e-01f) * l;
+    return z + y * splat<F>(3.0102920532e-01f);
+}
+
 // log10f per lane; zeros, negatives, infinities and NaN are marked special.
 template <class V>
 VOREL_INLINE V log10f_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
@@ -60,21 +78,14 @@ VOREL_INLINE V log10f_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
     using I = typename T::I;
     using U = typename T::U;
     F x = to_lanes(v);
-    I hx = bits<I>(x);
+    const I hx = bits<I>(x);
     // One unsigned range test for hx <= 0 or hx >= 0x7f800000 (GCC splits an or of vector
     // comparisons into per-lane code).
     special = bits<U>(hx) - 1u >= 0x7f7fffffu;
     // Subnormals are scaled up by 2^25 first.
     const I sub = hx < 0x00800000;
     x = select(sub, x * splat<F>(3.3554432e+07f), x);
-    hx = bits<I>(x);
-    const I k = select(sub, splat<I>(-25), splat<I>(0)) + (hx >> 23) - 127;
-    const I i = bits<I>(bits<U>(k) >> 31);
-    const U mant = bits<U>((hx & 0x007fffff) | ((0x7f - i) << 23));
-    const F y = convert<F>(k + i);
-    const F l = logf_fma_lanes<W>(mant);
-    const F z = y * splat<F>(7.9034151668e-07f) + splat<F>(4.3429449201e-01f) * l;
-    return from_lanes<V>(z + y * splat<F>(3.0102920532e-01f));
+    return from_lanes<V>(log10f_normal_lanes<W>(x, select(sub, splat<I>(-25), splat<I>(0))));
 }
 
 }  // namespace vorel::audio::simd::math
