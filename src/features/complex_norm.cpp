@@ -65,19 +65,48 @@ VOREL_INLINE void cell_phase(float* phase, const float* src, std::size_t c) {
         phase[c] = atan2f(src[2 * c + 1], src[2 * c]);
 }
 
-// One pass over n cells: the norm (none, by the square root where it provably equals
-// powf(x, 0.5f), or by the powf replica), then the angle or its phasor, each lane through the
-// atan2f and sincosf replicas. Lanes a replica marks special set their bit in the block's masks
-// (a special norm stores its sum of squares), and after each block of vectors those cells are
-// answered by the libm calls, the square-root rule's midpoint lanes through the powf replica a
-// vector at a time: the calls stay out of the main loop and cost it no branch miss. The tail
-// calls the libm, whose bits the replicas give.
 enum class NormBy { none, sqrt, powf };
 
+// kLanes<V> cells from src: the norms into mag (a lane the replica does not follow gets its sum
+// of squares) unless kNorm is none, the angles or phasors into phase; the lanes the replicas
+// mark special as bits of mag_bits and phase_bits.
+template <class V, bool kPhasor, NormBy kNorm>
+VOREL_INLINE void cells_vector(float* mag, float* phase, const float* src, float exponent, std::uint32_t& mag_bits,
+                               std::uint32_t& phase_bits) {
+    V re, im;
+    math::split_pairs(src, re, im);
+    typename math::LaneTypes<simd::kLanes<V>>::I special;
+    mag_bits = 0;
+    if constexpr (kNorm != NormBy::none) {
+        const V sq = re * re + im * im;
+        const V r = kNorm == NormBy::sqrt ? math::powf_half_by_sqrt(sq, special)
+                                          : math::powf_lanes(sq, exponent, special);
+        mag_bits = math::lane_bits(special);
+        simd::store(mag, math::from_lanes<V>(math::select(special, math::to_lanes(sq), math::to_lanes(r))));
+    }
+    const V a = math::atan2f_lanes(im, re, special);
+    phase_bits = math::lane_bits(special);
+    if constexpr (kPhasor) {
+        V s, c;
+        math::sincosf_lanes(a, s, c, special);
+        phase_bits |= math::lane_bits(special);
+        math::merge_pairs(phase, c, s);
+    } else {
+        simd::store(phase, a);
+    }
+}
+
+// One pass over n cells by cells_vector. Lanes a replica marks special set their bit in the
+// block's masks, and after each block of vectors those cells are answered by the libm calls,
+// the square-root rule's midpoint lanes through the powf replica a vector at a time: the calls
+// stay out of the main loop and cost it no branch miss. The last cells, fewer than a vector,
+// go through one more vector from a padded copy (a row of 3000 cells ends in 8 at 16 lanes,
+// which cost as much as the rest of the row in libm calls).
 template <class V, bool kPhasor, NormBy kNorm>
 VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::size_t n, float exponent) {
     constexpr std::size_t W = simd::kLanes<V>;
     constexpr std::size_t kBlock = 128;
+    constexpr std::size_t kPhaseStride = kPhasor ? 2 : 1;
     std::uint32_t mag_masks[kBlock], phase_masks[kBlock];
     const std::size_t vectors = n / W;
     for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
@@ -85,29 +114,9 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
         std::uint32_t any = 0;
         for (std::size_t k = 0; k < m; ++k) {
             const std::size_t i = W * (v0 + k);
-            V re, im;
-            math::split_pairs(src + 2 * i, re, im);
-            typename math::LaneTypes<W>::I special;
-            mag_masks[k] = 0;
-            if constexpr (kNorm != NormBy::none) {
-                const V sq = re * re + im * im;
-                const V r = kNorm == NormBy::sqrt ? math::powf_half_by_sqrt(sq, special)
-                                                  : math::powf_lanes(sq, exponent, special);
-                mag_masks[k] = math::lane_bits(special);
-                simd::store(mag + i, math::from_lanes<V>(math::select(special, math::to_lanes(sq), math::to_lanes(r))));
-            }
-            const V a = math::atan2f_lanes(im, re, special);
-            std::uint32_t phase_bits = math::lane_bits(special);
-            if constexpr (kPhasor) {
-                V s, c;
-                math::sincosf_lanes(a, s, c, special);
-                phase_bits |= math::lane_bits(special);
-                math::merge_pairs(phase + 2 * i, c, s);
-            } else {
-                simd::store(phase + i, a);
-            }
-            phase_masks[k] = phase_bits;
-            any |= mag_masks[k] | phase_bits;
+            cells_vector<V, kPhasor, kNorm>(mag + i, phase + kPhaseStride * i, src + 2 * i, exponent, mag_masks[k],
+                                            phase_masks[k]);
+            any |= mag_masks[k] | phase_masks[k];
         }
         if (any == 0) continue;
         const std::size_t first = W * v0;
@@ -127,10 +136,21 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
         math::for_each_lane_bit(
             phase_masks, m, [&](std::size_t k, std::size_t l) { cell_phase<kPhasor>(phase, src, first + W * k + l); });
     }
-    for (std::size_t c = vectors * W; c < n; ++c) {
+    const std::size_t first = vectors * W, rest = n - first;
+    if (rest == 0) return;
+    // Padding cells (2, 2) are ordinary for every replica; their outputs are dropped.
+    float in[2 * W], mag_out[W], phase_out[kPhaseStride * W];
+    std::fill_n(in, 2 * W, 2.0f);
+    std::copy_n(src + 2 * first, 2 * rest, in);
+    std::uint32_t mag_bits, phase_bits;
+    cells_vector<V, kPhasor, kNorm>(mag_out, phase_out, in, exponent, mag_bits, phase_bits);
+    for (std::size_t l = 0; l < rest; ++l) {
         if constexpr (kNorm != NormBy::none)
-            mag[c] = powf(src[2 * c] * src[2 * c] + src[2 * c + 1] * src[2 * c + 1], exponent);
-        cell_phase<kPhasor>(phase, src, c);
+            mag[first + l] = mag_bits >> l & 1 ? powf(mag_out[l], exponent) : mag_out[l];
+        if (phase_bits >> l & 1)
+            cell_phase<kPhasor>(phase, src, first + l);
+        else
+            std::copy_n(phase_out + kPhaseStride * l, kPhaseStride, phase + kPhaseStride * (first + l));
     }
 }
 

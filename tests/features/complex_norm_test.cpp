@@ -113,23 +113,36 @@ TEST_P(NormLanes, NormsAndPhasesEqualThePlainPathBitForBit) {
                         std::bit_cast<uint32_t>(pairs[2 * i + 1]) == 0u)
                 << power << " " << i;
     }
-    // Magnitude and phase in one pass: the square-root rule (power 1) and the powf replica (3).
-    const int freq_n = 3, frame_n = int(cells / 3);
-    for (auto [form, power] : {std::pair{false, 1.0f}, {true, 1.0f}, {false, 3.0f}}) {
-        std::vector<float> mag(cells), phase((form ? 2 : 1) * cells), want_phase(phase.size());
-        magphase_2d(mag.data(), phase.data(), src.data(), freq_n, frame_n, power, form, GetParam());
-        volatile float exponent = power * 0.5f;
-        for (std::size_t i = 0; i < std::size_t(freq_n * frame_n); ++i) {
-            const float want_mag = powf(src[2 * i] * src[2 * i] + src[2 * i + 1] * src[2 * i + 1], exponent);
-            ASSERT_EQ(std::bit_cast<uint32_t>(mag[i]), std::bit_cast<uint32_t>(want_mag)) << power << " " << i;
-            const float a = atan2f(src[2 * i + 1], src[2 * i]);
-            if (form)
-                sincosf(a, &want_phase[2 * i + 1], &want_phase[2 * i]);
-            else
-                want_phase[i] = a;
+    // Magnitude and phase in one pass: the square-root rule (power 1) and the powf replica (3);
+    // rows with a partial last vector, and rows shorter than one vector.
+    const int freq_n = 3;
+    for (int frame_n : {int(cells / 3), 5})
+        for (auto [form, power] : {std::pair{false, 1.0f}, {true, 1.0f}, {false, 3.0f}}) {
+            std::vector<float> mag(cells), phase((form ? 2 : 1) * cells), want_phase(phase.size());
+            magphase_2d(mag.data(), phase.data(), src.data(), freq_n, frame_n, power, form, GetParam());
+            volatile float exponent = power * 0.5f;
+            for (std::size_t i = 0; i < std::size_t(freq_n * frame_n); ++i) {
+                const float want_mag = powf(src[2 * i] * src[2 * i] + src[2 * i + 1] * src[2 * i + 1], exponent);
+                ASSERT_EQ(std::bit_cast<uint32_t>(mag[i]), std::bit_cast<uint32_t>(want_mag)) << power << " " << i;
+                const float a = atan2f(src[2 * i + 1], src[2 * i]);
+                if (form)
+                    sincosf(a, &want_phase[2 * i + 1], &want_phase[2 * i]);
+                else
+                    want_phase[i] = a;
+            }
+            const std::size_t written = (form ? 2 : 1) * std::size_t(freq_n * frame_n);
+            EXPECT_TRUE(vorel::audio::testing::same_bits(phase.data(), want_phase.data(), written)) << form << power;
+            // Nothing past the rows.
+            if (written < phase.size()) {
+                EXPECT_EQ(phase[written], 0.0f);
+            }
         }
-        const std::size_t written = (form ? 2 : 1) * std::size_t(freq_n * frame_n);
-        EXPECT_TRUE(vorel::audio::testing::same_bits(phase.data(), want_phase.data(), written)) << form << power;
+    // Phasors alone (no norm in the pass), with and without a partial last vector.
+    for (std::size_t n : {cells, std::size_t(5)}) {
+        std::vector<float> phasor(2 * n), want(2 * n);
+        phase_phasors(phasor.data(), src.data(), n, GetParam());
+        for (std::size_t i = 0; i < n; ++i) sincosf(atan2f(src[2 * i + 1], src[2 * i]), &want[2 * i + 1], &want[2 * i]);
+        EXPECT_TRUE(vorel::audio::testing::same_bits(phasor, want)) << n;
     }
 }
 
