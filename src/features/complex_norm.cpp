@@ -50,11 +50,10 @@ void angles_plain(float* phase, const float* src, std::size_t n) {
     for (std::size_t i = 0; i < n; ++i) phase[i] = atan2f(src[2 * i + 1], src[2 * i]);
 }
 VOREL_TARGET_SSE2 void angles_sse2(float* p, const float* s, std::size_t n) { angles<simd::float4>(p, s, n); }
-VOREL_TARGET_AVX2 void angles_avx2(float* p, const float* s, std::size_t n) { angles<simd::float8>(p, s, n); }
-VOREL_TARGET_AVX512 void angles_avx512(float* p, const float* s, std::size_t n) { angles<simd::float16>(p, s, n); }
 
 using Angles = void (*)(float*, const float*, std::size_t);
-const simd::IsaBuilds<Angles> kAngles{angles_plain, angles_sse2, angles_avx2, angles_avx512};
+// From AVX2 on the angles take the block pass below.
+const simd::IsaBuilds<Angles> kAngles{angles_plain, angles_sse2, nullptr, nullptr};
 
 // The phase of cell c by the libm: the angle, or its phasor (cosine first).
 template <bool kPhasor>
@@ -199,7 +198,9 @@ void complex_norm_1d_core(float* dst, const float* src, int n, float power) {
 }
 
 void phase_angles(float* phase, const float* src, std::size_t n, Isa isa) {
-    kAngles(math::replica_isa(math::LibmFn::atan2f, isa))(phase, src, n);
+    const Isa level = math::replica_isa(math::LibmFn::atan2f, isa);
+    if (level >= Isa::avx2) return kPass(level)(nullptr, phase, src, n, 0.0f, false, false);
+    kAngles(level)(phase, src, n);
 }
 
 void phase_phasors(float* phase, const float* src, std::size_t n, Isa isa) {
