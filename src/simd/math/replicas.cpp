@@ -165,8 +165,8 @@ void plain_sincosf(float* s, float* c, const float* x, std::size_t n) {
 // log10f (through logf), powf and sincosf fuse, so their replicas exist only at levels with FMA.
 VOREL_TARGET_SSE2 void log1pf_sse2(float* d, const float* s, std::size_t n) { map_lanes<float4>(d, s, n, Log1pf{}); }
 VOREL_TARGET_AVX2 void log1pf_avx2(float* d, const float* s, std::size_t n) { map_lanes<float8>(d, s, n, Log1pf{}); }
-// At 16 lanes the special lanes come from two comparisons into one mask register, which also
-// blends the inputs into the stores; the blocks run as in map_lanes.
+// At 16 lanes the route choices and the special lanes are mask registers, the special mask also
+// blending the inputs into the stores; the blocks run as in map_lanes.
 VOREL_TARGET_AVX512 void log1pf_avx512(float* dst, const float* src, std::size_t n) {
     std::uint32_t masks[kBlock];
     const std::size_t vectors = n / 16;
@@ -177,16 +177,11 @@ VOREL_TARGET_AVX512 void log1pf_avx512(float* dst, const float* src, std::size_t
         std::uint32_t marked = 0;
         for (std::size_t k = 0; k < m; ++k) {
             const float16 x = load<float16>(s + 16 * k);
-            LaneTypes<16>::U u0_bits, u_bits;
-            const float16 r = log1pf_lanes_parts(x, u0_bits, u_bits);
-            const __m512i near_one = _mm512_sub_epi32(std::bit_cast<__m512i>(u_bits), _mm512_set1_epi32(0x3f7ffffd));
-            const __mmask16 special = _mm512_cmp_epu32_mask(std::bit_cast<__m512i>(u0_bits),
-                                                            _mm512_set1_epi32(0x7f800000), _MM_CMPINT_NLT) |
-                                      _mm512_cmp_epu32_mask(near_one, _mm512_set1_epi32(4), _MM_CMPINT_LT);
+            __mmask16 special;
+            const __m512 r = log1pf_lanes16(std::bit_cast<__m512>(x), special);
             masks[k] = special;
             marked |= special;
-            _mm512_storeu_ps(d + 16 * k,
-                             _mm512_mask_mov_ps(std::bit_cast<__m512>(r), special, std::bit_cast<__m512>(x)));
+            _mm512_storeu_ps(d + 16 * k, _mm512_mask_mov_ps(r, special, std::bit_cast<__m512>(x)));
         }
         if (marked == 0) continue;
         for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
