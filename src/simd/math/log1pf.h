@@ -105,10 +105,14 @@ VOREL_TARGET_AVX512 VOREL_INLINE __m512 log1pf_lanes16(__m512 x, __mmask16& spec
     const __m512 f = _mm512_mask_sub_ps(x, reducing, _mm512_castsi512_ps(ub), one);
     // cvt(k) | (x & sign) in one instruction (truth table a | b & c).
     const __m512 kf = _mm512_castsi512_ps(
-        _mm512_ternarylogic_epi32(_mm512_castps_si512(_mm512_cvtepi32_ps(k)), hx, _mm512_set1_epi32(INT32_MIN), 0xf8));
-    const __m512i hone = _mm512_set1_epi32(0x3f800000);
-    const __m512 larger = _mm512_castsi512_ps(_mm512_max_epi32(hx, hone));
-    const __m512 smaller = _mm512_castsi512_ps(_mm512_min_epi32(hx, hone));
+        _mm512_ternarylogic_epi32(std::bit_cast<__m512i>(convert<LaneTypes<16>::F>(std::bit_cast<LaneTypes<16>::I>(k))),
+                                  hx, _mm512_set1_epi32(INT32_MIN), 0xf8));
+    // Generic conversions and selects here: GCC's intrinsic forms pass an undefined vector through.
+    using I = LaneTypes<16>::I;
+    const I hxl = std::bit_cast<I>(hx);
+    const I hone = splat<I>(0x3f800000);
+    const __m512 larger = std::bit_cast<__m512>(hxl > hone ? hxl : hone);
+    const __m512 smaller = std::bit_cast<__m512>(hxl > hone ? hone : hxl);
     const __m512 c = _mm512_maskz_div_ps(_mm512_test_epi32_mask(k, k),
                                          _mm512_sub_ps(smaller, _mm512_sub_ps(u0, larger)), u0);
     const __m512i near_one = _mm512_sub_epi32(ub, _mm512_set1_epi32(0x3f7ffffd));
