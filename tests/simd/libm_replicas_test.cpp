@@ -125,6 +125,49 @@ TEST_P(Replicas, Log1pfGivesTheLibmBitsAtItsRouteEdges) {
     }
 }
 
+// Read through a volatile: GCC turns powf(x, 0.5f) into a square root.
+volatile float g_half = 0.5f;
+
+// Lanes the replicas hand to the scalar function, at every lane position of a vector, as whole
+// vectors on either side of the drivers' block edges (256 vectors of 4, 8 or 16 lanes), and at
+// the end of the tail; out of place and in place, where the special lanes' inputs are read back
+// from the output.
+TEST_P(Replicas, ArrayDriversAnswerSpecialLanesAnywhere) {
+    const float specials[] = {NAN, INFINITY, -INFINITY, -1.0f, 0.0f, -0.0f, -3.0f, f(0x00000001), f(0xffc00001)};
+    constexpr std::size_t kSpecialN = std::size(specials);
+    std::mt19937 gen(5);
+    std::uniform_real_distribution<float> exponent(-3.0f, 2.0f);
+    std::vector<float> in(16 * 300 + 13);
+    for (float& x : in) x = std::pow(10.0f, exponent(gen));
+    std::size_t next = 0;
+    const auto mark = [&](std::size_t i) { in[i] = specials[next++ % kSpecialN]; };
+    for (std::size_t lane = 0; lane < 16; ++lane) mark(16 * (lane + 1) + lane);
+    for (std::size_t edge : {1024u, 2048u, 4096u})
+        for (std::size_t i = edge - 20; i < edge + 20; ++i) mark(i);
+    for (std::size_t i = in.size() - 3; i < in.size(); ++i) mark(i);
+    using Array = void (*)(Isa, float*, const float*, std::size_t);
+    const struct {
+        const char* what;
+        Array array;
+        float (*scalar)(float);
+    } cases[] = {
+        {"log10f", log10f_array, [](float x) { return log10f(x); }},
+        {"log1pf", log1pf_array, [](float x) { return log1pf(x); }},
+        {"powf(x, 1.5)", [](Isa isa, float* d, const float* s, std::size_t n) { powf_array(isa, d, s, n, 1.5f); },
+         [](float x) { return powf(x, 1.5f); }},
+        {"powf(x, 0.5)", powf_half_array, [](float x) { return powf(x, g_half); }},
+    };
+    for (const auto& c : cases) {
+        const std::vector<float> want = map(in, c.scalar);
+        std::vector<float> got(in.size());
+        c.array(GetParam(), got.data(), in.data(), in.size());
+        EXPECT_TRUE(same_bits(got, want)) << c.what;
+        got = in;
+        c.array(GetParam(), got.data(), got.data(), got.size());
+        EXPECT_TRUE(same_bits(got, want)) << c.what << " in place";
+    }
+}
+
 TEST_P(Replicas, PowfGivesTheLibmBitsForEveryFixedExponent) {
     const std::vector<float> in = all_inputs();
     std::vector<float> got(in.size());

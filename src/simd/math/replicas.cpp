@@ -56,21 +56,38 @@ struct PowfHalf {
     float scalar(float x) const { return powf(x, y); }
 };
 
+// Runs the replica over whole vectors in blocks. A lane marked special stores its input, and its
+// bit goes into the block's masks; after the block those elements alone are answered by the
+// scalar function from the stored input. The loop body then holds no call, so its constants stay
+// in registers and no mask is folded to a branch per vector; reading the input back from dst
+// keeps an in-place call right.
+constexpr std::size_t kBlock = 256;
+
 template <class V, class K>
 VOREL_INLINE void map_lanes(float* dst, const float* src, std::size_t n, const K& kernel) {
     constexpr std::size_t W = kLanes<V>;
-    std::size_t i = 0;
-    for (; i + W <= n; i += W) {
-        const V x = load<V>(src + i);
-        typename LaneTypes<W>::I special;
-        V r = kernel(x, special);
-        if (any(special)) {
-            for (std::size_t l = 0; l < W; ++l)
-                if (special[l]) r[l] = kernel.scalar(x[l]);
+    std::uint32_t masks[kBlock];
+    const std::size_t vectors = n / W;
+    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
+        const std::size_t m = std::min(kBlock, vectors - v0);
+        float* d = dst + W * v0;
+        const float* s = src + W * v0;
+        std::uint32_t marked = 0;
+        for (std::size_t k = 0; k < m; ++k) {
+            const V x = load<V>(s + W * k);
+            typename LaneTypes<W>::I special;
+            const V r = kernel(x, special);
+            masks[k] = lane_bits(special);
+            marked |= masks[k];
+            store(d + W * k, from_lanes<V>(select(special, to_lanes(x), to_lanes(r))));
         }
-        store(dst + i, r);
+        if (marked == 0) continue;
+        for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
+            float* p = d + W * k + l;
+            *p = kernel.scalar(*p);
+        });
     }
-    for (; i < n; ++i) {
+    for (std::size_t i = W * vectors; i < n; ++i) {
         I1 special;
         const float r = kernel(src[i], special);
         dst[i] = special[0] ? kernel.scalar(src[i]) : r;
@@ -148,27 +165,34 @@ void plain_sincosf(float* s, float* c, const float* x, std::size_t n) {
 // log10f (through logf), powf and sincosf fuse, so their replicas exist only at levels with FMA.
 VOREL_TARGET_SSE2 void log1pf_sse2(float* d, const float* s, std::size_t n) { map_lanes<float4>(d, s, n, Log1pf{}); }
 VOREL_TARGET_AVX2 void log1pf_avx2(float* d, const float* s, std::size_t n) { map_lanes<float8>(d, s, n, Log1pf{}); }
-// At 16 lanes the special lanes come from two comparisons into one mask, not from a mask
-// vector folded down to one lane.
-VOREL_TARGET_AVX512 void log1pf_avx512(float* d, const float* s, std::size_t n) {
-    std::size_t i = 0;
-    for (; i + 16 <= n; i += 16) {
-        LaneTypes<16>::U u0_bits, u_bits;
-        float16 r = log1pf_lanes_parts(load<float16>(s + i), u0_bits, u_bits);
-        const __m512i near_one = _mm512_sub_epi32(std::bit_cast<__m512i>(u_bits), _mm512_set1_epi32(0x3f7ffffd));
-        unsigned m = _mm512_cmp_epu32_mask(std::bit_cast<__m512i>(u0_bits), _mm512_set1_epi32(0x7f800000),
-                                           _MM_CMPINT_NLT) |
-                     _mm512_cmp_epu32_mask(near_one, _mm512_set1_epi32(4), _MM_CMPINT_LT);
-        for (; m != 0; m &= m - 1) {
-            const int l = std::countr_zero(m);
-            r[l] = log1pf(s[i + l]);  // s is still intact: r is stored below
+// At 16 lanes the route choices and the special lanes are mask registers, the special mask also
+// blending the inputs into the stores; the blocks run as in map_lanes.
+VOREL_TARGET_AVX512 void log1pf_avx512(float* dst, const float* src, std::size_t n) {
+    std::uint32_t masks[kBlock];
+    const std::size_t vectors = n / 16;
+    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
+        const std::size_t m = std::min(kBlock, vectors - v0);
+        float* d = dst + 16 * v0;
+        const float* s = src + 16 * v0;
+        std::uint32_t marked = 0;
+        for (std::size_t k = 0; k < m; ++k) {
+            const float16 x = load<float16>(s + 16 * k);
+            __mmask16 special;
+            const __m512 r = log1pf_lanes16(std::bit_cast<__m512>(x), special);
+            masks[k] = special;
+            marked |= special;
+            _mm512_storeu_ps(d + 16 * k, _mm512_mask_mov_ps(r, special, std::bit_cast<__m512>(x)));
         }
-        store(d + i, r);
+        if (marked == 0) continue;
+        for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
+            float* p = d + 16 * k + l;
+            *p = log1pf(*p);
+        });
     }
-    for (; i < n; ++i) {
+    for (std::size_t i = 16 * vectors; i < n; ++i) {
         I1 special;
-        const float r = log1pf_lanes(s[i], special);
-        d[i] = special[0] ? log1pf(s[i]) : r;
+        const float r = log1pf_lanes(src[i], special);
+        dst[i] = special[0] ? log1pf(src[i]) : r;
     }
 }
 VOREL_TARGET_AVX2 void log10f_avx2(float* d, const float* s, std::size_t n) { map_lanes<float8>(d, s, n, Log10f{}); }
