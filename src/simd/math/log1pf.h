@@ -84,6 +84,7 @@ VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
     return r;
 }
 
+#if !defined(__clang__)
 // log1pf at 16 lanes with the route choices in mask registers. Lanes that reduce run the
 // operations of log1pf_lanes_parts one for one. Direct lanes need no stand-in input: k is
 // zeroed by the masked shift (1 + x there may round past the mantissa split), kf is then a
@@ -134,5 +135,6 @@ VOREL_TARGET_AVX512 VOREL_INLINE __m512 log1pf_lanes16(__m512 x, __mmask16& spec
         kl * splat<F>(6.9313812256e-01f) -
         ((hfsq - (s * (hfsq + R) + (kl * splat<F>(9.0580006145e-06f) + std::bit_cast<F>(c)))) - fl));
 }
+#endif
 
 }  // namespace vorel::audio::simd::math
