@@ -113,7 +113,9 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
         std::uint32_t any = 0;
         for (std::size_t k = 0; k < m; ++k) {
             const std::size_t i = W * (v0 + k);
-            cells_vector<V, kPhasor, kNorm>(mag + i, phase + kPhaseStride * i, src + 2 * i, exponent, mag_masks[k],
+            // Angles alone have no magnitude row: mag is null and takes no offset.
+            float* const mag_at = kNorm == NormBy::none ? mag : mag + i;
+            cells_vector<V, kPhasor, kNorm>(mag_at, phase + kPhaseStride * i, src + 2 * i, exponent, mag_masks[k],
                                             phase_masks[k]);
             any |= mag_masks[k] | phase_masks[k];
         }
@@ -126,7 +128,7 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
                 offsets[count++] = static_cast<std::uint32_t>(W * k + l);
             });
             math::powf_at<V>(mag + first, offsets, count, exponent);
-        } else {
+        } else if constexpr (kNorm != NormBy::none) {
             math::for_each_lane_bit(mag_masks, m, [&](std::size_t k, std::size_t l) {
                 float* p = mag + first + W * k + l;
                 *p = powf(*p, exponent);
