@@ -18,6 +18,21 @@
 
 namespace vorel::audio::simd::math {
 
+// log(1 + f) + k ln2 from f, k (as a float) and the correction c, in the libm's order.
+template <class F>
+VOREL_INLINE F log1pf_from_parts(F f, F kf, F c) {
+    const F hfsq = splat<F>(0.5f) * f * f;
+    const F s = f / (splat<F>(2.0f) + f);
+    const F z = s * s;
+    const F R = z * (splat<F>(6.6666668653e-01f) +
+                     z * (splat<F>(4.0000000596e-01f) +
+                          z * (splat<F>(2.8571429849e-01f) +
+                               z * (splat<F>(2.2222198546e-01f) +
+                                    z * (splat<F>(1.8183572590e-01f) +
+                                         z * (splat<F>(1.5313838422e-01f) + z * splat<F>(1.4798198640e-01f)))))));
+    return kf * splat<F>(6.9313812256e-01f) - ((hfsq - (s * (hfsq + R) + (kf * splat<F>(9.0580006145e-06f) + c))) - f);
+}
+
 // log1pf per lane, with the patterns that tell the special lanes: 1 + x (as u0) at or above
 // 0x7f800000 unsigned (x < -1, NaN, +inf) or u within three ulps below one or on it (the libm's
 // |f| < 2^-20 branch, x = -1 too, as 1 + x = 0 has no fraction).
@@ -58,17 +73,7 @@ VOREL_INLINE V log1pf_lanes_parts(V v, typename LaneTypes<kLanes<V>>::U& u0_bits
     const F c = select(k != 0, (smaller - (u0 - larger)) / u0, splat<F>(0.0f));
     u0_bits = bits<U>(u0);
     u_bits = bits<U>(ub);
-    const F hfsq = splat<F>(0.5f) * f * f;
-    const F s = f / (splat<F>(2.0f) + f);
-    const F z = s * s;
-    const F R = z * (splat<F>(6.6666668653e-01f) +
-                     z * (splat<F>(4.0000000596e-01f) +
-                          z * (splat<F>(2.8571429849e-01f) +
-                               z * (splat<F>(2.2222198546e-01f) +
-                                    z * (splat<F>(1.8183572590e-01f) +
-                                         z * (splat<F>(1.5313838422e-01f) + z * splat<F>(1.4798198640e-01f)))))));
-    return from_lanes<V>(kf * splat<F>(6.9313812256e-01f) -
-                         ((hfsq - (s * (hfsq + R) + (kf * splat<F>(9.0580006145e-06f) + c))) - f));
+    return from_lanes<V>(log1pf_from_parts(f, kf, c));
 }
 
 // log1pf per lane; special lanes marked. Sign-bit arithmetic: GCC splits combined
@@ -122,18 +127,7 @@ VOREL_TARGET_AVX512 VOREL_INLINE __m512 log1pf_lanes16(__m512 x, __mmask16& spec
     using F = LaneTypes<16>::F;
     const F fl = std::bit_cast<F>(f);
     const F kl = std::bit_cast<F>(kf);
-    const F hfsq = splat<F>(0.5f) * fl * fl;
-    const F s = fl / (splat<F>(2.0f) + fl);
-    const F z = s * s;
-    const F R = z * (splat<F>(6.6666668653e-01f) +
-                     z * (splat<F>(4.0000000596e-01f) +
-                          z * (splat<F>(2.8571429849e-01f) +
-                               z * (splat<F>(2.2222198546e-01f) +
-                                    z * (splat<F>(1.8183572590e-01f) +
-                                         z * (splat<F>(1.5313838422e-01f) + z * splat<F>(1.4798198640e-01f)))))));
-    return std::bit_cast<__m512>(
-        kl * splat<F>(6.9313812256e-01f) -
-        ((hfsq - (s * (hfsq + R) + (kl * splat<F>(9.0580006145e-06f) + std::bit_cast<F>(c)))) - fl));
+    return std::bit_cast<__m512>(log1pf_from_parts(fl, kl, std::bit_cast<F>(c)));
 }
 #endif
 
