@@ -1,9 +1,5 @@
 // Exported entry points of the feature utilities: complex norms, magnitude and phase, level
 // conversions, silence detection and frame fitting.
-#include <cstddef>
-#include <cstdint>
-#include <vector>
-
 #include "errors/call_frame.h"
 #include "errors/checks.h"
 #include "features/complex_norm.h"

@@ -4,7 +4,6 @@
 #include "features/silence.h"
 
 #include <algorithm>
-#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <new>
@@ -13,6 +12,7 @@
 #include "common/signal_padding.h"
 #include "errors/checks.h"
 #include "stft/framing.h"
+#include "vorel_audio.h"
 
 namespace vorel::audio {
 
@@ -22,79 +22,12 @@ constexpr double frame_power_floor = 1e-10;
 
 inline double ten_log10(double power) { return std::log10(power) * 10.0; }
 
-// The frames of one call. Frame t is centred on the 32-bit wrapped sum of t hops (the wrap,
-// reachable only through the rounding of a float frame count near 2^31 samples, is made
-// explicit rather than left undefined); frames wholly inside the signal are read in place,
-// the others are cut with reflect padding into `segment`.
-class Frames {
-public:
-    Frames(const float* src, int sample_n, int win_n, int hop_n)
-        : src_(src),
-          sample_n_(sample_n),
-          win_n_(win_n),
-          hop_n_(hop_n),
-          pow2_win_((win_n & (win_n - 1)) == 0),
-          inv_win_(1.0 / static_cast<double>(win_n)),
-          segment_(static_cast<std::size_t>(win_n)) {}
-
-    int position(int t) const {
-        return static_cast<int>(static_cast<std::uint32_t>(t) * static_cast<std::uint32_t>(hop_n_));
-    }
-
-    // Mean square, accumulated in double in sample order, floored at 1e-10. std::max keeps a
-    // NaN mean, so a NaN frame is never the peak and never passes the threshold.
-    double power(int t) {
-        const int at = position(t);
-        const std::int64_t first = static_cast<std::int64_t>(at) - win_n_ / 2;
-        if (first >= 0 && first + win_n_ <= sample_n_) return mean_square(src_ + first);
-        extract_segment_sample_center_reflect(segment_, src_, sample_n_, at, win_n_ / 2);
-        return mean_square(segment_.data());
-    }
-
-    // Frame t lies wholly inside the signal (and its position did not wrap) for t in
-    // [inside_begin, inside_end): there power(t) reads src in place, with no test per frame.
-    int inside_begin() const {
-        if (hop_n_ == 0) return 0;
-        const std::int64_t half = win_n_ / 2, hop = hop_n_;
-        return static_cast<int>(std::min<std::int64_t>((half + hop - 1) / hop, INT32_MAX));
-    }
-    int inside_end(int frames) const {
-        if (hop_n_ == 0) return frames;
-        const std::int64_t last_start = static_cast<std::int64_t>(sample_n_) - win_n_ + win_n_ / 2;  // no wrap below
-        if (last_start < 0) return 0;
-        return static_cast<int>(std::min<std::int64_t>(last_start / hop_n_ + 1, frames));
-    }
-    // power(t) for a frame known to lie inside, in a loop the compiler keeps tight.
-    double power_inside(int t) const {
-        return mean_square(src_ + (static_cast<std::int64_t>(t) * hop_n_ - win_n_ / 2));
-    }
-
-private:
-    double mean_square(const float* x) const {
-        double acc = 0.0;
-        for (int i = 0; i < win_n_; ++i) {
-            const double s = x[i];
-            acc = acc + s * s;
-        }
-        // Dividing by a power of two and multiplying by its reciprocal round the same exact
-        // quotient, so the product gives the same bits, without the cost of a division.
-        const double mean = pow2_win_ ? acc * inv_win_ : acc / static_cast<double>(win_n_);
-        return std::max(mean, frame_power_floor);
-    }
-
-    const float* src_;
-    int sample_n_, win_n_, hop_n_;
-    bool pow2_win_;
-    double inv_win_;
-    std::vector<float> segment_;
-};
-
 }  // namespace
 
 void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, int sample_n, int win_n, int hop_n,
                           float thr_db) {
     require(!(thr_db < 0.0f), "Invalid thr_db.");
-    const int frames = get_frame_len(sample_n, win_n, hop_n, 1);
+    const int frames = get_frame_len(sample_n, win_n, hop_n, VOREL_AUDIO_CENTER_REFLECT);
     if (frames <= 0) {
         // Nothing to measure: no scratch is made, so a huge win_n costs nothing here.
         *start_pos = -1;
@@ -105,12 +38,34 @@ void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, 
     // so the work is frames x win_n; beyond the bound the call is refused before any read.
     if (static_cast<std::uint64_t>(frames) * static_cast<std::uint64_t>(win_n) > nonsilent_max_reads)
         throw std::bad_alloc();
-    Frames f(src, sample_n, win_n, hop_n);
+    // Frame t is centred on the 32-bit wrapped sum of t hops (the wrap, reachable only through
+    // the rounding of a float frame count near 2^31 samples, is made explicit rather than left
+    // undefined); frames wholly inside the signal are read in place, the others are cut with
+    // reflect padding. Its power is the mean square, accumulated in double in sample order and
+    // floored at 1e-10; std::max keeps a NaN mean, so a NaN frame is never the peak and never
+    // passes the threshold.
+    std::vector<float> segment(static_cast<std::size_t>(win_n));
+    const auto power = [&](int t) {
+        const int at = static_cast<int>(static_cast<std::uint32_t>(t) * static_cast<std::uint32_t>(hop_n));
+        const std::int64_t first = static_cast<std::int64_t>(at) - win_n / 2;
+        const float* x = segment.data();
+        if (first >= 0 && first + win_n <= sample_n)
+            x = src + first;
+        else
+            extract_segment_sample_center_reflect(segment, src, sample_n, at, win_n / 2);
+        double acc = 0.0;
+        for (int i = 0; i < win_n; ++i) {
+            const double v = x[i];
+            acc = acc + v * v;
+        }
+        return std::max(acc / static_cast<double>(win_n), frame_power_floor);
+    };
 
     // Every frame is measured before any is judged: the reference is the loudest of all.
     double peak = frame_power_floor;
     int first_peak = -1, last_peak = -1;
-    const auto measure = [&](int t, double p) {
+    for (int t = 0; t < frames; ++t) {
+        const double p = power(t);
         if (peak < p) {
             peak = p;
             first_peak = last_peak = t;
@@ -118,12 +73,7 @@ void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, 
             if (first_peak < 0) first_peak = t;
             last_peak = t;
         }
-    };
-    const int inside_begin = std::min(f.inside_begin(), frames);
-    const int inside_end = std::max(f.inside_end(frames), inside_begin);
-    for (int t = 0; t < inside_begin; ++t) measure(t, f.power(t));
-    for (int t = inside_begin; t < inside_end; ++t) measure(t, f.power_inside(t));
-    for (int t = inside_end; t < frames; ++t) measure(t, f.power(t));
+    }
     const double ref = ten_log10(peak);
     const double threshold = static_cast<double>(-thr_db);
     // The decision is level > threshold with level = 10 log10(p) - ref in double. Far from the
@@ -137,7 +87,7 @@ void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, 
     const double crossing = by_power ? peak * std::pow(10.0, threshold / 10.0) : 0.0;
     const double above = crossing * (1.0 + 1e-6), below = crossing * (1.0 - 1e-6);
     const auto loud = [&](int t) {
-        const double p = f.power(t);
+        const double p = power(t);
         if (by_power && p > above) return true;
         if (by_power && p < below) return false;
         return ten_log10(p) - ref > threshold;

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "common/signal_padding.h"
+#include "errors/checks.h"
 #include "filter/filter_initial_state.h"
 #include "filter/linear_filter.h"
 #include "vorel_audio.h"
@@ -35,67 +36,6 @@ Filler filler_for(int pad_type) {
     }
 }
 
-struct Coefficients {
-    const float* n_coef;
-    const float* d_coef;
-    int n_coef_n;
-    int d_coef_n;
-};
-
-// Runs the forward pass over positions [first, first + count) of the extended signal, in
-// which src starts at position pad, carrying the double state z. Outputs go to out, or,
-// when out is null, to the scratch buffer and are dropped.
-class ForwardPass {
-public:
-    ForwardPass(const float* src, int src_n, int pad, Filler fill, const Coefficients& c, double* z, int order)
-        : src_(src),
-          src_n_(src_n),
-          pad_(pad),
-          fill_(fill),
-          c_(c),
-          z_(z),
-          order_(order),
-          step_(std::min(pad, chunk_n)),
-          chunk_(static_cast<std::size_t>(step_)),
-          scratch_(static_cast<std::size_t>(step_)) {}
-
-    // The first element of the extended signal: the scale of the forward start state.
-    float first_sample() {
-        if (pad_ < 1) return src_[0];
-        std::vector<float> one(1);
-        fill_(one, src_, src_n_, 0, pad_);
-        return one[0];
-    }
-
-    void run_extension(double* out, int first, int count) {
-        for (int done = 0; done < count; done += step_) {
-            const int n = std::min(count - done, step_);
-            chunk_.resize(static_cast<std::size_t>(n));
-            fill_(chunk_, src_, src_n_, first + done, pad_);
-            run(out ? out + done : scratch_.data(), chunk_.data(), n);
-        }
-    }
-
-    void run_signal(double* out) { run(out, src_, src_n_); }
-
-private:
-    void run(double* out, const float* in, int n) {
-        linerfilter<double, float, float, double>(out, in, c_.n_coef, c_.d_coef, z_, n, n, c_.n_coef_n, c_.d_coef_n,
-                                                  order_, false);
-    }
-
-    const float* src_;
-    int src_n_;
-    int pad_;
-    Filler fill_;
-    Coefficients c_;
-    double* z_;
-    int order_;
-    int step_;
-    std::vector<float> chunk_;
-    std::vector<double> scratch_;
-};
-
 void scale_state(std::vector<double>& state, const std::vector<double>& settled, double factor) {
     for (std::size_t k = 0; k < settled.size(); ++k) state[k] = settled[k] * factor;
 }
@@ -110,7 +50,6 @@ void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_
         throw std::length_error("extended signal longer than INT_MAX");
     const Filler fill = pad >= 1 ? filler_for(pad_type) : nullptr;
     require_coefficient_counts(n_coef_n, d_coef_n);
-    const Coefficients c{n_coef, d_coef, n_coef_n, d_coef_n};
 
     // Every working buffer exists before the first store to dst. y holds the forward output
     // from the first original sample to the end of the right extension; it is left unfilled
@@ -122,12 +61,36 @@ void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_
     std::vector<double> state(static_cast<std::size_t>(order));
     if (order >= 1) create_zi_coef<double, float>(settled.data(), n_coef, d_coef, order, n_coef_n, d_coef_n);
     double* z = order >= 1 ? state.data() : nullptr;
-    ForwardPass forward(src, src_n, pad, fill, c, z, order);
+    const int step = std::min(pad, chunk_n);
+    std::vector<float> chunk(static_cast<std::size_t>(step));
+    std::vector<double> dropped(static_cast<std::size_t>(step));
 
-    scale_state(state, settled, static_cast<double>(forward.first_sample()));
-    forward.run_extension(nullptr, 0, pad);
-    forward.run_signal(y.get());
-    forward.run_extension(y.get() + src_n, pad + src_n, pad);
+    // The forward pass over n samples of `in`, carrying the double state z.
+    const auto forward = [&](double* out, const float* in, int n) {
+        linerfilter<double, float, float, double>(out, in, n_coef, d_coef, z, n, n, n_coef_n, d_coef_n, order, false);
+    };
+    // Positions [first, first + count) of the extended signal, in which src starts at position
+    // pad, filled a chunk at a time; out null drops the outputs.
+    const auto forward_extension = [&](double* out, int first, int count) {
+        for (int done = 0; done < count; done += step) {
+            const int n = std::min(count - done, step);
+            chunk.resize(static_cast<std::size_t>(n));
+            fill(chunk, src, src_n, first + done, pad);
+            forward(out ? out + done : dropped.data(), chunk.data(), n);
+        }
+    };
+
+    // The forward start state scales with the first element of the extended signal.
+    float first_sample = src[0];
+    if (pad >= 1) {
+        std::vector<float> one(1);
+        fill(one, src, src_n, 0, pad);
+        first_sample = one[0];
+    }
+    scale_state(state, settled, static_cast<double>(first_sample));
+    forward_extension(nullptr, 0, pad);
+    forward(y.get(), src, src_n);
+    forward_extension(y.get() + src_n, pad + src_n, pad);
 
     // Backward: in place over the right extension and the original samples past dst, then
     // straight into dst. Samples of the right extension follow the original ones in dst

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 
 #include <optional>
 
@@ -30,18 +29,6 @@ namespace vorel::audio {
 // zero weight is NaN, which must reach the sum: then the full row is summed.
 
 namespace {
-
-// On the bits, so that the loop vectorises: an exponent field of all ones (infinity or NaN)
-// plus one carries into the sign bit.
-bool all_finite(const float* x, std::size_t n) {
-    std::uint32_t carry = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-        std::uint32_t bits;
-        std::memcpy(&bits, x + i, sizeof bits);
-        carry |= (bits & 0x7f800000u) + 0x00800000u;
-    }
-    return (carry & 0x80000000u) == 0;
-}
 
 BandSpan span_of(const float* row, std::size_t n) {
     std::size_t begin = 0;
@@ -85,11 +72,11 @@ void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& 
 
 void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
                             const std::vector<BandSpan>& spans, int mel_n) {
-    if (!all_finite(magnitude.data(), magnitude.size())) {
-        convert_freq_to_mel_1d(band, magnitude, fb, mel_n);
-        return;
+    const bool finite = simd::all_finite<simd::float4>(magnitude.data(), magnitude.size());
+    for (int m = 0; m < mel_n; ++m) {
+        const BandSpan span = finite ? spans[m] : BandSpan{0, fb[m].size()};
+        band[m] = band_sum(fb[m].data(), magnitude.data(), span.begin, span.end);
     }
-    for (int m = 0; m < mel_n; ++m) band[m] = band_sum(fb[m].data(), magnitude.data(), spans[m].begin, spans[m].end);
 }
 
 void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, int freq_n, int frame_n, int mel_n) {
@@ -105,7 +92,7 @@ void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, i
     for (std::size_t t0 = 0; t0 < frames; t0 += kFrameBlock) {
         const std::size_t width = std::min(kFrameBlock, frames - t0);
         bool finite = true;
-        for (std::size_t k = 0; k < bins; ++k) finite &= all_finite(src + k * frames + t0, width);
+        for (std::size_t k = 0; k < bins; ++k) finite &= simd::all_finite<simd::float4>(src + k * frames + t0, width);
         for (std::size_t m = 0; m < bands; ++m) {
             const float* row = mel_fb + m * bins;
             const BandSpan span = finite ? spans[m] : BandSpan{0, bins};
@@ -131,7 +118,7 @@ void bands_of_lanes(float* dst, std::size_t stride, const float* mag, std::size_
     using simd::float4;
     // A finite lane sums the full row to the bits of its span, so one non-finite lane may
     // send all of them through the full rows.
-    const bool finite = all_finite(mag, bins * kFrameLanes);
+    const bool finite = simd::all_finite<simd::float4>(mag, bins * kFrameLanes);
     for (std::size_t m = 0; m < fb.size(); ++m, dst += stride) {
         const float* row = fb[m].data();
         const BandSpan span = finite ? spans[m] : BandSpan{0, bins};

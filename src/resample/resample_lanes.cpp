@@ -8,6 +8,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "simd/lanes.h"
 #include "simd/vec.h"
 
 namespace vorel::audio {
@@ -26,22 +27,15 @@ struct LaneVec {
     static constexpr int out_n = per_lanes >= 8 ? 1 : 8 / per_lanes;
 };
 
-// Columns of a W x W block of floats from its rows.
+// Rows of a W x W block of floats become its columns, in place.
 template <int W>
-[[gnu::always_inline]] inline void transpose(const typename LaneVec<W>::f (&r)[W], typename LaneVec<W>::f (&c)[W]) {
+[[gnu::always_inline]] inline void transpose(typename LaneVec<W>::f (&r)[W]) {
     if constexpr (W == 2) {
-        c[0] = __builtin_shufflevector(r[0], r[1], 0, 2);
-        c[1] = __builtin_shufflevector(r[0], r[1], 1, 3);
+        const typename LaneVec<W>::f r0 = r[0];
+        r[0] = __builtin_shufflevector(r0, r[1], 0, 2);
+        r[1] = __builtin_shufflevector(r0, r[1], 1, 3);
     } else {
-        static_assert(W == 4);
-        const auto t0 = __builtin_shufflevector(r[0], r[1], 0, 4, 1, 5);
-        const auto t1 = __builtin_shufflevector(r[0], r[1], 2, 6, 3, 7);
-        const auto t2 = __builtin_shufflevector(r[2], r[3], 0, 4, 1, 5);
-        const auto t3 = __builtin_shufflevector(r[2], r[3], 2, 6, 3, 7);
-        c[0] = __builtin_shufflevector(t0, t2, 0, 1, 4, 5);
-        c[1] = __builtin_shufflevector(t0, t2, 2, 3, 6, 7);
-        c[2] = __builtin_shufflevector(t1, t3, 0, 1, 4, 5);
-        c[3] = __builtin_shufflevector(t1, t3, 2, 3, 6, 7);
+        simd::transpose4(r[0], r[1], r[2], r[3]);
     }
 }
 
@@ -61,13 +55,13 @@ template <int W>
         const float* src[W];
         for (int i = 0; i < W; ++i) src[i] = b.lane_src[l0 + i];
         for (std::int64_t k = k0; k < whole; k += W) {
-            typename V::f r[W], c[W];
+            typename V::f r[W];
 #pragma GCC unroll 8
             for (int i = 0; i < W; ++i) r[i] = simd::load<typename V::f>(src[i] + k);
-            transpose<W>(r, c);
+            transpose<W>(r);
 #pragma GCC unroll 8
             for (int i = 0; i < W; ++i) {
-                simd::store(chunk + (k - base + i) * lane_n + l0, __builtin_convertvector(c[i], typename V::d));
+                simd::store(chunk + (k - base + i) * lane_n + l0, __builtin_convertvector(r[i], typename V::d));
             }
         }
     }

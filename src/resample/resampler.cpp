@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <numeric>
 #include <vector>
 
 #include "errors/checks.h"
@@ -25,6 +26,7 @@ struct Filter {
     const ResampleFilterTable::Coef& coef;
     const ResampleFilterTable::Steps& diff;
     const ResampleFilterTable::Steps& kiro;
+    std::int64_t up, down;  // a cycle of the sequences: outputs, and input elements advanced
 };
 
 // Where the walk stands: output index, element of the padded input, step in the sequences.
@@ -92,15 +94,12 @@ struct LanePlan {
 
 LanePlan plan_lanes(const Filter& f, std::int64_t src_n, std::int64_t limit) {
     LanePlan p;
-    const std::int64_t up = static_cast<std::int64_t>(f.kiro.size());
-    std::int64_t down = 0;
-    for (int d : f.diff) down += d;
-    if (down > max_input_per_output * up) return p;
+    if (f.down > max_input_per_output * f.up) return p;
 
-    const std::int64_t cycles = std::max<std::int64_t>(1, (min_span + up - 1) / up);
-    p.span = cycles * up;
-    p.span_down = cycles * down;
-    const std::int64_t last_off = p.span_down - f.diff[up - 1];  // input of a lane's last output
+    const std::int64_t cycles = std::max<std::int64_t>(1, (min_span + f.up - 1) / f.up);
+    p.span = cycles * f.up;
+    p.span_down = cycles * f.down;
+    const std::int64_t last_off = p.span_down - f.diff[f.up - 1];  // input of a lane's last output
     p.extent = last_off + resample_tap_n;
     std::int64_t n = 0, pos = 0;
     while (n + lane_n * p.span <= limit && !walk_ended(pos + (lane_n - 1) * p.span_down + last_off, src_n)) {
@@ -152,7 +151,7 @@ void run_lanes(ResampleLaneKernel kernel, float* dst, const Source& s, const Lan
     b.coef = f.coef.data();
     b.kiro = f.kiro.data();
     b.diff = f.diff.data();
-    b.up = static_cast<std::int64_t>(f.kiro.size());
+    b.up = f.up;
     b.span = p.span;
     b.lane_stride = p.block_n * p.span;
     for (std::int64_t block = 0; block < p.block_n; ++block) {
@@ -175,9 +174,11 @@ bool overlap(const float* a, std::int64_t a_n, const float* b, std::int64_t b_n)
 // overlaps it, before the first store.
 void resample_with(ResampleLaneKernel kernel, float* dst, const float* src, int dst_sample_rate, int dst_n,
                    int src_sample_rate, int src_n) {
-    const Filter f{ResampleFilterTable::instance().ref_coef(dst_sample_rate, src_sample_rate),
-                   ResampleFilterTable::instance().ref_diff(dst_sample_rate, src_sample_rate),
-                   ResampleFilterTable::instance().ref_kiro(dst_sample_rate, src_sample_rate)};
+    ResampleFilterTable& table = ResampleFilterTable::instance();
+    const ResampleFilterTable::Coef& coef = table.ref_coef(dst_sample_rate, src_sample_rate);
+    const ResampleFilterTable::Steps& diff = table.ref_diff(dst_sample_rate, src_sample_rate);
+    const Filter f{coef, diff, table.ref_kiro(dst_sample_rate, src_sample_rate), static_cast<std::int64_t>(diff.size()),
+                   std::accumulate(diff.begin(), diff.end(), std::int64_t{0})};
     const double len = exact_len(dst_sample_rate, src_n, src_sample_rate);
     const std::int64_t limit = len < dst_n ? static_cast<std::int64_t>(len) : dst_n;
 
@@ -194,10 +195,7 @@ void resample_with(ResampleLaneKernel kernel, float* dst, const float* src, int 
     // of up outputs advances down elements, and the last output reads 65 from its start).
     const std::int64_t first = plan.block_n * lane_n * plan.span_down;
     const std::int64_t rest_n = std::max<std::int64_t>(limit - plan.block_n * lane_n * plan.span, 0);
-    const std::int64_t up = static_cast<std::int64_t>(f.kiro.size());
-    std::int64_t down = 0;
-    for (int d : f.diff) down += d;
-    const std::int64_t reach = (rest_n + up - 1) / up * down + resample_tap_n;
+    const std::int64_t reach = (rest_n + f.up - 1) / f.up * f.down + resample_tap_n;
     const std::int64_t padded_n = static_cast<std::int64_t>(src_n) + 2 * resample_half_tap_n;
     std::vector<float> window(static_cast<std::size_t>(std::min(padded_n - first, reach)));
     copy_padded(s, first, static_cast<std::int64_t>(window.size()), window.data());

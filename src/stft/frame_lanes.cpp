@@ -24,14 +24,9 @@ FrameLanes::FrameLanes(const WorkingSet& ws, const Parts& parts, std::size_t n, 
 
 void FrameLanes::transform(bool inverse) { result_ = fft_lanes(data_, spare_, plan_, table_, inverse, isa_); }
 
-bool FrameLanes::transform_real_half() {
-    float* result = fft_lanes_real_half(data_, spare_, plan_, table_, isa_);
-    if (result != nullptr) result_ = result;
-    return result != nullptr;
-}
-
-bool FrameLanes::transform_inverse_real() {
-    float* result = ifft_lanes_real(data_, spare_, plan_, table_, isa_);
+bool FrameLanes::transform_real(bool inverse) {
+    float* result = inverse ? ifft_lanes_real(data_, spare_, plan_, table_, isa_)
+                            : fft_lanes_real_half(data_, spare_, plan_, table_, isa_);
     if (result != nullptr) result_ = result;
     return result != nullptr;
 }

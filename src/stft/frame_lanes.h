@@ -31,11 +31,10 @@ public:
     float* in(std::size_t j) const { return data_ + kLaneStride * j; }
     // Forward, or inverse (divided by n).
     void transform(bool inverse);
-    // Forward, of real frames, bins 0 .. n/2 only (see fft_lanes_real_half); false when the
-    // frames must be loaded again and run through transform(false).
-    bool transform_real_half();
-    // Inverse, real parts only (see ifft_lanes_real); false as above, then transform(true).
-    bool transform_inverse_real();
+    // The short form: forward of real frames, bins 0 .. n/2 only (fft_lanes_real_half), or
+    // inverse, real parts only (ifft_lanes_real); false when the frames must be loaded again
+    // and run through transform(inverse).
+    bool transform_real(bool inverse);
     float* out(std::size_t k) const { return result_ + kLaneStride * plan_.out_pos[k]; }
 
 private:

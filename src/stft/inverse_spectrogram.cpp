@@ -215,7 +215,7 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
         // on a fresh gather.
         [&](std::size_t t0) {
             gather_lanes(*lanes, src, all_frames, bins, n, t0);
-            if (!lanes->transform_inverse_real()) {
+            if (!lanes->transform_real(true)) {
                 gather_lanes(*lanes, src, all_frames, bins, n, t0);
                 lanes->transform(true);
             }

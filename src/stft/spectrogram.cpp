@@ -29,18 +29,12 @@ void apply_window(std::vector<float>& seg, const std::vector<float>& window) {
     std::fill_n(seg.end() - static_cast<std::ptrdiff_t>(span.half), span.half, 0.0f);
 }
 
-float torch_norm_factor(const std::vector<float>& window) {
+float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& window) {
+    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) return 2.0f / static_cast<float>(fft_n);
+    if (norm_type != VOREL_AUDIO_NORM_TYPE_TORCH) return 1.0f;
     float sum = 0.0f;
     for (float w : window) sum += w * w;
     return 1.0f / std::sqrt(sum);
-}
-
-float scipy_norm_factor(int fft_n) { return 2.0f / static_cast<float>(fft_n); }
-
-float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& window) {
-    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) return scipy_norm_factor(fft_n);
-    if (norm_type == VOREL_AUDIO_NORM_TYPE_TORCH) return torch_norm_factor(window);
-    return 1.0f;
 }
 
 StftScratch StftScratch::declare(WorkingSet& ws, std::size_t n) {
@@ -49,10 +43,12 @@ StftScratch StftScratch::declare(WorkingSet& ws, std::size_t n) {
 }
 
 void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window) {
-    scale_floats(comp, torch_norm_factor(window));
+    scale_floats(comp, stft_norm_factor(VOREL_AUDIO_NORM_TYPE_TORCH, 0, window));
 }
 
-void scale_stft_scipy(std::vector<float>& comp, int fft_n) { scale_floats(comp, scipy_norm_factor(fft_n)); }
+void scale_stft_scipy(std::vector<float>& comp, int fft_n) {
+    scale_floats(comp, stft_norm_factor(VOREL_AUDIO_NORM_TYPE_SCIPY, fft_n, {}));
+}
 
 void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, const std::vector<float>& fft_table,
                const std::vector<float>& window, int norm_type, std::vector<float>& scratch) {

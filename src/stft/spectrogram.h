@@ -21,9 +21,6 @@ int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame
 void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n, int win_type,
                  int max_frame_n, int center, float power, int norm_type, simd::Isa isa = simd::best_isa());
 
-// seg (fft_n real samples) -> comp (fft_n complex bins), windowed, transformed and scaled by
-// norm_type (torch: 1/sqrt(sum of window squares), scipy: 2/fft_n, none: no factor). seg is windowed
-// in place. `scratch` serves the transform, so that a frame loop allocates once.
 // The per-frame scratch of stft_core for frames of n samples: the segment, the spectrum and
 // the transform's scratch, declared in a working set.
 struct StftScratch {
@@ -31,6 +28,9 @@ struct StftScratch {
     static StftScratch declare(WorkingSet& ws, std::size_t n);
 };
 
+// seg (fft_n real samples) -> comp (fft_n complex bins), windowed, transformed and scaled by
+// norm_type (torch: 1/sqrt(sum of window squares), scipy: 2/fft_n, none: no factor). seg is windowed
+// in place. `scratch` serves the transform, so that a frame loop allocates once.
 void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, const std::vector<float>& fft_table,
                const std::vector<float>& window, int norm_type, std::vector<float>& scratch);
 
@@ -39,10 +39,8 @@ void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, con
 // sample meets a window value of 0. A window longer than seg gives its first seg.size() samples.
 void apply_window(std::vector<float>& seg, const std::vector<float>& window);
 
-// The factors of the torch norm (1/sqrt of the sum of window squares, summed in order) and of
-// the scipy norm; stft_norm_factor gives the one of norm_type, 1 for none.
-float torch_norm_factor(const std::vector<float>& window);
-float scipy_norm_factor(int fft_n);
+// The factor of norm_type: the torch norm's 1/sqrt of the sum of window squares (summed in
+// order), the scipy norm's 2/fft_n, 1 for none.
 float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& window);
 
 void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window);

@@ -54,7 +54,7 @@ void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int cen
     // The short form of a mixed-radix length reads no imaginary part. It is exact while
     // everything stays finite; otherwise the full transform runs on a fresh load.
     load(frames, is_pow2(static_cast<int>(n_)));
-    if (!lanes_.transform_real_half()) {
+    if (!lanes_.transform_real(false)) {
         load(frames, true);
         lanes_.transform(false);
     }
