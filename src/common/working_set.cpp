@@ -2,7 +2,6 @@
 #include "common/working_set.h"
 
 #include <cstring>
-#include <new>
 
 #include "common/memory_budget.h"
 
@@ -31,7 +30,7 @@ void WorkingSet::require_fits() const { require_memory(bytes()); }
 void WorkingSet::allocate() {
     require_fits();
     if (block_bytes_ > 0) {
-        block_.reset(static_cast<std::byte*>(::operator new[](block_bytes_, std::align_val_t{kAlign})));
+        block_ = make_aligned_floats(block_bytes_ / sizeof(float));
         std::memset(block_.get(), 0, block_bytes_);
     }
     vectors_.reserve(vector_counts_.size());

@@ -6,9 +6,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <type_traits>
 #include <vector>
+
+#include "common/aligned_floats.h"
 
 namespace vorel::audio {
 
@@ -27,7 +28,7 @@ struct VectorPart {
 
 class WorkingSet {
 public:
-    static constexpr std::size_t kAlign = 64;  // a cache line, one 512-bit vector
+    static constexpr std::size_t kAlign = 64;  // as AlignedFloats: a cache line, one 512-bit vector
 
     template <class T>
     Part<T> part(std::size_t count) {
@@ -49,21 +50,18 @@ public:
 
     template <class T>
     T* operator[](Part<T> p) const {
-        return p.count == 0 ? nullptr : reinterpret_cast<T*>(block_.get() + p.offset);
+        return p.count == 0 ? nullptr : reinterpret_cast<T*>(reinterpret_cast<std::byte*>(block_.get()) + p.offset);
     }
     std::vector<float>& operator[](VectorPart p) { return vectors_[p.index]; }
 
 private:
-    struct Free {
-        void operator()(std::byte* p) const { ::operator delete[](p, std::align_val_t{kAlign}); }
-    };
     static std::size_t add(std::size_t a, std::size_t b);
     static std::size_t times(std::size_t a, std::size_t b);
     static std::size_t round_up(std::size_t bytes) { return add(bytes, kAlign - 1) / kAlign * kAlign; }
 
     std::size_t block_bytes_ = 0, vector_bytes_ = 0, outside_bytes_ = 0;
     std::vector<std::size_t> vector_counts_;
-    std::unique_ptr<std::byte[], Free> block_;
+    AlignedFloats block_;
     std::vector<std::vector<float>> vectors_;
 };
 

@@ -1,12 +1,10 @@
 // Exported entry points of the mel analysis: filter banks, mel spectrograms, and the filter
 // bank product on an existing spectrogram.
-#include <cstdint>
-
 #include "errors/call_frame.h"
 #include "errors/checks.h"
 #include "mel/mel_filter_bank.h"
 #include "mel/mel_spectrogram.h"
-#include "stft/stft_checks.h"
+#include "stft/spectrogram.h"
 #include "vorel_audio.h"
 
 using namespace vorel::audio;

@@ -23,17 +23,6 @@ constexpr float kLogStep = std::bit_cast<float>(std::uint32_t{0x3D8CCDBB});     
 constexpr float kMelBreak = std::bit_cast<float>(std::uint32_t{0x41700001});        // 15.000001
 constexpr float kInvHtkScale = std::bit_cast<float>(std::uint32_t{0x39CA09AB});     // 1/2595
 
-// The same scale in both directions of one build.
-struct MelScale {
-    float (*to_mel)(float);
-    float (*to_hz)(float);
-};
-
-MelScale scale_of(bool mel_formula) {
-    if (mel_formula) return {hz_to_mel_htk, mel_to_hz_htk};
-    return {hz_to_mel_slaney, mel_to_hz_slaney};
-}
-
 // The weight of one bin in one triangle. Written as three choices so that a NaN in either
 // side fails both less-than tests and yields `lower`.
 inline float triangle_weight(float lower, float upper_r, float upper_w) {
@@ -52,9 +41,7 @@ int order(T a, T b) {
     return 0;
 }
 
-// Numbers keep plain less-than (so +0.0 and -0.0 tie). A NaN sorts after every number, and
-// NaNs among themselves by bit pattern: each NaN limit gets a key of its own that no other
-// call can share, and the order stays a strict weak ordering, which the map relies on.
+// Floats in the key's order (see MelFilterBankParam): NaNs last, among themselves by bits.
 int order(float a, float b) {
     const bool a_nan = std::isnan(a), b_nan = std::isnan(b);
     if (!a_nan && !b_nan) return order<float>(a, b);
@@ -81,15 +68,16 @@ float mel_to_hz_htk(float m) { return (::exp10f(m * kInvHtkScale) + (-1.0f)) * 7
 
 void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
                       bool mel_formula) {
-    const MelScale scale = scale_of(mel_formula);
+    float (*const to_mel)(float) = mel_formula ? hz_to_mel_htk : hz_to_mel_slaney;
+    float (*const to_hz)(float) = mel_formula ? mel_to_hz_htk : mel_to_hz_slaney;
     const std::size_t bins = static_cast<std::size_t>(freq_n);
     const std::size_t edges = static_cast<std::size_t>(mel_n) + 2;
 
     // All scratch exists before the first weight is written.
     std::vector<float> freq(bins), edge(edges), inv_width(edges - 1), rel(edges);
 
-    const float m_min = scale.to_mel(f_min);
-    const float m_max = scale.to_mel(f_max);
+    const float m_min = to_mel(f_min);
+    const float m_max = to_mel(f_max);
 
     const float step = (static_cast<float>(sample_rate) * 0.5f) / (static_cast<float>(freq_n) + (-1.0f));
     for (std::size_t j = 0; j < bins; ++j) freq[j] = step * static_cast<float>(j);
@@ -97,7 +85,7 @@ void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int m
     const float mel_step = (m_max - m_min) / ((static_cast<float>(mel_n) + 2.0f) + (-1.0f));
     for (std::size_t i = 0; i < edges; ++i) {
         const float offset = mel_step * static_cast<float>(i);
-        edge[i] = scale.to_hz(m_min + offset);
+        edge[i] = to_hz(m_min + offset);
         if (i >= 1) inv_width[i - 1] = 1.0f / (edge[i] - edge[i - 1]);
     }
 

@@ -6,7 +6,6 @@
 #include "stft/framing.h"
 #include "stft/inverse_spectrogram.h"
 #include "stft/spectrogram.h"
-#include "stft/stft_checks.h"
 #include "stft/window_table.h"
 #include "vorel_audio.h"
 

@@ -9,6 +9,10 @@
 
 namespace vorel::audio {
 
+// The argument checks that the spectrogram and the mel spectrogram share, in the order both
+// entry points make them (from fft_n through power).
+void require_stft_arguments(int fft_n, int hop_n, int win_n, int win_type, int max_frame_n, int center, float power);
+
 // Frames a spectrogram computes: min(get_frame_len(...), max_frame_n), and without centring
 // never more than the frames that lie wholly inside the signal (the single-precision count can
 // round up past them for signals beyond 2^24 samples).

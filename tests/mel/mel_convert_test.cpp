@@ -91,7 +91,7 @@ TEST(MelProduct, SpanSkippingEqualsFullSumsBitForBit) {
                         acc = acc + src[static_cast<std::size_t>(k) * frame_n + t] * w[m * freq_n + k];
                     plain[static_cast<std::size_t>(m) * frame_n + t] = acc;
                 }
-            SCOPED_TRACE(testing::Message() << "frames " << frame_n << " poison " << poison);
+            SCOPED_TRACE(::testing::Message() << "frames " << frame_n << " poison " << poison);
             const std::vector<float> got = convert(src, w, freq_n, frame_n, mel_n);
             expect_same_bits(got, plain);
             if (poison) {

@@ -1,5 +1,5 @@
 // Double-precision references shared by the short-time transform and mel tests: periodic windows
-// placed in a frame, framing with reflection or zeros, direct DFTs, and a bitwise comparison.
+// placed in a frame, framing with reflection or zeros, frame spectra, and a bitwise comparison.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,9 +10,12 @@
 #include <cstdint>
 #include <vector>
 
+#include "common/dft_reference.h"
+
 namespace stft_ref {
 
 using cd = std::complex<double>;
+using vorel::audio::testing::dft;
 
 inline std::vector<double> window(int n, int type) {
     std::vector<double> w(n);
@@ -44,14 +47,6 @@ inline int frame_count(int sample_n, int fft_n, int hop_n, int center) {
     if (sample_n < fft_n || hop_n == 0) return 0;
     if (center == 0) return (sample_n - fft_n) / hop_n + 1;
     return center == 1 ? sample_n / hop_n + 1 : (sample_n + hop_n - 1) / hop_n + 1;
-}
-
-inline std::vector<cd> dft(const std::vector<cd>& x, int sign) {
-    const int n = static_cast<int>(x.size());
-    std::vector<cd> out(n);
-    for (int k = 0; k < n; ++k)
-        for (int j = 0; j < n; ++j) out[k] += x[j] * std::polar(1.0, sign * 2.0 * M_PI * ((int64_t(j) * k) % n) / n);
-    return out;
 }
 
 // Scaled spectrum of frame t (before any power is taken).
