@@ -39,14 +39,30 @@ BandSpan span_of(const float* row, std::size_t n) {
     return {begin, end};
 }
 
-float band_sum(const float* row, const float* magnitude, std::size_t begin, std::size_t end) {
-    float acc = 0.0f;
-    for (std::size_t j = begin; j < end; ++j) acc = acc + row[j] * magnitude[j];
-    return acc;
-}
-
-// Frames per block of the spectrogram product: each frame is an independent lane.
+// Frames per block of the spectrogram product whose finiteness is tested together.
 constexpr std::size_t kFrameBlock = 64;
+static_assert(kFrameLanes % 4 == 0, "the band sums hold a group of frames in vectors of four");
+
+// Band sums of G vectors V of columns side by side (column i of bin k at x[k * x_stride + i]):
+// each column its own sum from +0.0 over the band's span in ascending bin order, or over the
+// full row of `bins` weights when not `finite`, stored to dst[m * dst_stride + i]. rows(m) gives
+// the weights of band m.
+template <class V, std::size_t G, class Rows>
+VOREL_INLINE void band_columns(float* dst, std::size_t dst_stride, const float* x, std::size_t x_stride,
+                               std::size_t bins, std::size_t bands, const Rows& rows,
+                               const std::vector<BandSpan>& spans, bool finite) {
+    constexpr std::size_t w = simd::kLanes<V>;
+    for (std::size_t m = 0; m < bands; ++m) {
+        const float* row = rows(m);
+        const BandSpan span = finite ? spans[m] : BandSpan{0, bins};
+        V acc[G] = {};
+        for (std::size_t k = span.begin; k < span.end; ++k) {
+            const V weight = simd::broadcast<V>(row[k]);
+            for (std::size_t g = 0; g < G; ++g) acc[g] = acc[g] + weight * simd::load<V>(x + k * x_stride + w * g);
+        }
+        for (std::size_t g = 0; g < G; ++g) simd::store(dst + m * dst_stride + w * g, acc[g]);
+    }
+}
 
 }  // namespace
 
@@ -65,18 +81,18 @@ std::vector<BandSpan> band_spans(const MelMatrix& fb) {
 void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
                             int mel_n) {
     for (int m = 0; m < mel_n; ++m) {
-        const std::vector<float>& row = fb[m];
-        band[m] = band_sum(row.data(), magnitude.data(), 0, row.size());
+        float acc = 0.0f;
+        for (std::size_t j = 0; j < fb[m].size(); ++j) acc = acc + fb[m][j] * magnitude[j];
+        band[m] = acc;
     }
 }
 
 void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
                             const std::vector<BandSpan>& spans, int mel_n) {
     const bool finite = simd::all_finite<simd::float4>(magnitude.data(), magnitude.size());
-    for (int m = 0; m < mel_n; ++m) {
-        const BandSpan span = finite ? spans[m] : BandSpan{0, fb[m].size()};
-        band[m] = band_sum(fb[m].data(), magnitude.data(), span.begin, span.end);
-    }
+    band_columns<float, 1>(
+        band.data(), 1, magnitude.data(), 1, magnitude.size(), static_cast<std::size_t>(mel_n),
+        [&](std::size_t m) { return fb[m].data(); }, spans, finite);
 }
 
 void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, int freq_n, int frame_n, int mel_n) {
@@ -86,53 +102,21 @@ void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, i
     const std::size_t frames = static_cast<std::size_t>(frame_n);
     const std::size_t bands = static_cast<std::size_t>(mel_n);
     const std::vector<BandSpan> spans = band_spans(mel_fb, bands, bins);
+    const auto rows = [&](std::size_t m) { return mel_fb + m * bins; };
 
-    // Blocks of frames, each frame its own accumulator, so the sums keep their order.
-    float acc[kFrameBlock];
+    // Each frame is its own column, so the sums keep their order.
     for (std::size_t t0 = 0; t0 < frames; t0 += kFrameBlock) {
-        const std::size_t width = std::min(kFrameBlock, frames - t0);
+        const std::size_t end = std::min(t0 + kFrameBlock, frames);
         bool finite = true;
-        for (std::size_t k = 0; k < bins; ++k) finite &= simd::all_finite<simd::float4>(src + k * frames + t0, width);
-        for (std::size_t m = 0; m < bands; ++m) {
-            const float* row = mel_fb + m * bins;
-            const BandSpan span = finite ? spans[m] : BandSpan{0, bins};
-            std::fill(acc, acc + width, 0.0f);
-            for (std::size_t k = span.begin; k < span.end; ++k) {
-                const float w = row[k];
-                const float* x = src + k * frames + t0;
-                for (std::size_t i = 0; i < width; ++i) acc[i] = acc[i] + x[i] * w;
-            }
-            std::copy(acc, acc + width, dst + m * frames + t0);
-        }
+        for (std::size_t k = 0; k < bins; ++k)
+            finite &= simd::all_finite<simd::float4>(src + k * frames + t0, end - t0);
+        std::size_t t = t0;
+        for (; t + kFrameLanes <= end; t += kFrameLanes)
+            band_columns<simd::float4, kFrameLanes / 4>(dst + t, frames, src + t, frames, bins, bands, rows, spans,
+                                                        finite);
+        for (; t < end; ++t) band_columns<float, 1>(dst + t, frames, src + t, frames, bins, bands, rows, spans, finite);
     }
 }
-
-namespace {
-
-static_assert(kFrameLanes % 4 == 0, "the band sums hold the lanes in groups of four");
-
-// The bands of kFrameLanes frames from their norms mag[k * kFrameLanes + l]: per lane the
-// sums of convert_freq_to_mel_1d, written to dst[m * stride + l].
-void bands_of_lanes(float* dst, std::size_t stride, const float* mag, std::size_t bins, const MelMatrix& fb,
-                    const std::vector<BandSpan>& spans) {
-    using simd::float4;
-    // A finite lane sums the full row to the bits of its span, so one non-finite lane may
-    // send all of them through the full rows.
-    const bool finite = simd::all_finite<simd::float4>(mag, bins * kFrameLanes);
-    for (std::size_t m = 0; m < fb.size(); ++m, dst += stride) {
-        const float* row = fb[m].data();
-        const BandSpan span = finite ? spans[m] : BandSpan{0, bins};
-        float4 acc[kFrameLanes / 4] = {};  // lanes 0-3, 4-7, ...
-        for (std::size_t k = span.begin; k < span.end; ++k) {
-            const float* x = mag + k * kFrameLanes;
-            const float4 w = simd::broadcast<float4>(row[k]);
-            for (std::size_t g = 0; g < kFrameLanes / 4; ++g) acc[g] = acc[g] + w * simd::load<float4>(x + 4 * g);
-        }
-        for (std::size_t g = 0; g < kFrameLanes / 4; ++g) simd::store(dst + 4 * g, acc[g]);
-    }
-}
-
-}  // namespace
 
 void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n, int hop_n, int win_n,
                      int win_type, int max_frame_n, int center, float power, int fft_norm_type, float f_min,
@@ -189,7 +173,11 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
                 simd::interleave(pairs + 2 * kFrameLanes * k, b, b + kFrameLanes, kFrameLanes);
             }
             complex_norm_array(mag, pairs, kFrameLanes * bins, power, isa);
-            bands_of_lanes(dst + t, frames, mag, bins, fb, spans);
+            // A finite lane sums the full row to the bits of its span, so one non-finite lane may
+            // send all of them through the full rows.
+            band_columns<simd::float4, kFrameLanes / 4>(
+                dst + t, frames, mag, kFrameLanes, bins, bands, [&](std::size_t m) { return fb[m].data(); }, spans,
+                simd::all_finite<simd::float4>(mag, bins * kFrameLanes));
         },
         [&](std::size_t t) {
             cut_frame(seg, src, sample_n, static_cast<int64_t>(t) * hop_n, center);
