@@ -170,10 +170,19 @@ bool overlap(const float* a, std::int64_t a_n, const float* b, std::int64_t b_n)
     return a0 < b0 + b_n * sizeof(float) && b0 < a0 + a_n * sizeof(float);
 }
 
-// kernel null: the plain walk alone. Everything is allocated and the input copied where dst
-// overlaps it, before the first store.
-void resample_with(ResampleLaneKernel kernel, float* dst, const float* src, int dst_sample_rate, int dst_n,
-                   int src_sample_rate, int src_n) {
+}  // namespace
+
+int get_resample_len(int dst_sample_rate, int src_sample_n, int src_sample_rate) {
+    const double len = exact_len(dst_sample_rate, src_sample_n, src_sample_rate);
+    require(len <= static_cast<double>(INT_MAX), "Invalid src_sample_n value.");
+    return static_cast<int>(len);
+}
+
+void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate, int src_n,
+              simd::Isa isa) {
+    // No kernel (scalar): the plain walk alone. Everything is allocated and the input copied
+    // where dst overlaps it, before the first store.
+    const ResampleLaneKernel kernel = resample_lane_kernel(isa);
     ResampleFilterTable& table = ResampleFilterTable::instance();
     const ResampleFilterTable::Coef& coef = table.ref_coef(dst_sample_rate, src_sample_rate);
     const ResampleFilterTable::Steps& diff = table.ref_diff(dst_sample_rate, src_sample_rate);
@@ -204,19 +213,6 @@ void resample_with(ResampleLaneKernel kernel, float* dst, const float* src, int 
     run_lanes(kernel, dst, s, plan, scratch, f, w);
     run_plain(dst, window, first, src_n, limit, f, w);
     std::fill(dst + w.n, dst + dst_n, 0.0f);
-}
-
-}  // namespace
-
-int get_resample_len(int dst_sample_rate, int src_sample_n, int src_sample_rate) {
-    const double len = exact_len(dst_sample_rate, src_sample_n, src_sample_rate);
-    require(len <= static_cast<double>(INT_MAX), "Invalid src_sample_n value.");
-    return static_cast<int>(len);
-}
-
-void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate, int src_n,
-              simd::Isa isa) {
-    resample_with(resample_lane_kernel(isa), dst, src, dst_sample_rate, dst_n, src_sample_rate, src_n);
 }
 
 }  // namespace vorel::audio

@@ -22,6 +22,15 @@ inline std::vector<float> random_floats(std::size_t count, unsigned seed) {
     return v;
 }
 
+// count floats uniform in [lo, hi) from a fixed seed.
+inline std::vector<float> uniform_floats(std::size_t count, unsigned seed, float lo, float hi) {
+    std::mt19937 gen(seed);
+    std::uniform_real_distribution<float> dist(lo, hi);
+    std::vector<float> v(count);
+    for (float& x : v) x = dist(gen);
+    return v;
+}
+
 // sum_m x[m] exp(sign 2 pi i (m k mod n) / n) for one bin k.
 inline cdouble dft_bin(const std::vector<cdouble>& x, std::size_t k, int sign) {
     const std::size_t n = x.size();

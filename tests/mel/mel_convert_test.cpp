@@ -6,9 +6,9 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <random>
 #include <vector>
 
+#include "common/dft_reference.h"
 #include "mel/mel_filter_bank.h"
 #include "mel/mel_spectrogram.h"
 #include "stft/stft_reference.h"
@@ -16,18 +16,11 @@
 
 using namespace vorel::audio;
 using stft_ref::expect_same_bits;
+using vorel::audio::testing::uniform_floats;
 
 namespace {
 
 constexpr float kInf = std::numeric_limits<float>::infinity(), kNaN = std::numeric_limits<float>::quiet_NaN();
-
-std::vector<float> random_floats(std::size_t n, unsigned seed, float lo, float hi) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<float> dist(lo, hi);
-    std::vector<float> v(n);
-    for (float& x : v) x = dist(gen);
-    return v;
-}
 
 std::vector<float> flat(const MelMatrix& fb) {
     std::vector<float> out;
@@ -58,7 +51,7 @@ TEST(BandSpans, CoverEveryWeightThatIsNotZero) {
 TEST(MelProduct, MatchesDoubleReference) {
     const int freq_n = 201, frame_n = 70, mel_n = 80;
     const std::vector<float> w = flat(MFBTable::instance().ref_table(freq_n, 0.0f, 8000.0f, mel_n, 16000, 1, false));
-    const std::vector<float> src = random_floats(static_cast<std::size_t>(freq_n) * frame_n, 7, 0.0f, 4.0f);
+    const std::vector<float> src = uniform_floats(static_cast<std::size_t>(freq_n) * frame_n, 7, 0.0f, 4.0f);
     const std::vector<float> got = convert(src, w, freq_n, frame_n, mel_n);
     for (int m = 0; m < mel_n; ++m)
         for (int t = 0; t < frame_n; ++t) {
@@ -80,7 +73,7 @@ TEST(MelProduct, SpanSkippingEqualsFullSumsBitForBit) {
     const std::vector<BandSpan> spans = band_spans(fb);
     for (int frame_n : {1, 3, 63, 64, 65, 130})
         for (bool poison : {false, true}) {
-            std::vector<float> src = random_floats(static_cast<std::size_t>(freq_n) * frame_n, frame_n, -2.0f, 2.0f);
+            std::vector<float> src = uniform_floats(static_cast<std::size_t>(freq_n) * frame_n, frame_n, -2.0f, 2.0f);
             if (poison) src[0] = kInf, src[64 * frame_n + frame_n - 1] = kNaN, src[30 * frame_n + frame_n / 2] = -kInf;
             // Every band summed over every bin in float, bins ascending, with no skipping.
             std::vector<float> plain(static_cast<std::size_t>(mel_n) * frame_n);

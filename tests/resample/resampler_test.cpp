@@ -7,11 +7,11 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
-#include <random>
 #include <thread>
 #include <tuple>
 #include <vector>
 
+#include "common/dft_reference.h"
 #include "common/isa_kit.h"
 #include "resample/resample_filter_table.h"
 #include "resample/resampler.h"
@@ -23,11 +23,7 @@ using vorel::audio::testing::same_bits;
 namespace {
 
 std::vector<float> noise(size_t n, unsigned seed) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<float> d(-1.0f, 1.0f);
-    std::vector<float> v(n);
-    for (auto& x : v) x = d(gen);
-    return v;
+    return vorel::audio::testing::uniform_floats(n, seed, -1.0f, 1.0f);
 }
 
 long long gcd(long long a, long long b) { return b == 0 ? a : gcd(b, a % b); }
