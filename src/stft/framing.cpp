@@ -46,20 +46,13 @@ void cut_frame(std::vector<float>& seg, const float* src, int sample_n, int64_t 
         std::copy_n(inside, seg.size(), seg.begin());
         return;
     }
-    if (!centred(center)) {
-        const int64_t left = std::max<int64_t>(static_cast<int64_t>(sample_n) - pos, 0);
-        const std::size_t inside = std::min<std::size_t>(seg.size(), static_cast<std::size_t>(left));
-        std::copy_n(src + (inside > 0 ? pos : 0), inside, seg.begin());
-        std::fill(seg.begin() + static_cast<std::ptrdiff_t>(inside), seg.end(), 0.0f);
-        return;
-    }
-    // A centred position passes INT_MAX only for signals of about 2^31 samples; the fillers
-    // fold any start back into the signal, so saturating keeps every read inside.
+    // A position passes INT_MAX only for signals of about 2^31 samples; the fillers fold any
+    // start back into the signal or read zeros past it, so saturating keeps every read inside.
     const int at = static_cast<int>(std::min<int64_t>(pos, INT32_MAX));
-    const int pad = static_cast<int>(seg.size() / 2);
+    const int pad = centred(center) ? static_cast<int>(seg.size() / 2) : 0;
     if (center == VOREL_AUDIO_CENTER_REFLECT)
         extract_segment_sample_center_reflect(seg, src, sample_n, at, pad);
-    else
+    else  // zeros past the ends; an uncentred frame starts at pos itself
         extract_segment_sample_center_zeros_padded(seg, src, sample_n, at, pad);
 }
 
