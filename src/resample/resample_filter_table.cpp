@@ -3,8 +3,8 @@
 #include "resample/resample_filter_table.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <new>
+#include <numeric>
 #include <utility>
 
 #include "common/process_table.h"
@@ -18,17 +18,10 @@ struct ReducedPair {
     int down;
 };
 
-// Euclid by repeated remainder on the absolute values.
+// The rates divided by their greatest common divisor.
 ReducedPair reduce(int dst_sample_rate, int src_sample_rate) {
-    long long a = std::llabs(static_cast<long long>(dst_sample_rate));
-    long long b = std::llabs(static_cast<long long>(src_sample_rate));
-    if (a < b) std::swap(a, b);
-    while (b != 0) {
-        const long long r = a % b;
-        a = b;
-        b = r;
-    }
-    return {static_cast<int>(dst_sample_rate / a), static_cast<int>(src_sample_rate / a)};
+    const long long g = std::gcd(static_cast<long long>(dst_sample_rate), static_cast<long long>(src_sample_rate));
+    return {static_cast<int>(dst_sample_rate / g), static_cast<int>(src_sample_rate / g)};
 }
 
 // Row r is the sinc cut at f, under a Blackman window of span 65, sampled at the offsets
