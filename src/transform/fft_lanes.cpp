@@ -8,7 +8,6 @@
 #include "transform/fft_lanes.h"
 
 #include <bit>
-#include <type_traits>
 
 #include "simd/lanes.h"
 #include "simd/vec.h"
@@ -22,82 +21,6 @@ namespace vorel::audio {
 namespace {
 
 constexpr Strided kFrames{kLaneStride, kFrameLanes};
-
-// One step of the mixed-radix transform on the frames (the leaves are the case len = 1): output
-// x = r len + s of each block of q len elements sums input t len + s of the block, t = 0 .. q-1,
-// times table entry c ((t x) mod size), c = n / size, with the products of group_output. Only
-// outputs x < x_end are computed. For a radix fixed at compile time (Q > 0) the q inputs of a
-// group are exactly the places of its q outputs r len + s and are read into registers before
-// any output is stored, so `in` may be `out`: one lane buffer serves such steps.
-template <class V, std::size_t Q, bool RealIn>
-VOREL_INLINE void lane_step(const float* in, float* out, std::size_t n, std::size_t q, std::size_t len,
-                            const float* table, std::size_t x_end, bool unit) {
-    if constexpr (Q > 0) q = Q;
-    const std::size_t size = q * len, blocks = n / size, c = n / size;
-    constexpr std::size_t kHeld = Q > 0 ? Q : 1;
-    for (std::size_t s = 0; s < len && s < x_end; ++s) {
-        // Outputs r len + s for r below `rows` are read by someone.
-        std::size_t rows = 0;
-        while (rows < q && rows * len + s < x_end) ++rows;
-        // The twiddles of the group, the exponent kept reduced by adding and subtracting.
-        [[maybe_unused]] V w_re[kHeld][kHeld], w_im[kHeld][kHeld];
-        if constexpr (Q > 0)
-            for (std::size_t r = 0; r < rows; ++r)
-                for (std::size_t t = 0, x = r * len + s, e = 0; t < Q; ++t, e = e + x >= size ? e + x - size : e + x) {
-                    w_re[r][t] = simd::broadcast<V>(table[2 * c * e]);
-                    w_im[r][t] = simd::broadcast<V>(table[2 * c * e + 1]);
-                }
-        for (std::size_t b = 0; b < blocks; ++b) {
-            const GroupInputs<V, Q, RealIn> x_in(in + kLaneStride * (b * size + s), q, kLaneStride * len, kFrameLanes);
-            for (std::size_t r = 0; r < (Q > 0 ? Q : rows); ++r) {
-                if (r == rows) break;
-                const std::size_t x = r * len + s;
-                V re, im;
-                group_output<V, RealIn>(x_in, q, unit, re, im, [&](std::size_t t, V& wr, V& wi) VOREL_INLINE_LAMBDA {
-                    if constexpr (Q > 0) {
-                        wr = w_re[r][t], wi = w_im[r][t];
-                    } else {
-                        const std::size_t e = t * x % size;
-                        wr = simd::broadcast<V>(table[2 * c * e]), wi = simd::broadcast<V>(table[2 * c * e + 1]);
-                    }
-                });
-                kFrames.store(out, b * size + x, re, im);
-            }
-        }
-    }
-}
-
-// All steps of a length that is not a power of two, from the leaves (real input when real_leaf)
-// to the last step, which stops after bin x_end - 1; small radices in place, any other into the
-// other buffer. Returns the buffer that holds the output.
-template <class V>
-VOREL_INLINE float* lane_steps(float* data, float* spare, std::size_t n, const float* table, bool real_leaf, bool unit,
-                               std::size_t x_end) {
-    FactorList factors;
-    std::size_t factor_n = mixed_radix_factors(n, factors), blocks = 1;
-    for (std::size_t j = 0; j < factor_n; ++j) blocks *= factors[j];
-    float* cur = data;
-    for (std::size_t q = n / blocks, len = 1;; len *= q, q = factors[--factor_n]) {
-        const bool last = q * len == n, real = real_leaf && len == 1;
-        const std::size_t end = last ? x_end : n;
-        float* const other = cur == data ? spare : data;
-        const auto step = [&](auto radix) VOREL_INLINE_LAMBDA {
-            constexpr std::size_t Q = decltype(radix)::value;
-            float* const to = Q > 0 ? cur : other;
-            real ? lane_step<V, Q, true>(cur, to, n, q, len, table, end, unit)
-                 : lane_step<V, Q, false>(cur, to, n, q, len, table, end, unit);
-            cur = to;
-        };
-        switch (q) {
-            case 2: step(std::integral_constant<std::size_t, 2>{}); break;
-            case 3: step(std::integral_constant<std::size_t, 3>{}); break;
-            case 5: step(std::integral_constant<std::size_t, 5>{}); break;
-            case 7: step(std::integral_constant<std::size_t, 7>{}); break;
-            default: step(std::integral_constant<std::size_t, 0>{}); break;
-        }
-        if (last) return cur;
-    }
-}
 
 // Every element divided by n (the inverse's scaling).
 template <class V>
@@ -114,7 +37,7 @@ template <class V>
 VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
     float* result = data;
     if (!is_pow2(static_cast<int>(n)))
-        result = lane_steps<V>(data, spare, n, table, false, false, n);
+        result = mixed_radix_steps<V>(data, spare, kFrames, n, table, false, false, n);
     else if (inverse)
         pow2_stages<true, V>(data, kFrames, n, table);
     else
@@ -138,7 +61,7 @@ VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, co
 template <class V, bool Inverse>
 VOREL_INLINE float* short_lanes(float* data, float* spare, std::size_t n, const float* table) {
     if (is_pow2(static_cast<int>(n))) return transform_lanes<V>(data, spare, n, table, Inverse);
-    float* const result = lane_steps<V>(data, spare, n, table, !Inverse, true, Inverse ? n : n / 2 + 1);
+    float* const result = mixed_radix_steps<V>(data, spare, kFrames, n, table, !Inverse, true, Inverse ? n : n / 2 + 1);
     if constexpr (Inverse) divide_lanes<V>(result, n);
     return result;
 }

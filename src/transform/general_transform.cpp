@@ -4,7 +4,6 @@
 #include "transform/general_transform.h"
 
 #include <algorithm>
-#include <type_traits>
 #include <utility>
 
 #include "common/aligned_floats.h"
@@ -150,20 +149,6 @@ VOREL_INLINE void to_block_order(const float* in, float* out, std::size_t n, con
         float* to = out + block[c] * size;
         for (std::size_t x = c < tiled_columns ? tiled_rows : 0; x < size; ++x)
             to[x] = from[x * blocks], to[n + x] = from[n + x * blocks];
-    }
-}
-
-// f(std::integral_constant<std::size_t, Q>) with Q = q for the common radices, so that their
-// sums unroll, or Q = 0 (q read at run time) for any other.
-template <class F>
-VOREL_INLINE void with_radix(std::size_t q, F&& f) {
-    switch (q) {
-        case 2: return f(std::integral_constant<std::size_t, 2>{});
-        case 3: return f(std::integral_constant<std::size_t, 3>{});
-        case 4: return f(std::integral_constant<std::size_t, 4>{});
-        case 5: return f(std::integral_constant<std::size_t, 5>{});
-        case 7: return f(std::integral_constant<std::size_t, 7>{});
-        default: return f(std::integral_constant<std::size_t, 0>{});
     }
 }
 

@@ -3,9 +3,8 @@
 // Contraction is off, so no build fuses a multiply into an add.
 #include "transform/pow2_kernels.h"
 
-#include <algorithm>
-
 #include "common/aligned_floats.h"
+#include "transform/bit_reverse.h"
 #include "transform/column_twiddles.h"
 #include "transform/fft.h"
 #include "transform/pow2_stages.h"
@@ -68,22 +67,29 @@ VOREL_INLINE void pow2_split_transform(const float* src, Pow2Input input, float*
 
 }  // namespace
 
-// The split layout from n = 16 on, else the plain path on a copy. Without caller scratch the
-// transform takes 64-byte aligned floats of the stack up to n = 1024, where an allocation would
-// cost a fair share of the transform, else of the heap.
 void pow2_transform_to(float* dst, const float* src, Pow2Input input, std::size_t n, const std::vector<float>& table,
                        bool inverse, Isa isa, float* scratch) {
-    constexpr std::size_t kStackFloats = 2048;
-    alignas(64) float local[kStackFloats];
-    const AlignedFloats heap = scratch != nullptr || 2 * n <= kStackFloats ? nullptr : make_aligned_floats(2 * n);
-    float* d = scratch != nullptr ? scratch : heap ? heap.get() : local;
-    if (n >= 16 && isa != Isa::scalar) return pow2_split_transform(src, input, d, dst, n, table, inverse, isa);
-    for (std::size_t k = 0; k < n; ++k) {
-        d[2 * k] = input == Pow2Input::real ? src[k] : src[2 * k];
-        d[2 * k + 1] = input == Pow2Input::real ? 0.0f : src[2 * k + 1];
+    if (n >= 16 && isa != Isa::scalar) {
+        // Without caller scratch: 64-byte aligned floats of the stack up to n = 1024, where an
+        // allocation would cost a fair share of the transform, else of the heap.
+        constexpr std::size_t kStackFloats = 2048;
+        alignas(64) float local[kStackFloats];
+        const AlignedFloats heap = scratch != nullptr || 2 * n <= kStackFloats ? nullptr : make_aligned_floats(2 * n);
+        float* d = scratch != nullptr ? scratch : heap ? heap.get() : local;
+        return pow2_split_transform(src, input, d, dst, n, table, inverse, isa);
     }
-    pow2_transform(d, n, table, inverse, Isa::scalar);
-    std::copy(d, d + 2 * n, dst);
+    // The plain path in place on dst, filled from the last element down so that src may be dst.
+    for (std::size_t k = n; k-- > 0;) {
+        const float re = input == Pow2Input::real ? src[k] : src[2 * k];
+        const float im = input == Pow2Input::real ? 0.0f : src[2 * k + 1];
+        dst[2 * k] = re, dst[2 * k + 1] = im;
+    }
+    if (inverse)
+        pow2_stages<true, float>(dst, kInterleaved, n, table.data());
+    else
+        pow2_stages<false, float>(dst, kInterleaved, n, table.data());
+    if (n >= 3) bit_reverse(dst, n);
+    if (inverse) divide_by_length(dst, n);
 }
 
 }  // namespace vorel::audio

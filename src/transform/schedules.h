@@ -7,7 +7,7 @@
 
 #include <bit>
 #include <cstddef>
-#include <utility>
+#include <type_traits>
 
 #include "simd/vec.h"
 #include "transform/mixed_radix.h"
@@ -17,15 +17,6 @@
 #define VOREL_INLINE_LAMBDA __attribute__((always_inline))
 
 namespace vorel::audio {
-
-// acc += x * w, each part of the product rounded before it is added.
-template <class V>
-VOREL_INLINE void multiply_add(V& acc_re, V& acc_im, V x_re, V x_im, V w_re, V w_im) {
-    const V re = x_re * w_re - x_im * w_im;
-    const V im = x_re * w_im + x_im * w_re;
-    acc_re = acc_re + re;
-    acc_im = acc_im + im;
-}
 
 // One radix-4 butterfly on four complex values A, B, C, D given as real and imaginary parts,
 // with the twiddles t[0..11] of one table row (a float or a vector per entry).
@@ -109,81 +100,86 @@ VOREL_INLINE void pow2_stages(float* d, const Layout& at, std::size_t n, const f
     if (std::countr_zero(n) % 2 == 1) radix2_pass<V>(d, at, n);
 }
 
-// The combine step of the mixed-radix transform on blocks b0 .. b1 - 1 (the leaf DFTs are the
-// case len = 1): blocks of q * len elements made of q transformed sub-blocks of len elements.
-// Output x = r len + s of a block is the sum over t, in order and from 0, of input t len + s
-// times table entry c (t x mod size), c = n / size; the exponent is kept reduced by adding
-// and subtracting, exact for every length. Q > 0 fixes q at compile time.
-template <class V, std::size_t Q, class Layout>
-VOREL_INLINE void combine_step(const float* in, float* out, const Layout& at, std::size_t n, std::size_t q,
-                               std::size_t len, const float* table, std::size_t b0, std::size_t b1) {
+// f(std::integral_constant<std::size_t, Q>) with Q = q for the common radices, so that their
+// sums unroll, or Q = 0 (q read at run time) for any other.
+template <class F>
+VOREL_INLINE void with_radix(std::size_t q, F&& f) {
+    switch (q) {
+        case 2: return f(std::integral_constant<std::size_t, 2>{});
+        case 3: return f(std::integral_constant<std::size_t, 3>{});
+        case 5: return f(std::integral_constant<std::size_t, 5>{});
+        case 7: return f(std::integral_constant<std::size_t, 7>{});
+        default: return f(std::integral_constant<std::size_t, 0>{});
+    }
+}
+
+// One step of the mixed-radix transform (the leaves are the case len = 1): output x = r len + s
+// of each block of q len elements sums input t len + s of the block, t = 0 .. q-1, times table
+// entry c ((t x) mod size), c = n / size, with the products of group_output. Only outputs
+// x < x_end are computed. For a radix fixed at compile time (Q > 0) the q inputs of a group are
+// exactly the places of its q outputs r len + s and are read into registers before any output
+// is stored, so `in` may be `out`.
+template <class V, std::size_t Q, bool RealIn>
+VOREL_INLINE void mixed_radix_step(const float* in, float* out, const Strided& at, std::size_t n, std::size_t q,
+                                   std::size_t len, const float* table, std::size_t x_end, bool unit) {
     if constexpr (Q > 0) q = Q;
-    if (b0 >= b1) return;
-    const std::size_t size = q * len;
-    const std::size_t c = n / size;
-    const auto next_exponent = [size](std::size_t e, std::size_t x)
-                                   VOREL_INLINE_LAMBDA { return e + x >= size ? e + x - size : e + x; };
+    const std::size_t size = q * len, blocks = n / size, c = n / size;
     constexpr std::size_t kHeld = Q > 0 ? Q : 1;
-    for (std::size_t r = 0, x = 0; r < q; ++r) {
-        for (std::size_t s = 0; s < len; ++s, ++x) {
-            [[maybe_unused]] V w_re[kHeld], w_im[kHeld];
-            if constexpr (Q > 0) {
-                for (std::size_t t = 0, e = 0; t < Q; ++t, e = next_exponent(e, x)) {
-                    w_re[t] = simd::broadcast<V>(table[2 * c * e]);
-                    w_im[t] = simd::broadcast<V>(table[2 * c * e + 1]);
+    for (std::size_t s = 0; s < len && s < x_end; ++s) {
+        // Outputs r len + s for r below `rows` are read by someone.
+        std::size_t rows = 0;
+        while (rows < q && rows * len + s < x_end) ++rows;
+        // The twiddles of the group, the exponent kept reduced by adding and subtracting.
+        [[maybe_unused]] V w_re[kHeld][kHeld], w_im[kHeld][kHeld];
+        if constexpr (Q > 0)
+            for (std::size_t r = 0; r < rows; ++r)
+                for (std::size_t t = 0, x = r * len + s, e = 0; t < Q; ++t, e = e + x >= size ? e + x - size : e + x) {
+                    w_re[r][t] = simd::broadcast<V>(table[2 * c * e]);
+                    w_im[r][t] = simd::broadcast<V>(table[2 * c * e + 1]);
                 }
-            }
-            for (std::size_t b = b0; b < b1; b += Layout::kBlocks) {
-                V re{}, im{};
-                for (std::size_t t = 0, e = 0; t < q; ++t) {
-                    V x_re, x_im;
-                    at.load(in, b * size + t * len + s, x_re, x_im);
+        for (std::size_t b = 0; b < blocks; ++b) {
+            const GroupInputs<V, Q, RealIn> x_in(in + at.stride * (b * size + s), q, at.stride * len, at.im);
+            for (std::size_t r = 0; r < (Q > 0 ? Q : rows); ++r) {
+                if (r == rows) break;
+                const std::size_t x = r * len + s;
+                V re, im;
+                group_output<V, RealIn>(x_in, q, unit, re, im, [&](std::size_t t, V& wr, V& wi) VOREL_INLINE_LAMBDA {
                     if constexpr (Q > 0) {
-                        multiply_add(re, im, x_re, x_im, w_re[t], w_im[t]);
+                        wr = w_re[r][t], wi = w_im[r][t];
                     } else {
-                        multiply_add(re, im, x_re, x_im, simd::broadcast<V>(table[2 * c * e]),
-                                     simd::broadcast<V>(table[2 * c * e + 1]));
-                        e = next_exponent(e, x);
+                        const std::size_t e = t * x % size;
+                        wr = simd::broadcast<V>(table[2 * c * e]), wi = simd::broadcast<V>(table[2 * c * e + 1]);
                     }
-                }
+                });
                 at.store(out, b * size + x, re, im);
             }
         }
     }
 }
 
-// The common radices with their twiddles held in registers, any other read from the table.
-template <class V, class Layout>
-VOREL_INLINE void combine_any(const float* in, float* out, const Layout& at, std::size_t n, std::size_t q,
-                              std::size_t len, const float* table, std::size_t b0, std::size_t b1) {
-    switch (q) {
-        case 2: combine_step<V, 2>(in, out, at, n, q, len, table, b0, b1); break;
-        case 3: combine_step<V, 3>(in, out, at, n, q, len, table, b0, b1); break;
-        case 4: combine_step<V, 4>(in, out, at, n, q, len, table, b0, b1); break;
-        case 5: combine_step<V, 5>(in, out, at, n, q, len, table, b0, b1); break;
-        case 7: combine_step<V, 7>(in, out, at, n, q, len, table, b0, b1); break;
-        default: combine_step<V, 0>(in, out, at, n, q, len, table, b0, b1); break;
-    }
-}
-
-// The leaves and the combine steps of the mixed-radix transform of decimated input at `cur`
-// (see for_each_decimated), alternating between cur and spare; returns the buffer holding the
-// natural-order output. combine(in, out, q, len) runs one step over all blocks.
-template <class Combine>
-VOREL_INLINE float* mixed_radix_steps(float* cur, float* spare, std::size_t n, Combine&& combine) {
+// All steps of a length that is not a power of two on decimated input at `data`, from the
+// leaves (real input when real_leaf) to the last step, which stops after bin x_end - 1; small
+// radices in place, any other into the other buffer. Returns the buffer that holds the output.
+template <class V>
+VOREL_INLINE float* mixed_radix_steps(float* data, float* spare, const Strided& at, std::size_t n, const float* table,
+                                      bool real_leaf, bool unit, std::size_t x_end) {
     FactorList factors;
-    std::size_t factor_n = mixed_radix_factors(n, factors);
-    std::size_t blocks = 1;
+    std::size_t factor_n = mixed_radix_factors(n, factors), blocks = 1;
     for (std::size_t j = 0; j < factor_n; ++j) blocks *= factors[j];
-    combine(cur, spare, n / blocks, std::size_t{1});
-    std::swap(cur, spare);
-    while (factor_n > 0) {
-        const std::size_t q = factors[--factor_n];
-        combine(cur, spare, q, n / blocks);
-        std::swap(cur, spare);
-        blocks /= q;
+    float* cur = data;
+    for (std::size_t q = n / blocks, len = 1;; len *= q, q = factors[--factor_n]) {
+        const bool last = q * len == n, real = real_leaf && len == 1;
+        const std::size_t end = last ? x_end : n;
+        float* const other = cur == data ? spare : data;
+        with_radix(q, [&](auto radix) VOREL_INLINE_LAMBDA {
+            constexpr std::size_t Q = decltype(radix)::value;
+            float* const to = Q > 0 ? cur : other;
+            real ? mixed_radix_step<V, Q, true>(cur, to, at, n, q, len, table, end, unit)
+                 : mixed_radix_step<V, Q, false>(cur, to, at, n, q, len, table, end, unit);
+            cur = to;
+        });
+        if (last) return cur;
     }
-    return cur;
 }
 
 }  // namespace vorel::audio
