@@ -69,7 +69,8 @@ void IFFT2Impl::run(const T* input, Complex* output) const {
     // The last stage scales the untwiddled operand; its table already carries 1/n.
     const std::vector<Complex>& table = w_tables.back();
     const uint64_t half = table.size();
-    radix2_butterflies_scaled(output, output + half, table.data(), half, 1.0f / static_cast<float>(size));
+    const float factor = 1.0f / static_cast<float>(size);
+    radix2_butterflies(output, output + half, table.data(), half, &factor);
 }
 
 void FFT2Impl::exec(const int16_t* input, Complex* output) { run(input, output); }
