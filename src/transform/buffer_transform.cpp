@@ -25,21 +25,12 @@ void require_working_set(int n) { require_memory(complex_floats(n) * sizeof(floa
 // between the caller's buffers.
 bool direct(int n) { return is_pow2(n) && n >= 16; }
 
-// The table of n in one direction, remembered per thread and direction: a thread that
-// transforms one length over and over takes the table's lock once. Entries never change or
-// move once built.
+// The table of n in one direction, remembered per thread and direction.
 const std::vector<float>& table_of(int n, bool inverse) {
-    thread_local struct {
-        int n = 0;
-        const std::vector<float>* table = nullptr;
-    } last[2];
-    auto& entry = last[inverse ? 1 : 0];
-    if (entry.table == nullptr || entry.n != n) {
-        entry.table = nullptr;
-        entry.table = inverse ? &FftTable::instance().ref_inv_table(n) : &FftTable::instance().ref_table(n);
-        entry.n = n;
-    }
-    return *entry.table;
+    using Table = std::vector<float>;
+    if (inverse)
+        return remembered<int, Table>(n, [n]() -> const Table& { return FftTable::instance().ref_inv_table(n); });
+    return remembered<int, Table>(n, [n]() -> const Table& { return FftTable::instance().ref_table(n); });
 }
 
 }  // namespace

@@ -2,15 +2,14 @@
 #include "transform/column_twiddles.h"
 
 #include <bit>
+#include <map>
+#include <mutex>
+#include <utility>
 
 #include "common/process_table.h"
+#include "transform/fft_table.h"
 
 namespace vorel::audio {
-
-ColumnTwiddleTable& ColumnTwiddleTable::instance() {
-    static ColumnTwiddleTable inst;
-    return inst;
-}
 
 std::size_t column_twiddle_floats(std::size_t n) {
     std::size_t floats = n >= 64 ? 2 * kLastStageFloats : 0;
@@ -18,14 +17,9 @@ std::size_t column_twiddle_floats(std::size_t n) {
     return floats;
 }
 
-const std::vector<float>& ColumnTwiddleTable::ref_columns(int n, bool inverse, const std::vector<float>& table) {
-    return lock_build_find(lock, columns, std::make_pair(n, inverse), [&] { init_columns(n, inverse, table); });
-}
+namespace {
 
-void ColumnTwiddleTable::init_columns(int n, bool inverse, const std::vector<float>& table) {
-    const auto key = std::make_pair(n, inverse);
-    if (columns.count(key) != 0) return;
-    const auto len = static_cast<std::size_t>(n);
+std::vector<float> make_columns(std::size_t len, const std::vector<float>& table) {
     std::vector<float> value(column_twiddle_floats(len));
     // The stage of quarter q reads row start * step for column start, step = n / (4 q).
     std::size_t offset = 0;
@@ -48,7 +42,22 @@ void ColumnTwiddleTable::init_columns(int n, bool inverse, const std::vector<flo
                 value[offset + kLastStageFloats + 16 * c + l] = table[(quarter == 8 && l % 2 == 1 ? step2 : 0) + c];
             }
     }
-    columns.emplace(key, std::move(value));
+    return value;
+}
+
+}  // namespace
+
+const std::vector<float>& column_twiddles_of(std::size_t n, bool inverse, const std::vector<float>& table) {
+    using Key = std::pair<std::size_t, bool>;
+    const Key key{n, inverse};
+    return remembered<Key, std::vector<float>>(key, [&]() -> const std::vector<float>& {
+        static std::mutex lock;
+        static std::map<Key, std::vector<float>> columns;
+        return lock_build_find(lock, columns, key, [&] {
+            // Built whole before insertion, so a failed build leaves no entry behind.
+            if (columns.count(key) == 0) columns.emplace(key, make_columns(n, table));
+        });
+    });
 }
 
 }  // namespace vorel::audio

@@ -7,27 +7,13 @@
 #pragma once
 
 #include <cstddef>
-#include <map>
-#include <mutex>
-#include <utility>
 #include <vector>
 
 namespace vorel::audio {
 
-class ColumnTwiddleTable {
-public:
-    static ColumnTwiddleTable& instance();
-    // The rearranged twiddles of the power of two n >= 16 in one direction, built from that
-    // direction's FftTable value `table` if missing.
-    const std::vector<float>& ref_columns(int n, bool inverse, const std::vector<float>& table);
-
-private:
-    ColumnTwiddleTable() = default;
-    void init_columns(int n, bool inverse, const std::vector<float>& table);
-
-    std::map<std::pair<int, bool>, std::vector<float>> columns;
-    std::mutex lock;
-};
+// The rearranged twiddles of the power of two n >= 16 in one direction, built once per process
+// from that direction's FftTable value `table`, and remembered per thread.
+const std::vector<float>& column_twiddles_of(std::size_t n, bool inverse, const std::vector<float>& table);
 
 // The distinct values of a column, cos 2j, sin 2j, cos j, sin j, cos 3j, sin 3j, and the row's
 // 12 floats as value (kRowSource) and sign (kRowNegated).

@@ -3,8 +3,12 @@
 #include "transform/general_plan.h"
 
 #include <cstring>
+#include <map>
+#include <mutex>
+#include <tuple>
 
 #include "common/process_table.h"
+#include "transform/fft_table.h"
 #include "transform/mixed_radix.h"
 
 namespace vorel::audio {
@@ -38,8 +42,6 @@ bool is_unit(float re, float im) {
     const float one = 1.0f;
     return std::memcmp(&re, &one, sizeof re) == 0 && im == 0.0f;
 }
-
-}  // namespace
 
 GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vector<float>& table) {
     GeneralPlan plan;
@@ -88,22 +90,19 @@ GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vecto
     return plan;
 }
 
-GeneralPlanTable& GeneralPlanTable::instance() {
-    static GeneralPlanTable inst;
-    return inst;
-}
+}  // namespace
 
-const GeneralPlan& GeneralPlanTable::ref_plan(int n, bool inverse, std::size_t lanes, const std::vector<float>& table) {
-    return lock_build_find(lock, plans, std::make_tuple(n, inverse, lanes),
-                           [&] { init_plan(n, inverse, lanes, table); });
-}
-
-void GeneralPlanTable::init_plan(int n, bool inverse, std::size_t lanes, const std::vector<float>& table) {
-    const auto key = std::make_tuple(n, inverse, lanes);
-    if (plans.count(key) != 0) return;
-    // Built whole before insertion, so a failed build leaves no entry behind.
-    GeneralPlan plan = make_general_plan(static_cast<std::size_t>(n), lanes, table);
-    plans.emplace(key, std::move(plan));
+const GeneralPlan& general_plan_of(std::size_t n, bool inverse, std::size_t lanes, const std::vector<float>& table) {
+    using Key = std::tuple<std::size_t, bool, std::size_t>;
+    const Key key{n, inverse, lanes};
+    return remembered<Key, GeneralPlan>(key, [&]() -> const GeneralPlan& {
+        static std::mutex lock;
+        static std::map<Key, GeneralPlan> plans;
+        return lock_build_find(lock, plans, key, [&] {
+            // Built whole before insertion, so a failed build leaves no entry behind.
+            if (plans.count(key) == 0) plans.emplace(key, make_general_plan(n, lanes, table));
+        });
+    });
 }
 
 }  // namespace vorel::audio

@@ -13,9 +13,6 @@
 #pragma once
 
 #include <cstddef>
-#include <map>
-#include <mutex>
-#include <tuple>
 #include <vector>
 
 namespace vorel::audio {
@@ -45,20 +42,8 @@ struct GeneralPlan {
 };
 
 // The plan for a length n that is not a power of two, forward or inverse, for vectors of
-// `lanes` floats, from that direction's FftTable value `table`.
-GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vector<float>& table);
-
-class GeneralPlanTable {
-public:
-    static GeneralPlanTable& instance();
-    const GeneralPlan& ref_plan(int n, bool inverse, std::size_t lanes, const std::vector<float>& table);
-
-private:
-    GeneralPlanTable() = default;
-    void init_plan(int n, bool inverse, std::size_t lanes, const std::vector<float>& table);
-
-    std::map<std::tuple<int, bool, std::size_t>, GeneralPlan> plans;
-    std::mutex lock;
-};
+// `lanes` floats, built once per process from that direction's FftTable value `table`, and
+// remembered per thread.
+const GeneralPlan& general_plan_of(std::size_t n, bool inverse, std::size_t lanes, const std::vector<float>& table);
 
 }  // namespace vorel::audio

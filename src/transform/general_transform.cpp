@@ -234,29 +234,13 @@ constexpr Build kSse2{run_sse2, 4}, kAvx2{run_avx2, 8}, kAvx512{run_avx512, 16};
 // AVX-512 machines (which issue 512-bit operations as two halves): fewer instructions.
 constexpr simd::IsaBuilds<const Build*> kBuilds{nullptr, &kSse2, &kAvx2, &kAvx512};
 
-// The plan for n, remembered per thread: a thread transforming one length over and over does
-// not take the table's lock each time. Entries never change or move once built.
-const GeneralPlan& plan_of(std::size_t n, bool inverse, std::size_t lanes, const std::vector<float>& table) {
-    thread_local struct {
-        std::size_t n = 0, lanes = 0;
-        bool inverse = false;
-        const GeneralPlan* plan = nullptr;
-    } last;
-    if (last.plan == nullptr || last.n != n || last.inverse != inverse || last.lanes != lanes) {
-        last.plan = nullptr;
-        last.plan = &GeneralPlanTable::instance().ref_plan(static_cast<int>(n), inverse, lanes, table);
-        last.n = n, last.inverse = inverse, last.lanes = lanes;
-    }
-    return *last.plan;
-}
-
 }  // namespace
 
 bool general_transform_to(float* dst, const float* src, bool real_input, std::size_t n, const std::vector<float>& table,
                           bool inverse, simd::Isa isa) {
     const Build* build = kBuilds(isa);
     if (build == nullptr) return false;
-    const GeneralPlan& plan = plan_of(n, inverse, build->lanes, table);
+    const GeneralPlan& plan = general_plan_of(n, inverse, build->lanes, table);
     const RunFn run = build->run;
     if (!plan.usable) return false;
     // Two buffers of 2 n floats: on the stack up to n = 1024, where an allocation would cost a

@@ -46,25 +46,6 @@ VOREL_TARGET_AVX512 void split_avx512(const float* src, Pow2Input input, float* 
 
 constexpr simd::IsaBuilds<SplitFn> kBuilds{nullptr, split_sse2, split_avx2, split_avx512};
 
-// The transform of a power of two n >= 16 from `src` (read as `input` says) through the
-// scratch d of 2 n floats, apart from both, to `to`, which may be src; `isa` above scalar.
-VOREL_INLINE void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
-                                       const std::vector<float>& table, bool inverse, Isa isa) {
-    // A thread remembers the last entry it used, which spares the table's lock when it
-    // transforms one length over and over; entries never change or move once built.
-    thread_local struct {
-        std::size_t n = 0;
-        bool inverse = false;
-        const std::vector<float>* cols = nullptr;
-    } last;
-    if (last.cols == nullptr || last.n != n || last.inverse != inverse) {
-        last.cols = nullptr;
-        last.cols = &ColumnTwiddleTable::instance().ref_columns(static_cast<int>(n), inverse, table);
-        last.n = n, last.inverse = inverse;
-    }
-    kBuilds(isa)(src, input, d, to, n, table.data(), last.cols->data(), inverse);
-}
-
 }  // namespace
 
 void pow2_transform_to(float* dst, const float* src, Pow2Input input, std::size_t n, const std::vector<float>& table,
@@ -76,7 +57,7 @@ void pow2_transform_to(float* dst, const float* src, Pow2Input input, std::size_
         alignas(64) float local[kStackFloats];
         const AlignedFloats heap = scratch != nullptr || 2 * n <= kStackFloats ? nullptr : make_aligned_floats(2 * n);
         float* d = scratch != nullptr ? scratch : heap ? heap.get() : local;
-        return pow2_split_transform(src, input, d, dst, n, table, inverse, isa);
+        return kBuilds(isa)(src, input, d, dst, n, table.data(), column_twiddles_of(n, inverse, table).data(), inverse);
     }
     // The plain path in place on dst, filled from the last element down so that src may be dst.
     for (std::size_t k = n; k-- > 0;) {
