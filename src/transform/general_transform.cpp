@@ -66,64 +66,40 @@ VOREL_INLINE void by_widths(std::size_t lo, std::size_t hi, F& f) {
         if (mid < hi) by_widths<typename Narrower<V>::type>(mid, hi, f);
 }
 
-// A pass with lanes across blocks, in the first layout: element j of block b at j B + rev(b),
-// real parts at `in`, imaginary parts n floats later. Output x = r len + s of block b' sums
-// element s of its sub-blocks t = 0 .. q-1, which lie at s B + t B' + rev(b'); it goes to
-// x B' + rev(b'). The leaves are the case len = 1 with B' = B. The q outputs r len + s read the
-// same inputs, so they are computed together.
-template <class Top, bool RealIn, std::size_t Q>
-VOREL_INLINE void pass_across_blocks(const float* in, float* out, std::size_t n, const GeneralPass& pass,
-                                     const float* tw_re, const float* tw_im, bool unit) {
-    const std::size_t q = Q > 0 ? Q : pass.q, len = pass.len, after = pass.blocks, before = q * after, size = q * len;
-    for (std::size_t s = 0; s < len; ++s) {
-        const float* from = in + s * before;
-        auto run = [&](auto tag, std::size_t g0, std::size_t g1) VOREL_INLINE_LAMBDA {
-            using V = decltype(tag);
-            for (std::size_t g = g0; g < g1; g += kLanes<V>) {
-                const GroupInputs<V, Q, RealIn> x_in(from + g, q, after, n);
-                for (std::size_t r = 0; r < q; ++r) {
-                    const std::size_t x = r * len + s;
-                    V re, im;
-                    group_output<V, RealIn>(x_in, q, unit, re, im,
-                                            [&](std::size_t t, V& w_re, V& w_im) VOREL_INLINE_LAMBDA {
-                                                w_re = splat<V>(tw_re + t * size + x);
-                                                w_im = splat<V>(tw_im + t * size + x);
-                                            });
-                    store(out + x * after + g, re), store(out + n + x * after + g, im);
-                }
-            }
-        };
-        by_widths<Top>(0, after, run);
-    }
-}
-
-// A pass with lanes across consecutive outputs of a block, blocks one after another: output
-// x = r len + s of block b sums element s of its sub-blocks, at b size + t len + s; the q
-// outputs r len + s are computed together.
-template <class Top, std::size_t Q>
-VOREL_INLINE void pass_across_outputs(const float* in, float* out, std::size_t n, const GeneralPass& pass,
-                                      const float* tw_re, const float* tw_im, bool unit) {
+// One pass; the q outputs r len + s of a group read the same inputs, so they are computed
+// together. Across blocks (the first layout: element j of block b at j B + rev(b), real parts at
+// `in`, imaginary parts n floats later), output x = r len + s of block b' sums element s of its
+// sub-blocks t = 0 .. q-1, which lie at s B + t B' + rev(b'), and goes to x B' + rev(b'); the
+// lanes run over b'. The leaves are the case len = 1 with B' = B. Across outputs (blocks one
+// after another), output x of block b sums element s of its sub-blocks, at b size + t len + s;
+// the lanes run over s.
+template <class Top, bool Across, bool RealIn, std::size_t Q>
+VOREL_INLINE void run_pass(const float* in, float* out, std::size_t n, const GeneralPass& pass, const float* tw_re,
+                           const float* tw_im, bool unit) {
     const std::size_t q = Q > 0 ? Q : pass.q, len = pass.len, size = q * len;
-    for (std::size_t b = 0; b < pass.blocks; ++b) {
-        const float* from = in + b * size;
-        float* to = out + b * size;
-        auto run = [&](auto tag, std::size_t s0, std::size_t s1) VOREL_INLINE_LAMBDA {
+    // The groups of one lane run lie `apart` floats apart; `outer` runs them over s or b.
+    const std::size_t apart = Across ? pass.blocks : len, outer = Across ? len : pass.blocks;
+    for (std::size_t o = 0; o < outer; ++o) {
+        const float* from = in + o * q * apart;
+        float* to = out + (Across ? 0 : o * size);
+        auto run = [&](auto tag, std::size_t i0, std::size_t i1) VOREL_INLINE_LAMBDA {
             using V = decltype(tag);
-            for (std::size_t s = s0; s < s1; s += kLanes<V>) {
-                const GroupInputs<V, Q, false> x_in(from + s, q, len, n);
+            for (std::size_t i = i0; i < i1; i += kLanes<V>) {
+                const GroupInputs<V, Q, RealIn> x_in(from + i, q, apart, n);
                 for (std::size_t r = 0; r < q; ++r) {
-                    const std::size_t x = r * len + s;
+                    const std::size_t x = r * len + (Across ? o : i);
                     V re, im;
-                    group_output<V, false>(x_in, q, unit, re, im,
-                                           [&](std::size_t t, V& w_re, V& w_im) VOREL_INLINE_LAMBDA {
-                                               w_re = load<V>(tw_re + t * size + x);
-                                               w_im = load<V>(tw_im + t * size + x);
-                                           });
-                    store(to + x, re), store(to + n + x, im);
+                    group_output<V, RealIn>(
+                        x_in, q, unit, re, im, [&](std::size_t t, V& w_re, V& w_im) VOREL_INLINE_LAMBDA {
+                            w_re = Across ? splat<V>(tw_re + t * size + x) : load<V>(tw_re + t * size + x);
+                            w_im = Across ? splat<V>(tw_im + t * size + x) : load<V>(tw_im + t * size + x);
+                        });
+                    const std::size_t at = Across ? x * apart + i : x;
+                    store(to + at, re), store(to + n + at, im);
                 }
             }
         };
-        by_widths<Top>(0, len, run);
+        by_widths<Top>(0, apart, run);
     }
 }
 
@@ -177,11 +153,11 @@ VOREL_INLINE float* run_passes(const GeneralPlan& plan, const float* src, bool r
         with_radix(pass.q, [&](auto radix) VOREL_INLINE_LAMBDA {
             constexpr std::size_t Q = decltype(radix)::value;
             if (across && real_leaves)
-                pass_across_blocks<Top, true, Q>(a, b, n, pass, tw_re, tw_im, unit);
+                run_pass<Top, true, true, Q>(a, b, n, pass, tw_re, tw_im, unit);
             else if (across)
-                pass_across_blocks<Top, false, Q>(a, b, n, pass, tw_re, tw_im, unit);
+                run_pass<Top, true, false, Q>(a, b, n, pass, tw_re, tw_im, unit);
             else
-                pass_across_outputs<Top, Q>(a, b, n, pass, tw_re, tw_im, unit);
+                run_pass<Top, false, false, Q>(a, b, n, pass, tw_re, tw_im, unit);
         });
         std::swap(a, b);
     }

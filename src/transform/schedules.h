@@ -49,8 +49,6 @@ VOREL_INLINE void butterfly(V& ar, V& ai, V& br, V& bi, V& cr, V& ci, V& dr, V& 
 // lanes: {2 F, F} for F frames.
 struct Strided {
     std::size_t stride, im;
-    static constexpr std::size_t kBlocks = 1;  // blocks of one transform per vector
-
     template <class V>
     VOREL_INLINE void load(const float* base, std::size_t k, V& re, V& im_part) const {
         const float* p = base + stride * k;
