@@ -33,21 +33,8 @@ VOREL_INLINE void divide_lanes(float* data, std::size_t n) {
     }
 }
 
-template <class V>
-VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, const float* table, bool inverse) {
-    float* result = data;
-    if (!is_pow2(static_cast<int>(n)))
-        result = mixed_radix_steps<V>(data, spare, kFrames, n, table, false, false, n);
-    else if (inverse)
-        pow2_stages<true, V>(data, kFrames, n, table);
-    else
-        pow2_stages<false, V>(data, kFrames, n, table);
-    if (inverse) divide_lanes<V>(result, n);
-    return result;
-}
-
-// Short forms of the lane transform: the same sums as the full one, with the work left out
-// that provably changes no bit read (see group_output): the real leaves of the forward
+// With `shortcut`, the short forms: the same sums as the full transform, with the work left
+// out that provably changes no bit read (see group_output): the real leaves of the forward
 // transform read no imaginary part, term 0 of every sum is added without its product, and the
 // forward transform's last step (one block spanning all n) stops after bin n/2, since each
 // output of a step is an independent sum and nobody reads the bins above.
@@ -57,52 +44,50 @@ VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, co
 // shortcut's first term keeps the value itself. So the outputs are checked: the forward form's
 // bins 0 .. n/2 (each input of the last step reaches one of them, since its block length is at
 // most n/2), the inverse's every output (see run_form). When the check fails the caller runs the
-// full transform.
-template <class V, bool Inverse>
-VOREL_INLINE float* short_lanes(float* data, float* spare, std::size_t n, const float* table) {
-    if (is_pow2(static_cast<int>(n))) return transform_lanes<V>(data, spare, n, table, Inverse);
-    float* const result = mixed_radix_steps<V>(data, spare, kFrames, n, table, !Inverse, true, Inverse ? n : n / 2 + 1);
-    if constexpr (Inverse) divide_lanes<V>(result, n);
+// full transform. Powers of two take no shortcut.
+template <class V>
+VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, const float* table, bool inverse,
+                                    bool shortcut) {
+    float* result = data;
+    const bool real_half = shortcut && !inverse;
+    if (!is_pow2(static_cast<int>(n)))
+        result = mixed_radix_steps<V>(data, spare, kFrames, n, table, real_half, shortcut, real_half ? n / 2 + 1 : n);
+    else if (inverse)
+        pow2_stages<true, V>(data, kFrames, n, table);
+    else
+        pow2_stages<false, V>(data, kFrames, n, table);
+    if (inverse) divide_lanes<V>(result, n);
     return result;
 }
 
-// One entry per level for the four forms: full or short, forward or inverse.
-enum class Form { full, full_inverse, real_half, inverse_real };
-using LanesFn = float* (*)(float*, float*, std::size_t, const float*, Form);
+using LanesFn = float* (*)(float*, float*, std::size_t, const float*, bool, bool);
 
-// The frames of the buffers, kLanes<V> at a time.
+// The frames of the buffers, kLanes<V> at a time. The short forms of a mixed-radix length, all
+// lanes done, hand the group back unless the outputs read are all finite.
 template <class V>
-VOREL_INLINE float* run_form(float* data, float* spare, std::size_t n, const float* table, Form form) {
+VOREL_INLINE float* run_form(float* data, float* spare, std::size_t n, const float* table, bool inverse,
+                             bool shortcut) {
     float* result = nullptr;
-    for (std::size_t l = 0; l < kFrameLanes; l += simd::kLanes<V>) {
-        float *d = data + l, *s = spare + l, *r = nullptr;
-        switch (form) {
-            case Form::full: r = transform_lanes<V>(d, s, n, table, false); break;
-            case Form::full_inverse: r = transform_lanes<V>(d, s, n, table, true); break;
-            case Form::real_half: r = short_lanes<V, false>(d, s, n, table); break;
-            case Form::inverse_real: r = short_lanes<V, true>(d, s, n, table); break;
-        }
-        result = r - l;
-    }
-    // The short forms of a mixed-radix length, all lanes done, hand the group back unless the
-    // outputs read are all finite.
-    const bool short_form = form == Form::real_half || form == Form::inverse_real;
-    const std::size_t checked = form == Form::real_half ? n / 2 + 1 : n;
-    if (short_form && !is_pow2(static_cast<int>(n)) && !simd::all_finite<V>(result, kLaneStride * checked))
+    for (std::size_t l = 0; l < kFrameLanes; l += simd::kLanes<V>)
+        result = transform_lanes<V>(data + l, spare + l, n, table, inverse, shortcut) - l;
+    const std::size_t checked = inverse ? n : n / 2 + 1;
+    if (shortcut && !is_pow2(static_cast<int>(n)) && !simd::all_finite<V>(result, kLaneStride * checked))
         return nullptr;
     return result;
 }
 
-float* lanes_scalar(float* data, float* spare, std::size_t n, const float* table, Form form) {
-    return run_form<float>(data, spare, n, table, form);
+float* lanes_scalar(float* data, float* spare, std::size_t n, const float* table, bool inverse, bool shortcut) {
+    return run_form<float>(data, spare, n, table, inverse, shortcut);
 }
 
-VOREL_TARGET_SSE2 float* lanes_sse2(float* data, float* spare, std::size_t n, const float* table, Form form) {
-    return run_form<simd::float4>(data, spare, n, table, form);
+VOREL_TARGET_SSE2 float* lanes_sse2(float* data, float* spare, std::size_t n, const float* table, bool inverse,
+                                    bool shortcut) {
+    return run_form<simd::float4>(data, spare, n, table, inverse, shortcut);
 }
 
-VOREL_TARGET_AVX2 float* lanes_avx2(float* data, float* spare, std::size_t n, const float* table, Form form) {
-    return run_form<simd::float8>(data, spare, n, table, form);
+VOREL_TARGET_AVX2 float* lanes_avx2(float* data, float* spare, std::size_t n, const float* table, bool inverse,
+                                    bool shortcut) {
+    return run_form<simd::float8>(data, spare, n, table, inverse, shortcut);
 }
 
 constexpr simd::IsaBuilds<LanesFn> kBuilds{lanes_scalar, lanes_sse2, lanes_avx2, nullptr};
@@ -130,17 +115,17 @@ FrameLanePlan make_frame_lane_plan(std::size_t n) {
 
 float* fft_lanes(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table, bool inverse,
                  simd::Isa isa) {
-    return kBuilds(isa)(data, spare, plan.n, table.data(), inverse ? Form::full_inverse : Form::full);
+    return kBuilds(isa)(data, spare, plan.n, table.data(), inverse, false);
 }
 
 float* fft_lanes_real_half(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table,
                            simd::Isa isa) {
-    return kBuilds(isa)(data, spare, plan.n, table.data(), Form::real_half);
+    return kBuilds(isa)(data, spare, plan.n, table.data(), false, true);
 }
 
 float* ifft_lanes_real(float* data, float* spare, const FrameLanePlan& plan, const std::vector<float>& table,
                        simd::Isa isa) {
-    return kBuilds(isa)(data, spare, plan.n, table.data(), Form::inverse_real);
+    return kBuilds(isa)(data, spare, plan.n, table.data(), true, true);
 }
 
 }  // namespace vorel::audio
