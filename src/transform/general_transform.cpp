@@ -24,19 +24,6 @@ using simd::kLanes;
 using simd::load;
 using simd::store;
 
-template <class V>
-struct Narrower {
-    using type = float;
-};
-template <>
-struct Narrower<float16> {
-    using type = float8;
-};
-template <>
-struct Narrower<float8> {
-    using type = float4;
-};
-
 // Every lane set to *p: a whole vector loaded from p (the plan pads its twiddles for that),
 // lane 0 copied to all lanes. Written this way it is one broadcast from memory in every build;
 // a vector built from the scalar, or a short vector widened, becomes a chain of lane inserts or
@@ -55,15 +42,15 @@ VOREL_INLINE V splat(const float* p) {
         return splat_lanes<V>(p, std::make_index_sequence<kLanes<V>>{});
 }
 
-// f(V{}, lo, hi) over [lo, hi) in runs of the widest vector, the rest in narrower ones down to
-// single floats.
+// f(V{}, lo, hi) over [lo, hi) in runs of the widest vector, the rest in halves of it down to
+// four lanes, then single floats.
 template <class V, class F>
 VOREL_INLINE void by_widths(std::size_t lo, std::size_t hi, F& f) {
     constexpr std::size_t w = kLanes<V>;
     const std::size_t mid = lo + (hi - lo) / w * w;
     if (mid > lo) f(V{}, lo, mid);
     if constexpr (w > 1)
-        if (mid < hi) by_widths<typename Narrower<V>::type>(mid, hi, f);
+        if (mid < hi) by_widths<simd::Vec<float, (w > 4 ? w / 2 : 1)>>(mid, hi, f);
 }
 
 // One pass; the q outputs r len + s of a group read the same inputs, so they are computed
