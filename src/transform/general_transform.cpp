@@ -1,15 +1,21 @@
-// The passes of a general-length plan, written once over the vector type and built for each
-// level above scalar. Outputs of one pass are independent sums, so lanes may hold any of them;
-// each lane does the scalar operations in the scalar order (no fused multiply-add).
+// Whole transforms of lengths that are not powers of two in vector lanes: the per-length plans,
+// and their passes written once over the vector type and built for each level above scalar. Outputs of one pass are
+// independent sums, so lanes may hold any of them; each lane does the scalar operations in the scalar order (no fused
+// multiply-add).
 #include "transform/general_transform.h"
 
 #include <algorithm>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <tuple>
 #include <utility>
 
 #include "common/aligned_floats.h"
+#include "common/process_table.h"
 #include "simd/lanes.h"
 #include "simd/vec.h"
-#include "transform/general_plan.h"
+#include "transform/fft_table.h"
 #include "transform/mixed_radix.h"
 #include "transform/schedules.h"
 
@@ -23,6 +29,129 @@ using simd::float8;
 using simd::kLanes;
 using simd::load;
 using simd::store;
+
+// A plan, cached per length, direction and width like the coefficient tables, holds the order of the passes (the leaf
+// DFTs, then one combine step per factor), the reordering between layouts, and every twiddle already gathered in the
+// order the passes read it, so that a call computes no index and no angle.
+//
+// Two layouts share the passes. While many blocks remain, element j of block b lies at
+// j B + rev(b), rev reversing the digits of b (the factors found first are its low digits):
+// consecutive blocks of a pass are consecutive floats, and the sub-blocks that a combine step
+// joins lie B' apart, so the lanes run across blocks. The decimated input is then the input
+// itself: element m of leaf block b is input element rev(b) + B m. Once fewer blocks remain than
+// lanes, one transposition moves the data to block after block, and the lanes run across
+// consecutive outputs of a block.
+struct GeneralPass {
+    std::size_t q;         // terms of each output sum (the leaf length for the leaves)
+    std::size_t len;       // length of the sub-blocks joined (1 for the leaves)
+    std::size_t blocks;    // blocks after the pass
+    bool across_blocks;    // lanes across blocks (first layout), else across outputs
+    std::size_t twiddles;  // offset of its q * q * len twiddles, entry t * q len + x
+};
+
+// Floats after the last twiddle of each part, so that a kernel may load a short vector from
+// any twiddle.
+constexpr std::size_t kTwiddlePad = 16;
+
+struct GeneralPlan {
+    bool usable = false;  // false: the length has no fast plan at this width (few blocks, huge leaves)
+    std::vector<GeneralPass> passes;
+    // The transposition after the passes across blocks, at a level of B = `level_block.size()`
+    // blocks: element x of the block level_block[c] moves from x B + c to level_block[c] n / B + x.
+    std::vector<std::size_t> level_block;
+    std::vector<float> tw_re, tw_im;
+    // Whether every twiddle of term 0 is exactly (1, +0) or (1, -0) (always, with a correct sine
+    // and cosine).
+    bool unit_first = false;
+};
+
+// Plans whose gathered twiddles would pass this many per element are left to the plain path:
+// those are lengths with a long leaf (a large prime factor), where the table would be huge.
+// Common lengths need four to six.
+constexpr std::size_t kMaxTwiddlesPerElement = 16;
+// Longer lengths keep the plain path too, so that a plan never costs more memory than a few
+// megabytes, and a call that fits in memory without a plan is never refused for want of one.
+constexpr std::size_t kMaxPlanned = std::size_t{1} << 16;
+
+// Block b of the level with factors f[0..k-1] (the last found is its lowest digit), with its
+// digits reversed: r1 (q2..qk) + ... + rk becomes r1 + q1 r2 + ... + (q1..q(k-1)) rk.
+std::size_t reversed_block(std::size_t b, const FactorList& f, std::size_t k) {
+    std::size_t weight = 1;
+    for (std::size_t j = 0; j < k; ++j) weight *= f[j];
+    std::size_t rev = 0;
+    for (std::size_t j = k; j-- > 0;) {
+        weight /= f[j];
+        rev += (b % f[j]) * weight;
+        b /= f[j];
+    }
+    return rev;
+}
+
+// (1, +0) or (1, -0): the forward table's angle 0 is -0, whose sine is -0.
+bool is_unit(float re, float im) {
+    const float one = 1.0f;
+    return std::memcmp(&re, &one, sizeof re) == 0 && im == 0.0f;
+}
+
+GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vector<float>& table) {
+    GeneralPlan plan;
+    FactorList factors;
+    std::size_t factor_n = mixed_radix_factors(n, factors);
+    std::size_t blocks = 1;
+    for (std::size_t j = 0; j < factor_n; ++j) blocks *= factors[j];
+    if (lanes < 2 || n > kMaxPlanned || factor_n == 0 || blocks < lanes) return plan;
+
+    // The leaves are the case len = 1 of a combine step whose blocks stay as they are.
+    std::size_t twiddles = 0;
+    const auto add_pass = [&](std::size_t q, std::size_t len, std::size_t after) {
+        plan.passes.push_back({q, len, after, after >= lanes, twiddles});
+        twiddles += q * q * len;
+    };
+    add_pass(n / blocks, 1, blocks);
+    for (std::size_t j = factor_n; j-- > 0;) {
+        add_pass(factors[j], n / blocks, blocks / factors[j]);
+        blocks /= factors[j];
+    }
+    if (twiddles > kMaxTwiddlesPerElement * n) return plan;
+
+    // Entry t x mod size (scaled to the table of n) of term t for output x: the plain path
+    // reaches the same reduced exponent by adding and subtracting.
+    plan.tw_re.reserve(twiddles + kTwiddlePad), plan.tw_im.reserve(twiddles + kTwiddlePad);
+    plan.unit_first = true;
+    for (const GeneralPass& pass : plan.passes) {
+        const std::size_t size = pass.q * pass.len, c = n / size;
+        for (std::size_t t = 0; t < pass.q; ++t)
+            for (std::size_t x = 0; x < size; ++x) {
+                const std::size_t e = c * (t * x % size);
+                plan.tw_re.push_back(table[2 * e]), plan.tw_im.push_back(table[2 * e + 1]);
+                if (t == 0) plan.unit_first = plan.unit_first && is_unit(table[2 * e], table[2 * e + 1]);
+            }
+    }
+
+    plan.tw_re.resize(twiddles + kTwiddlePad), plan.tw_im.resize(twiddles + kTwiddlePad);
+
+    // The level after the last pass across blocks: its blocks, and the factors still to join.
+    std::size_t level_blocks = plan.passes.front().blocks, level_factors = factor_n;
+    for (std::size_t p = 1; p < plan.passes.size() && plan.passes[p].across_blocks; ++p)
+        level_blocks = plan.passes[p].blocks, --level_factors;
+    plan.level_block.resize(level_blocks);
+    for (std::size_t b = 0; b < level_blocks; ++b) plan.level_block[reversed_block(b, factors, level_factors)] = b;
+    plan.usable = true;
+    return plan;
+}
+
+const GeneralPlan& general_plan_of(std::size_t n, bool inverse, std::size_t lanes, const std::vector<float>& table) {
+    using Key = std::tuple<std::size_t, bool, std::size_t>;
+    const Key key{n, inverse, lanes};
+    return remembered<Key, GeneralPlan>(key, [&]() -> const GeneralPlan& {
+        static std::mutex lock;
+        static std::map<Key, GeneralPlan> plans;
+        return lock_build_find(lock, plans, key, [&] {
+            // Built whole before insertion, so a failed build leaves no entry behind.
+            if (plans.count(key) == 0) plans.emplace(key, make_general_plan(n, lanes, table));
+        });
+    });
+}
 
 // Every lane set to *p: a whole vector loaded from p (the plan pads its twiddles for that),
 // lane 0 copied to all lanes. Written this way it is one broadcast from memory in every build;

@@ -3,17 +3,74 @@
 // Contraction is off, so no build fuses a multiply into an add.
 #include "transform/pow2_kernels.h"
 
+#include <bit>
+#include <map>
+#include <mutex>
+#include <utility>
+
 #include "common/aligned_floats.h"
+#include "common/process_table.h"
 #include "transform/bit_reverse.h"
-#include "transform/column_twiddles.h"
 #include "transform/fft.h"
+#include "transform/fft_table.h"
 #include "transform/pow2_stages.h"
 
 namespace vorel::audio {
 
 namespace {
 
+using pow2::kColumnValues, pow2::kLastStageFloats, pow2::kRowNegated, pow2::kRowSource;
 using simd::Isa;
+
+// Floats of the rearranged twiddles of n: kColumnValues per column of each stage with a
+// quarter of at least 4, in stage order; then, from n = 64 on, the last two stages as sixteen
+// lanes each (kLastStageFloats per stage, float c of lane l at 16 c + l).
+std::size_t column_twiddle_floats(std::size_t n) {
+    std::size_t floats = n >= 64 ? 2 * kLastStageFloats : 0;
+    for (std::size_t quarter = n / 4; quarter >= 4; quarter /= 4) floats += kColumnValues * quarter;
+    return floats;
+}
+
+std::vector<float> make_columns(std::size_t len, const std::vector<float>& table) {
+    std::vector<float> value(column_twiddle_floats(len));
+    // The stage of quarter q reads row start * step for column start, step = n / (4 q).
+    std::size_t offset = 0;
+    for (std::size_t quarter = len / 4; quarter >= 4; quarter /= 4) {
+        const std::size_t step = 12 * (len / (4 * quarter));
+        for (std::size_t start = 0; start < quarter; ++start)
+            for (std::size_t c = 0; c < 12; ++c)
+                if (!kRowNegated[c]) value[offset + kRowSource[c] * quarter + start] = table[start * step + c];
+        offset += kColumnValues * quarter;
+    }
+    // The last two stages as sixteen lanes: quarters 4 and 1 of an even log2(n), or 8 and 2 of
+    // an odd one. Lane l of the first stage is column l mod its quarter; the second stage has
+    // column l mod 2 of quarter 2, or column 0 of quarter 1 (row 0).
+    if (len >= 64) {
+        const std::size_t quarter = std::countr_zero(len) % 2 == 0 ? 4 : 8;
+        const std::size_t step1 = 12 * (len / (4 * quarter)), step2 = 12 * (len / 8);
+        for (std::size_t c = 0; c < 12; ++c)
+            for (std::size_t l = 0; l < 16; ++l) {
+                value[offset + 16 * c + l] = table[(l % quarter) * step1 + c];
+                value[offset + kLastStageFloats + 16 * c + l] = table[(quarter == 8 && l % 2 == 1 ? step2 : 0) + c];
+            }
+    }
+    return value;
+}
+
+// The column twiddles of the power of two n >= 16 in one direction, built once per process from
+// that direction's FftTable value `table`, and remembered per thread.
+const std::vector<float>& column_twiddles_of(std::size_t n, bool inverse, const std::vector<float>& table) {
+    using Key = std::pair<std::size_t, bool>;
+    const Key key{n, inverse};
+    return remembered<Key, std::vector<float>>(key, [&]() -> const std::vector<float>& {
+        static std::mutex lock;
+        static std::map<Key, std::vector<float>> columns;
+        return lock_build_find(lock, columns, key, [&] {
+            // Built whole before insertion, so a failed build leaves no entry behind.
+            if (columns.count(key) == 0) columns.emplace(key, make_columns(n, table));
+        });
+    });
+}
 
 template <class V>
 VOREL_INLINE void transform_of(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
