@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "transform/bit_reverse.h"
-#include "transform/mixed_radix.h"
 #include "transform/pow2_kernels.h"
 #include "transform/schedules.h"
 

@@ -13,7 +13,6 @@
 #include "simd/vec.h"
 #include "transform/bit_reverse.h"
 #include "transform/fft.h"
-#include "transform/mixed_radix.h"
 #include "transform/schedules.h"
 
 namespace vorel::audio {

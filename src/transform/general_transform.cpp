@@ -16,7 +16,6 @@
 #include "simd/lanes.h"
 #include "simd/vec.h"
 #include "transform/fft_table.h"
-#include "transform/mixed_radix.h"
 #include "transform/schedules.h"
 
 namespace vorel::audio {

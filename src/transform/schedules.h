@@ -1,22 +1,133 @@
-// The transform schedules, written once over the element type V: a float for the plain
-// path, or a vector whose lanes are independent items (frames, blocks of one transform). A
+// The transform schedules and the mixed-radix factorisation, written once over the element type
+// V: a float for the plain path, or a vector whose lanes are independent items (frames, blocks
+// or outputs of one transform). A
 // lane does exactly the operations of the scalar, in the same order, so every width gives the
 // same bits. The elements are reached through a layout (where element k's real and imaginary
 // parts lie), so the same loops run on an interleaved buffer and on frames held in lanes.
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <type_traits>
 
 #include "simd/vec.h"
-#include "transform/mixed_radix.h"
 
 // A lambda inside a kernel template is compiled with the kernel's build only when it is inlined;
 // out of line it would be compiled for the baseline level. Every such lambda carries this.
 #define VOREL_INLINE_LAMBDA __attribute__((always_inline))
 
 namespace vorel::audio {
+
+// At most log2(n) factors for any size_t n.
+using FactorList = std::array<std::size_t, 64>;
+
+// A divisor q of rem tried in the order 2 (even rem) or 3, 5, 7, ... (odd rem), or 0 when
+// none lies at or below the square root.
+inline std::size_t find_factor(std::size_t rem) {
+    std::size_t q = rem % 2 == 0 ? 2 : 3;
+    if (q * q > rem) return 0;
+    while (rem % q != 0) {
+        q += 2;
+        if (q * q > rem) return 0;
+    }
+    return q;
+}
+
+// The factors of n in the order found, each find_factor of the remaining length; returns their
+// count. n over their product is the leaf length.
+inline std::size_t mixed_radix_factors(std::size_t n, FactorList& factors) {
+    std::size_t factor_n = 0, rem = n, blocks = 1;
+    while (const std::size_t q = find_factor(rem)) {
+        factors[factor_n++] = q;
+        blocks *= q;
+        rem = n / blocks;
+    }
+    return factor_n;
+}
+
+// The reordering of all decimation steps at once, as move(to, from) on element indices. With
+// factors q1..qk (in the order found) and leaf length L, element r1 + q1 (r2 + q2 (... + qk s))
+// moves to r1 n/q1 + r2 n/(q1 q2) + ... + rk L + s: output block r1 (q2..qk) + ... + rk holds
+// the elements at input base r1 + q1 r2 + ... + (q1..q(k-1)) rk, a stride of q1..qk apart.
+template <class Move>
+void for_each_decimated(std::size_t n, const FactorList& factors, std::size_t factor_n, Move&& move) {
+    std::size_t blocks = 1;
+    FactorList digit{}, weight{};
+    for (std::size_t j = 0; j < factor_n; blocks *= factors[j], ++j) weight[j] = blocks;
+    const std::size_t len = n / blocks;
+    std::size_t base = 0;
+    for (std::size_t block = 0; block < blocks; ++block) {
+        for (std::size_t s = 0; s < len; ++s) move(block * len + s, base + blocks * s);
+        // Next output block: rk counts fastest.
+        for (std::size_t j = factor_n; j-- > 0;) {
+            base += weight[j];
+            if (++digit[j] < factors[j]) break;
+            base -= factors[j] * weight[j];
+            digit[j] = 0;
+        }
+    }
+}
+
+// The q inputs t = 0 .. q-1 of a group of outputs (input t at p + t apart, its imaginary part
+// `im` floats after its real part), read once: held in registers for a radix fixed at compile
+// time (Q > 0), read where they are used otherwise. Real inputs have no imaginary parts read.
+template <class V, std::size_t Q, bool RealIn>
+struct GroupInputs {
+    const float* at;
+    std::size_t apart, im_at;
+    V held[2][Q > 0 ? Q : 1];
+
+    VOREL_INLINE GroupInputs(const float* p, std::size_t q, std::size_t step, std::size_t im_offset)
+        : at(p), apart(step), im_at(im_offset) {
+        if constexpr (Q > 0)
+            for (std::size_t t = 0; t < q; ++t)
+                for (std::size_t part = 0; part < (RealIn ? 1 : 2); ++part) held[part][t] = get(t, part * im_at);
+    }
+    VOREL_INLINE V get(std::size_t t, std::size_t offset) const { return simd::load<V>(at + offset + t * apart); }
+    VOREL_INLINE V real(std::size_t t) const { return Q > 0 ? held[0][t] : get(t, 0); }
+    VOREL_INLINE V imag(std::size_t t) const { return Q > 0 ? held[1][t] : get(t, im_at); }
+};
+
+// One output of a group: the sum over t = 0 .. q-1, in order from +0, of input t times the
+// twiddle that twiddle(t, w_re, w_im) gives, each part of a product rounded before it is added.
+//
+// With `unit`, term 0 (whose twiddle is (1, +0) or (1, -0)) is added without its product. On
+// finite data that product is (x.re 1 - x.im (±0), x.re (±0) + x.im 1): each part is its own
+// value, or a zero of either sign where that value is a zero; added to the starting +0 it gives
+// the value itself, or +0 for either zero (+0 + -0 is +0 when rounding to nearest): exactly
+// +0 + x. An infinity or NaN in either part would make x 0 a NaN, so data that is not all
+// finite must take every product.
+//
+// RealIn: the inputs' imaginary parts are +0 (real input at the leaves). x.im w.re and x.im w.im
+// are then zeros for the finite twiddles, so each part of a product is x.re w, or a zero where
+// that is a zero. A sum that starts at +0 is never -0 in round-to-nearest (x + y is -0 only for
+// two -0), and adding a zero of either sign to a value that is not -0 leaves it as it is, so the
+// zero's sign cannot show. Infinities and NaN in x.re pass through x.re w alike.
+template <class V, bool RealIn, class Inputs, class Twiddle>
+VOREL_INLINE void group_output(const Inputs& x_in, std::size_t q, bool unit, V& re, V& im, Twiddle&& twiddle) {
+    re = V{}, im = V{};
+    for (std::size_t t = 0; t < q; ++t) {
+        if (t == 0 && unit) {
+            re = re + x_in.real(0);
+            if constexpr (!RealIn) im = im + x_in.imag(0);
+            continue;
+        }
+        V w_re, w_im;
+        twiddle(t, w_re, w_im);
+        const V x_re = x_in.real(t);
+        if constexpr (RealIn) {
+            re = re + x_re * w_re;
+            im = im + x_re * w_im;
+        } else {
+            const V x_im = x_in.imag(t);
+            const V p_re = x_re * w_re - x_im * w_im;
+            const V p_im = x_re * w_im + x_im * w_re;
+            re = re + p_re;
+            im = im + p_im;
+        }
+    }
+}
 
 // One radix-4 butterfly on four complex values A, B, C, D given as real and imaginary parts,
 // with the twiddles t[0..11] of one table row (a float or a vector per entry).
