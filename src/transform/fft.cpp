@@ -3,9 +3,10 @@
 // unless the scalar level is asked for.
 #include "transform/fft.h"
 
+#include <bit>
 #include <cstring>
+#include <utility>
 
-#include "transform/bit_reverse.h"
 #include "transform/pow2_kernels.h"
 #include "transform/schedules.h"
 
@@ -91,6 +92,17 @@ void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int qu
 
 void fft_pow2_merge(std::vector<float>& data, int n) {
     if (n >= 1) radix2_pass<float>(data.data(), kInterleaved, static_cast<std::size_t>(n));
+}
+
+void bit_reverse(float* data, std::size_t n) {
+    const int bits = std::countr_zero(n);
+    for (std::size_t k = 1; k + 1 < n; ++k) {
+        const std::size_t j = reversed_index(static_cast<std::uint32_t>(k), bits);
+        if (k < j) {
+            std::swap(data[2 * k], data[2 * j]);
+            std::swap(data[2 * k + 1], data[2 * j + 1]);
+        }
+    }
 }
 
 // ---- Other lengths ----

@@ -42,6 +42,10 @@ void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int qu
 // (a, b) -> (a + b, a - b) on each pair of neighbouring complex elements.
 void fft_pow2_merge(std::vector<float>& data, int n);
 
+// Swaps complex elements k and reversed k of an interleaved buffer, n a power of two. Only
+// elements move, so any order of moves gives the same bits.
+void bit_reverse(float* data, std::size_t n);
+
 // Every float of 2 n divided by float(n): the scaling of the inverse transforms.
 void divide_by_length(float* data, std::size_t n);
 

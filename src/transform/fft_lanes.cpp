@@ -11,7 +11,6 @@
 
 #include "simd/lanes.h"
 #include "simd/vec.h"
-#include "transform/bit_reverse.h"
 #include "transform/fft.h"
 #include "transform/schedules.h"
 

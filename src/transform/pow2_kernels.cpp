@@ -10,7 +10,6 @@
 
 #include "common/aligned_floats.h"
 #include "common/process_table.h"
-#include "transform/bit_reverse.h"
 #include "transform/fft.h"
 #include "transform/fft_table.h"
 #include "transform/pow2_stages.h"

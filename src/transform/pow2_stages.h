@@ -16,7 +16,6 @@
 #include <cstdint>
 
 #include "simd/vec.h"
-#include "transform/bit_reverse.h"
 #include "transform/schedules.h"
 #include "transform/shuffles.h"
 
