@@ -18,8 +18,8 @@ void fft(std::vector<float>& data, int n, const std::vector<float>& table);
 // Inverse transform in place with the inverse table for n, scaled by 1/n (a division).
 void ifft(std::vector<float>& data, int n, const std::vector<float>& table);
 
-// The same, with caller-held scratch for lengths that are not powers of two, so that a
-// caller transforming frame after frame allocates once. Powers of two never touch it.
+// The same with caller-held scratch, so that a caller transforming frame after frame
+// allocates once.
 void fft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch);
 void ifft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch);
 

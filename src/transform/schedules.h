@@ -1,9 +1,9 @@
-// The transform schedules and the mixed-radix factorisation, written once over the element type
-// V: a float for the plain path, or a vector whose lanes are independent items (frames, blocks
-// or outputs of one transform). A
-// lane does exactly the operations of the scalar, in the same order, so every width gives the
-// same bits. The elements are reached through a layout (where element k's real and imaginary
-// parts lie), so the same loops run on an interleaved buffer and on frames held in lanes.
+// The transform schedules and the mixed-radix factorisation, written once over the element
+// type V: a float for the plain path, or a vector whose lanes are independent items (frames,
+// blocks or outputs of one transform). A lane does exactly the operations of the scalar, in the
+// same order, so every width gives the same bits. Elements are reached through a layout (where
+// element k's real and imaginary parts lie), so the same loops run on an interleaved buffer and
+// on frames held in lanes.
 #pragma once
 
 #include <array>
