@@ -65,10 +65,7 @@ std::size_t fft_work_bytes(int n) {
     return floats * sizeof(float);
 }
 
-void divide_by_length(float* data, std::size_t n) {
-    const float length = static_cast<float>(n);
-    for (std::size_t k = 0; k < 2 * n; ++k) data[k] = data[k] / length;
-}
+void divide_by_length(float* data, std::size_t n) { divide_by_length<float>(data, kInterleaved, n); }
 
 // ---- Powers of two ----
 

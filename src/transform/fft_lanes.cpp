@@ -20,17 +20,6 @@ namespace {
 
 constexpr Strided kFrames{kLaneStride, kFrameLanes};
 
-// Every element divided by n (the inverse's scaling).
-template <class V>
-VOREL_INLINE void divide_lanes(float* data, std::size_t n) {
-    const V length = simd::broadcast<V>(static_cast<float>(n));
-    for (std::size_t k = 0; k < n; ++k) {
-        V re, im;
-        kFrames.load(data, k, re, im);
-        kFrames.store(data, k, re / length, im / length);
-    }
-}
-
 // With `shortcut`, the short forms: the same sums as the full transform, with the work left
 // out that provably changes no bit read (see group_output): the real leaves of the forward
 // transform read no imaginary part, term 0 of every sum is added without its product, and the
@@ -54,7 +43,7 @@ VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, co
         pow2_stages<true, V>(data, kFrames, n, table);
     else
         pow2_stages<false, V>(data, kFrames, n, table);
-    if (inverse) divide_lanes<V>(result, n);
+    if (inverse) divide_by_length<V>(result, kFrames, n);
     return result;
 }
 

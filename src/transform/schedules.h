@@ -208,6 +208,17 @@ VOREL_INLINE void radix2_pass(float* d, const Layout& at, std::size_t n) {
     }
 }
 
+// Every element divided by float(n): the scaling of the inverse transforms (a division).
+template <class V, class Layout>
+VOREL_INLINE void divide_by_length(float* d, const Layout& at, std::size_t n) {
+    const V length = simd::broadcast<V>(static_cast<float>(n));
+    for (std::size_t k = 0; k < n; ++k) {
+        V re, im;
+        at.load(d, k, re, im);
+        at.store(d, k, re / length, im / length);
+    }
+}
+
 // Radix-4 stages, then the radix-2 pass when log2(n) is odd; the output stays in bit-reversed
 // order.
 template <bool Inverse, class V, class Layout>
@@ -262,11 +273,13 @@ VOREL_INLINE void mixed_radix_step(const float* in, float* out, const Strided& a
                 if (r == rows) break;
                 const std::size_t x = r * len + s;
                 V re, im;
+                // Terms come in order from t = 0 or 1, so e follows t x mod size by adding x.
+                std::size_t e = 0;
                 group_output<V, RealIn>(x_in, q, unit, re, im, [&](std::size_t t, V& wr, V& wi) VOREL_INLINE_LAMBDA {
                     if constexpr (Q > 0) {
                         wr = w_re[r][t], wi = w_im[r][t];
                     } else {
-                        const std::size_t e = t * x % size;
+                        if (t > 0) e = e + x >= size ? e + x - size : e + x;
                         wr = simd::broadcast<V>(table[2 * c * e]), wi = simd::broadcast<V>(table[2 * c * e + 1]);
                     }
                 });
