@@ -32,18 +32,15 @@ constexpr Strided kFrames{kLaneStride, kFrameLanes};
 // bins 0 .. n/2 (each input of the last step reaches one of them, since its block length is at
 // most n/2), the inverse's every output (see run_form). When the check fails the caller runs the
 // full transform. Powers of two take no shortcut.
-template <class V>
-VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, const float* table, bool inverse,
-                                    bool shortcut) {
+template <class V, bool Inverse, bool Shortcut>
+VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, const float* table) {
     float* result = data;
-    const bool real_half = shortcut && !inverse;
+    constexpr bool kRealHalf = Shortcut && !Inverse;
     if (!is_pow2(static_cast<int>(n)))
-        result = mixed_radix_steps<V>(data, spare, kFrames, n, table, real_half, shortcut, real_half ? n / 2 + 1 : n);
-    else if (inverse)
-        pow2_stages<true, V>(data, kFrames, n, table);
+        result = mixed_radix_steps<V>(data, spare, kFrames, n, table, kRealHalf, Shortcut, kRealHalf ? n / 2 + 1 : n);
     else
-        pow2_stages<false, V>(data, kFrames, n, table);
-    if (inverse) divide_by_length<V>(result, kFrames, n);
+        pow2_stages<Inverse, V>(data, kFrames, n, table);
+    if (Inverse) divide_by_length<V>(result, kFrames, n);
     return result;
 }
 
@@ -55,8 +52,17 @@ template <class V>
 VOREL_INLINE float* run_form(float* data, float* spare, std::size_t n, const float* table, bool inverse,
                              bool shortcut) {
     float* result = nullptr;
-    for (std::size_t l = 0; l < kFrameLanes; l += simd::kLanes<V>)
-        result = transform_lanes<V>(data + l, spare + l, n, table, inverse, shortcut) - l;
+    // The flags are fixed per instantiation, so that no shortcut is tested inside a sum.
+    for (std::size_t l = 0; l < kFrameLanes; l += simd::kLanes<V>) {
+        float *d = data + l, *s = spare + l, *r = nullptr;
+        if (inverse)
+            r = shortcut ? transform_lanes<V, true, true>(d, s, n, table)
+                         : transform_lanes<V, true, false>(d, s, n, table);
+        else
+            r = shortcut ? transform_lanes<V, false, true>(d, s, n, table)
+                         : transform_lanes<V, false, false>(d, s, n, table);
+        result = r - l;
+    }
     const std::size_t checked = inverse ? n : n / 2 + 1;
     if (shortcut && !is_pow2(static_cast<int>(n)) && !simd::all_finite<V>(result, kLaneStride * checked))
         return nullptr;
