@@ -1,6 +1,8 @@
 // Bluestein plans: chirp tables, the zero-padded convolution, and the inverse by conjugation.
 #include "planned_fft/bluestein.h"
 
+#include <type_traits>
+
 #include "planned_fft/twiddles.h"
 
 namespace vorel::audio::qentor::fft {
@@ -64,31 +66,23 @@ void BluesteinFFTImpl::exec(const int16_t* input, Complex* output) { run(input, 
 void BluesteinFFTImpl::exec(const float* input, Complex* output) { run(input, output); }
 void BluesteinFFTImpl::exec(const Complex* input, Complex* output) { run(input, output); }
 
-void BluesteinIFFTImpl::conjugate_output(Complex* output) const {
-    if (scale) {
-        const float f = 1.0f / static_cast<float>(size);
-        for (uint64_t i = 0; i < size; ++i) output[i] = {f * output[i].re, f * -output[i].im};
-    } else {
-        for (uint64_t i = 0; i < size; ++i) output[i].im = -output[i].im;
-    }
-}
-
 // Real input equals its own conjugate and goes straight into the forward computation.
-void BluesteinIFFTImpl::exec(const int16_t* input, Complex* output) {
-    run(input, output);
-    conjugate_output(output);
+template <class T>
+void BluesteinIFFTImpl::run_conjugated(const T* input, Complex* output) {
+    if constexpr (std::is_same_v<T, Complex>) {
+        if (conj_input.empty()) conj_input.resize(size);
+        for (uint64_t i = 0; i < size; ++i) conj_input[i] = {input[i].re, -input[i].im};
+        run(conj_input.data(), output);
+    } else {
+        run(input, output);
+    }
+    const float f = 1.0f / static_cast<float>(size);
+    for (uint64_t i = 0; i < size; ++i)
+        output[i] = scale ? Complex{f * output[i].re, f * -output[i].im} : Complex{output[i].re, -output[i].im};
 }
 
-void BluesteinIFFTImpl::exec(const float* input, Complex* output) {
-    run(input, output);
-    conjugate_output(output);
-}
-
-void BluesteinIFFTImpl::exec(const Complex* input, Complex* output) {
-    if (conj_input.empty()) conj_input.resize(size);
-    for (uint64_t i = 0; i < size; ++i) conj_input[i] = {input[i].re, -input[i].im};
-    run(conj_input.data(), output);
-    conjugate_output(output);
-}
+void BluesteinIFFTImpl::exec(const int16_t* input, Complex* output) { run_conjugated(input, output); }
+void BluesteinIFFTImpl::exec(const float* input, Complex* output) { run_conjugated(input, output); }
+void BluesteinIFFTImpl::exec(const Complex* input, Complex* output) { run_conjugated(input, output); }
 
 }  // namespace vorel::audio::qentor::fft

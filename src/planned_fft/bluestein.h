@@ -55,7 +55,8 @@ public:
     bool scale;
 
 private:
-    void conjugate_output(Complex* output) const;
+    template <class T>
+    void run_conjugated(const T* input, Complex* output);
 };
 
 // The inner length: 2n - 1 in 32-bit arithmetic when that is a power of two (n = 1 only),

@@ -21,14 +21,14 @@ void plain_butterflies(Complex* lo, Complex* hi, const Complex* w, uint64_t coun
 }
 
 template <bool scaled>
-void butterflies(Complex* lo, Complex* hi, const Complex* w, uint64_t count, float factor, simd::Isa isa) {
-    if (isa == simd::Isa::scalar) return plain_butterflies(lo, hi, w, count, scaled ? &factor : nullptr);
-    const float4 f = simd::broadcast<float4>(factor);
+void butterflies(Complex* lo, Complex* hi, const Complex* w, uint64_t count, const float* factor, simd::Isa isa) {
+    if (isa == simd::Isa::scalar) return plain_butterflies(lo, hi, w, count, factor);
+    const float4 f = simd::broadcast<float4>(scaled ? *factor : 1.0f);
     uint64_t j = 0;
     for (; j + 2 <= count; j += 2) {
         const float4 t = product_pairs(load_pair(w + j), load_pair(hi + j));
         if (__builtin_expect(needs_recovery(t), 0)) {
-            plain_butterflies(lo + j, hi + j, w + j, 2, scaled ? &factor : nullptr);
+            plain_butterflies(lo + j, hi + j, w + j, 2, factor);
             continue;
         }
         float4 a = load_pair(lo + j);
@@ -36,7 +36,7 @@ void butterflies(Complex* lo, Complex* hi, const Complex* w, uint64_t count, flo
         store_pair(lo + j, a + t);
         store_pair(hi + j, a - t);
     }
-    plain_butterflies(lo + j, hi + j, w + j, count - j, scaled ? &factor : nullptr);
+    plain_butterflies(lo + j, hi + j, w + j, count - j, factor);
 }
 
 // Blocks of two: (x0, x1) and (x2, x3) give lo = (x0, x2) and hi = (x1, x3), and the results
@@ -65,18 +65,14 @@ uint64_t pairs_of_two_blocks(Complex* out, uint64_t n, Complex w0) {
 
 }  // namespace
 
-void radix2_pass(Complex* out, uint64_t n, const Complex* w, uint64_t half, simd::Isa isa) {
-    uint64_t b = half == 1 && isa != simd::Isa::scalar ? pairs_of_two_blocks(out, n, w[0]) : 0;
-    for (; b + 2 * half <= n; b += 2 * half) radix2_butterflies(out + b, out + b + half, w, half, isa);
+void radix2_butterflies(Complex* lo, Complex* hi, const Complex* w, uint64_t count, const float* factor,
+                        simd::Isa isa) {
+    factor ? butterflies<true>(lo, hi, w, count, factor, isa) : butterflies<false>(lo, hi, w, count, factor, isa);
 }
 
-void radix2_butterflies(Complex* lo, Complex* hi, const Complex* w, uint64_t count, simd::Isa isa) {
-    butterflies<false>(lo, hi, w, count, 1.0f, isa);
-}
-
-void radix2_butterflies_scaled(Complex* lo, Complex* hi, const Complex* w, uint64_t count, float factor,
-                               simd::Isa isa) {
-    butterflies<true>(lo, hi, w, count, factor, isa);
+void radix2_pass(Complex* out, uint64_t n, const Complex* w, uint64_t half, const float* factor, simd::Isa isa) {
+    uint64_t b = half == 1 && !factor && isa != simd::Isa::scalar ? pairs_of_two_blocks(out, n, w[0]) : 0;
+    for (; b + 2 * half <= n; b += 2 * half) radix2_butterflies(out + b, out + b + half, w, half, factor, isa);
 }
 
 }  // namespace vorel::audio::qentor

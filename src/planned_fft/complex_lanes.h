@@ -52,9 +52,6 @@ VOREL_INLINE float4 gather_pair(const Complex& a, const Complex& b) {
 }
 
 // One complex value in both halves.
-VOREL_INLINE float4 broadcast(const Complex& a) {
-    const std::uint64_t bits = complex_bits(a);
-    return (float4)Pair64{bits, bits};
-}
+VOREL_INLINE float4 broadcast(const Complex& a) { return gather_pair(a, a); }
 
 }  // namespace vorel::audio::qentor

@@ -7,6 +7,7 @@
 
 #include "planned_fft/bluestein.h"
 #include "planned_fft/plan.h"
+#include "simd/isa.h"
 
 namespace vorel::audio::qentor {
 
@@ -24,6 +25,14 @@ struct CooleyTukeyFactor {
 // The digit-reversed input order: each record, from the last to the first, splits every
 // block of outLength into radix sub-sequences of stride radix.
 std::vector<uint32_t> CooleyTukeyIndex(const std::vector<CooleyTukeyFactor>& factors, unsigned n);
+
+// A stage of radix r other than 2: a straight r-point transform per butterfly, r * r products,
+// the table lookup carrying twiddle and transform in one exponent: work[q] = sum over ascending
+// p of output[j + (p + g r) l] * W[(j + q l) p mod outLength], started from (0, 0), then
+// written back. work holds r entries. Above Isa::scalar two columns q run side by side in
+// vector lanes; a pair in which a product needs the recovery of infinite results is redone by
+// the plain code. At Isa::scalar one column at a time: the reference, the same bits.
+void general_stage(const CooleyTukeyFactor& f, Complex* output, Complex* work, simd::Isa isa = simd::best_isa());
 
 namespace fft {
 

@@ -177,26 +177,24 @@ VOREL_HARD_KERNEL_TYPES(false, false)
 
 namespace fft {
 
-DFTHARDImpl::DFTHARDImpl(unsigned n, unsigned size)
-    : DFTHARDImpl(size, GetDFTHardFunc<true, true, int16_t>(n), GetDFTHardFunc<true, true, Complex>(n),
-                  GetDFTHardFunc<true, true, float>(n)) {}
-
 DFTHARDImpl::DFTHARDImpl(unsigned size, HardKernel<int16_t> kernelInt16, HardKernel<Complex> kernelComplex,
                          HardKernel<float> kernelFloat)
     : size(size), kernelInt16(kernelInt16), kernelComplex(kernelComplex), kernelFloat(kernelFloat) {}
 
 namespace {
 
-template <bool scaled>
-DFTHARDImpl inverse_kernels(unsigned n, unsigned size) {
-    return DFTHARDImpl(size, GetDFTHardFunc<false, scaled, int16_t>(n), GetDFTHardFunc<false, scaled, Complex>(n),
-                       GetDFTHardFunc<false, scaled, float>(n));
+template <bool forward, bool scaled>
+DFTHARDImpl kernels(unsigned n, unsigned size) {
+    return DFTHARDImpl(size, GetDFTHardFunc<forward, scaled, int16_t>(n), GetDFTHardFunc<forward, scaled, Complex>(n),
+                       GetDFTHardFunc<forward, scaled, float>(n));
 }
 
 }  // namespace
 
+DFTHARDImpl::DFTHARDImpl(unsigned n, unsigned size) : DFTHARDImpl(kernels<true, true>(n, size)) {}
+
 IDFTHARDImpl::IDFTHARDImpl(unsigned n, unsigned size, bool scale)
-    : DFTHARDImpl(scale ? inverse_kernels<true>(n, size) : inverse_kernels<false>(n, size)) {}
+    : DFTHARDImpl(scale ? kernels<false, true>(n, size) : kernels<false, false>(n, size)) {}
 
 void DFTHARDImpl::exec(const int16_t* input, Complex* output) { kernelInt16(input, output, size); }
 void DFTHARDImpl::exec(const float* input, Complex* output) { kernelFloat(input, output, size); }

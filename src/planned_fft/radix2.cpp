@@ -35,7 +35,7 @@ IFFT2Impl::IFFT2Impl(unsigned n)
       }()) {}
 
 template <class T>
-void FFT2Impl::scatter_and_inner_stages(const T* input, Complex* output) const {
+void FFT2Impl::run(const T* input, Complex* output, bool scale_last) const {
     // Element i goes to r, the low log2_size bits of i reversed (the 32-bit reversal of i
     // shifted right by 32 - log2_size). r is kept as a counter that adds one at its top bit and
     // carries downwards; past 2^log2_size (a length that is no power of two) it wraps to 0.
@@ -50,33 +50,20 @@ void FFT2Impl::scatter_and_inner_stages(const T* input, Complex* output) const {
         }
         r |= bit;
     }
-    // Only whole blocks inside n run, which for a power of two is every block.
-    for (size_t s = 0; s + 1 < w_tables.size(); ++s) radix2_pass(output, size, w_tables[s].data(), w_tables[s].size());
+    // Only whole blocks inside n run, which for a power of two is every block. The inverse's
+    // last stage scales the untwiddled operand; its table already carries 1/n.
+    const float factor = 1.0f / static_cast<float>(size);
+    for (size_t s = 0; s < w_tables.size(); ++s) {
+        const bool scaled = scale_last && s + 1 == w_tables.size();
+        radix2_pass(output, size, w_tables[s].data(), w_tables[s].size(), scaled ? &factor : nullptr);
+    }
 }
 
-template <class T>
-void FFT2Impl::run(const T* input, Complex* output) const {
-    scatter_and_inner_stages(input, output);
-    if (w_tables.empty()) return;
-    const std::vector<Complex>& last = w_tables.back();
-    radix2_pass(output, size, last.data(), last.size());
-}
-
-template <class T>
-void IFFT2Impl::run(const T* input, Complex* output) const {
-    scatter_and_inner_stages(input, output);
-    if (w_tables.empty()) return;
-    // The last stage scales the untwiddled operand; its table already carries 1/n.
-    const std::vector<Complex>& table = w_tables.back();
-    const uint64_t half = table.size();
-    radix2_butterflies_scaled(output, output + half, table.data(), half, 1.0f / static_cast<float>(size));
-}
-
-void FFT2Impl::exec(const int16_t* input, Complex* output) { run(input, output); }
-void FFT2Impl::exec(const float* input, Complex* output) { run(input, output); }
-void FFT2Impl::exec(const Complex* input, Complex* output) { run(input, output); }
-void IFFT2Impl::exec(const int16_t* input, Complex* output) { run(input, output); }
-void IFFT2Impl::exec(const float* input, Complex* output) { run(input, output); }
-void IFFT2Impl::exec(const Complex* input, Complex* output) { run(input, output); }
+void FFT2Impl::exec(const int16_t* input, Complex* output) { run(input, output, false); }
+void FFT2Impl::exec(const float* input, Complex* output) { run(input, output, false); }
+void FFT2Impl::exec(const Complex* input, Complex* output) { run(input, output, false); }
+void IFFT2Impl::exec(const int16_t* input, Complex* output) { run(input, output, true); }
+void IFFT2Impl::exec(const float* input, Complex* output) { run(input, output, true); }
+void IFFT2Impl::exec(const Complex* input, Complex* output) { run(input, output, true); }
 
 }  // namespace vorel::audio::qentor::fft

@@ -29,13 +29,9 @@ public:
 protected:
     FFT2Impl(unsigned n, std::vector<std::vector<Complex>>&& tables);
 
-    // Scatter and every stage but the last, which each direction runs on its own.
+    // scale_last: the inverse's last stage scales its untwiddled operand by 1/n.
     template <class T>
-    void scatter_and_inner_stages(const T* input, Complex* output) const;
-
-private:
-    template <class T>
-    void run(const T* input, Complex* output) const;
+    void run(const T* input, Complex* output, bool scale_last) const;
 };
 
 // The inverse: conjugate tables, and the factor 1/n paid once, inside the last stage (its
@@ -47,10 +43,6 @@ public:
     void exec(const int16_t* input, Complex* output) override;
     void exec(const float* input, Complex* output) override;
     void exec(const Complex* input, Complex* output) override;
-
-private:
-    template <class T>
-    void run(const T* input, Complex* output) const;
 };
 
 }  // namespace vorel::audio::qentor::fft

@@ -6,8 +6,6 @@
 #include <cstddef>
 #include <vector>
 
-#include "simd/isa.h"
-
 namespace vorel::audio {
 
 bool is_pow2(int n);
@@ -20,8 +18,8 @@ void fft(std::vector<float>& data, int n, const std::vector<float>& table);
 // Inverse transform in place with the inverse table for n, scaled by 1/n (a division).
 void ifft(std::vector<float>& data, int n, const std::vector<float>& table);
 
-// The same, with caller-held scratch for lengths that are not powers of two, so that a
-// caller transforming frame after frame allocates once. Powers of two never touch it.
+// The same with caller-held scratch, so that a caller transforming frame after frame
+// allocates once.
 void fft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch);
 void ifft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch);
 
@@ -34,13 +32,6 @@ void fft_pow2(std::vector<float>& data, int n, const std::vector<float>& table);
 // The same with the inverse butterfly and table, then every float divided by float(n).
 void ifft_pow2(std::vector<float>& data, int n, const std::vector<float>& table);
 
-// In place on 2 n interleaved floats, forward or inverse (then divided by n), at an
-// instruction-set level: scalar is the plain template at width 1 on the interleaved buffer,
-// the others take n >= 16 through 2 n floats of scratch (as pow2_transform_to) in the split
-// layout with butterflies in vector lanes.
-void pow2_transform(float* d, std::size_t n, const std::vector<float>& table, bool inverse,
-                    simd::Isa isa = simd::best_isa(), float* scratch = nullptr);
-
 // One column of radix-4 butterflies, i = start, start + size, ... below n, with the 12
 // twiddle floats at table_pos.
 void fft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter, const std::vector<float>& table,
@@ -51,24 +42,23 @@ void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int qu
 // (a, b) -> (a + b, a - b) on each pair of neighbouring complex elements.
 void fft_pow2_merge(std::vector<float>& data, int n);
 
+// Swaps complex elements k and reversed k of an interleaved buffer, n a power of two. Only
+// elements move, so any order of moves gives the same bits.
+void bit_reverse(float* data, std::size_t n);
+
 // Every float of 2 n divided by float(n): the scaling of the inverse transforms.
 void divide_by_length(float* data, std::size_t n);
 
 // ---- Other lengths ----
 // Mixed radix: factors found while the data is decimated, direct DFTs on the leaf blocks,
-// then one combine step per factor. `tmp` is resized to 2 * n floats.
-void fft_general(std::vector<float>& data, int n, const std::vector<float>& table);
-void fft_general(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& tmp);
+// then one combine step per factor; `tmp` (resized to 2 n floats) is kept by the caller or made.
+void fft_general(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>* tmp = nullptr);
 
-// The same on 2 n floats at `data` with 2 n floats of scratch at `tmp`, at an instruction-set
-// level: scalar runs block by block, the others four blocks of equal size in vector lanes.
-void mixed_radix_transform(float* data, float* tmp, std::size_t n, const float* table,
-                           simd::Isa isa = simd::best_isa());
+// The same on 2 n floats at `data` with 2 n floats of scratch at `tmp`.
+void mixed_radix_transform(float* data, float* tmp, std::size_t n, const float* table);
 
 // Direct DFT of block_n consecutive blocks of n / block_n elements, with table entries
-// block_n * (m * k mod L). `scratch` is resized to 2 * n floats.
+// block_n * (m * k mod L).
 void dft_sub(std::vector<float>& data, int n, int block_n, const std::vector<float>& table);
-void dft_sub(std::vector<float>& data, int n, int block_n, const std::vector<float>& table,
-             std::vector<float>& scratch);
 
 }  // namespace vorel::audio

@@ -24,4 +24,20 @@ private:
     std::mutex lock;
 };
 
+// The entry find() gives for key, remembered per thread and call site: a thread that asks for
+// one key over and over takes no lock. Cache entries never change or move once built.
+template <class Key, class Entry, class Find>
+const Entry& remembered(const Key& key, Find&& find) {
+    thread_local struct {
+        Key key{};
+        const Entry* entry = nullptr;
+    } last;
+    if (last.entry == nullptr || !(last.key == key)) {
+        last.entry = nullptr;
+        last.entry = &find();
+        last.key = key;
+    }
+    return *last.entry;
+}
+
 }  // namespace vorel::audio

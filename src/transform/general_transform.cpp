@@ -1,17 +1,21 @@
-// The passes of a general-length plan, written once over the vector type and built for each
-// level above scalar. Outputs of one pass are independent sums, so lanes may hold any of them;
-// each lane does the scalar operations in the scalar order (no fused multiply-add).
+// Whole transforms of lengths that are not powers of two in vector lanes: the per-length plans,
+// and their passes written once over the vector type and built for each level above scalar. Outputs of one pass are
+// independent sums, so lanes may hold any of them; each lane does the scalar operations in the scalar order (no fused
+// multiply-add).
 #include "transform/general_transform.h"
 
 #include <algorithm>
-#include <type_traits>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <tuple>
 #include <utility>
 
 #include "common/aligned_floats.h"
+#include "common/process_table.h"
 #include "simd/lanes.h"
 #include "simd/vec.h"
-#include "transform/general_plan.h"
-#include "transform/mixed_radix.h"
+#include "transform/fft_table.h"
 #include "transform/schedules.h"
 
 namespace vorel::audio {
@@ -25,18 +29,128 @@ using simd::kLanes;
 using simd::load;
 using simd::store;
 
-template <class V>
-struct Narrower {
-    using type = float;
+// A plan, cached per length, direction and width like the coefficient tables, holds the order of the passes (the leaf
+// DFTs, then one combine step per factor), the reordering between layouts, and every twiddle already gathered in the
+// order the passes read it, so that a call computes no index and no angle.
+//
+// Two layouts share the passes. While many blocks remain, element j of block b lies at
+// j B + rev(b), rev reversing the digits of b (the factors found first are its low digits):
+// consecutive blocks of a pass are consecutive floats, and the sub-blocks that a combine step
+// joins lie B' apart, so the lanes run across blocks. The decimated input is then the input
+// itself: element m of leaf block b is input element rev(b) + B m. Once fewer blocks remain than
+// lanes, one transposition moves the data to block after block, and the lanes run across
+// consecutive outputs of a block.
+struct GeneralPass {
+    std::size_t q;         // terms of each output sum (the leaf length for the leaves)
+    std::size_t len;       // length of the sub-blocks joined (1 for the leaves)
+    std::size_t blocks;    // blocks after the pass
+    bool across_blocks;    // lanes across blocks (first layout), else across outputs
+    std::size_t twiddles;  // offset of its q * q * len twiddles, entry t * q len + x
 };
-template <>
-struct Narrower<float16> {
-    using type = float8;
+
+// Floats after the last twiddle of each part, so that a kernel may load a short vector from
+// any twiddle.
+constexpr std::size_t kTwiddlePad = 16;
+
+struct GeneralPlan {
+    bool usable = false;  // false: the length has no fast plan at this width (few blocks, huge leaves)
+    std::vector<GeneralPass> passes;
+    // The transposition after the passes across blocks, at a level of B = `level_block.size()`
+    // blocks: element x of the block level_block[c] moves from x B + c to level_block[c] n / B + x.
+    std::vector<std::size_t> level_block;
+    std::vector<float> tw_re, tw_im;
+    // Whether every twiddle of term 0 is exactly (1, +0) or (1, -0) (always, with a correct sine
+    // and cosine).
+    bool unit_first = false;
 };
-template <>
-struct Narrower<float8> {
-    using type = float4;
-};
+
+// Plans whose gathered twiddles would pass this many per element are left to the plain path:
+// those are lengths with a long leaf (a large prime factor), where the table would be huge.
+// Common lengths need four to six.
+constexpr std::size_t kMaxTwiddlesPerElement = 16;
+// Longer lengths keep the plain path too, so that a plan never costs more memory than a few
+// megabytes, and a call that fits in memory without a plan is never refused for want of one.
+constexpr std::size_t kMaxPlanned = std::size_t{1} << 16;
+
+// Block b of the level with factors f[0..k-1] (the last found is its lowest digit), with its
+// digits reversed: r1 (q2..qk) + ... + rk becomes r1 + q1 r2 + ... + (q1..q(k-1)) rk.
+std::size_t reversed_block(std::size_t b, const FactorList& f, std::size_t k) {
+    std::size_t weight = 1;
+    for (std::size_t j = 0; j < k; ++j) weight *= f[j];
+    std::size_t rev = 0;
+    for (std::size_t j = k; j-- > 0;) {
+        weight /= f[j];
+        rev += (b % f[j]) * weight;
+        b /= f[j];
+    }
+    return rev;
+}
+
+// (1, +0) or (1, -0): the forward table's angle 0 is -0, whose sine is -0.
+bool is_unit(float re, float im) {
+    const float one = 1.0f;
+    return std::memcmp(&re, &one, sizeof re) == 0 && im == 0.0f;
+}
+
+GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vector<float>& table) {
+    GeneralPlan plan;
+    FactorList factors;
+    std::size_t factor_n = mixed_radix_factors(n, factors);
+    std::size_t blocks = 1;
+    for (std::size_t j = 0; j < factor_n; ++j) blocks *= factors[j];
+    if (lanes < 2 || n > kMaxPlanned || factor_n == 0 || blocks < lanes) return plan;
+
+    // The leaves are the case len = 1 of a combine step whose blocks stay as they are.
+    std::size_t twiddles = 0;
+    const auto add_pass = [&](std::size_t q, std::size_t len, std::size_t after) {
+        plan.passes.push_back({q, len, after, after >= lanes, twiddles});
+        twiddles += q * q * len;
+    };
+    add_pass(n / blocks, 1, blocks);
+    for (std::size_t j = factor_n; j-- > 0;) {
+        add_pass(factors[j], n / blocks, blocks / factors[j]);
+        blocks /= factors[j];
+    }
+    if (twiddles > kMaxTwiddlesPerElement * n) return plan;
+
+    // Entry t x mod size (scaled to the table of n) of term t for output x: the plain path
+    // reaches the same reduced exponent by adding and subtracting.
+    plan.tw_re.reserve(twiddles + kTwiddlePad), plan.tw_im.reserve(twiddles + kTwiddlePad);
+    plan.unit_first = true;
+    for (const GeneralPass& pass : plan.passes) {
+        const std::size_t size = pass.q * pass.len, c = n / size;
+        for (std::size_t t = 0; t < pass.q; ++t)
+            for (std::size_t x = 0; x < size; ++x) {
+                const std::size_t e = c * (t * x % size);
+                plan.tw_re.push_back(table[2 * e]), plan.tw_im.push_back(table[2 * e + 1]);
+                if (t == 0) plan.unit_first = plan.unit_first && is_unit(table[2 * e], table[2 * e + 1]);
+            }
+    }
+
+    plan.tw_re.resize(twiddles + kTwiddlePad), plan.tw_im.resize(twiddles + kTwiddlePad);
+
+    // The level after the last pass across blocks: its blocks, and the factors still to join.
+    std::size_t level_blocks = plan.passes.front().blocks, level_factors = factor_n;
+    for (std::size_t p = 1; p < plan.passes.size() && plan.passes[p].across_blocks; ++p)
+        level_blocks = plan.passes[p].blocks, --level_factors;
+    plan.level_block.resize(level_blocks);
+    for (std::size_t b = 0; b < level_blocks; ++b) plan.level_block[reversed_block(b, factors, level_factors)] = b;
+    plan.usable = true;
+    return plan;
+}
+
+const GeneralPlan& general_plan_of(std::size_t n, bool inverse, std::size_t lanes, const std::vector<float>& table) {
+    using Key = std::tuple<std::size_t, bool, std::size_t>;
+    const Key key{n, inverse, lanes};
+    return remembered<Key, GeneralPlan>(key, [&]() -> const GeneralPlan& {
+        static std::mutex lock;
+        static std::map<Key, GeneralPlan> plans;
+        return lock_build_find(lock, plans, key, [&] {
+            // Built whole before insertion, so a failed build leaves no entry behind.
+            if (plans.count(key) == 0) plans.emplace(key, make_general_plan(n, lanes, table));
+        });
+    });
+}
 
 // Every lane set to *p: a whole vector loaded from p (the plan pads its twiddles for that),
 // lane 0 copied to all lanes. Written this way it is one broadcast from memory in every build;
@@ -56,75 +170,51 @@ VOREL_INLINE V splat(const float* p) {
         return splat_lanes<V>(p, std::make_index_sequence<kLanes<V>>{});
 }
 
-// f(V{}, lo, hi) over [lo, hi) in runs of the widest vector, the rest in narrower ones down to
-// single floats.
+// f(V{}, lo, hi) over [lo, hi) in runs of the widest vector, the rest in halves of it down to
+// four lanes, then single floats.
 template <class V, class F>
 VOREL_INLINE void by_widths(std::size_t lo, std::size_t hi, F& f) {
     constexpr std::size_t w = kLanes<V>;
     const std::size_t mid = lo + (hi - lo) / w * w;
     if (mid > lo) f(V{}, lo, mid);
     if constexpr (w > 1)
-        if (mid < hi) by_widths<typename Narrower<V>::type>(mid, hi, f);
+        if (mid < hi) by_widths<simd::Vec<float, (w > 4 ? w / 2 : 1)>>(mid, hi, f);
 }
 
-// A pass with lanes across blocks, in the first layout: element j of block b at j B + rev(b),
-// real parts at `in`, imaginary parts n floats later. Output x = r len + s of block b' sums
-// element s of its sub-blocks t = 0 .. q-1, which lie at s B + t B' + rev(b'); it goes to
-// x B' + rev(b'). The leaves are the case len = 1 with B' = B. The q outputs r len + s read the
-// same inputs, so they are computed together.
-template <class Top, bool RealIn, std::size_t Q>
-VOREL_INLINE void pass_across_blocks(const float* in, float* out, std::size_t n, const GeneralPass& pass,
-                                     const float* tw_re, const float* tw_im, bool unit) {
-    const std::size_t q = Q > 0 ? Q : pass.q, len = pass.len, after = pass.blocks, before = q * after, size = q * len;
-    for (std::size_t s = 0; s < len; ++s) {
-        const float* from = in + s * before;
-        auto run = [&](auto tag, std::size_t g0, std::size_t g1) VOREL_INLINE_LAMBDA {
-            using V = decltype(tag);
-            for (std::size_t g = g0; g < g1; g += kLanes<V>) {
-                const GroupInputs<V, Q, RealIn> x_in(from + g, q, after, n);
-                for (std::size_t r = 0; r < q; ++r) {
-                    const std::size_t x = r * len + s;
-                    V re, im;
-                    group_output<V, RealIn>(x_in, q, unit, re, im,
-                                            [&](std::size_t t, V& w_re, V& w_im) VOREL_INLINE_LAMBDA {
-                                                w_re = splat<V>(tw_re + t * size + x);
-                                                w_im = splat<V>(tw_im + t * size + x);
-                                            });
-                    store(out + x * after + g, re), store(out + n + x * after + g, im);
-                }
-            }
-        };
-        by_widths<Top>(0, after, run);
-    }
-}
-
-// A pass with lanes across consecutive outputs of a block, blocks one after another: output
-// x = r len + s of block b sums element s of its sub-blocks, at b size + t len + s; the q
-// outputs r len + s are computed together.
-template <class Top, std::size_t Q>
-VOREL_INLINE void pass_across_outputs(const float* in, float* out, std::size_t n, const GeneralPass& pass,
-                                      const float* tw_re, const float* tw_im, bool unit) {
+// One pass; the q outputs r len + s of a group read the same inputs, so they are computed
+// together. Across blocks (the first layout: element j of block b at j B + rev(b), real parts at
+// `in`, imaginary parts n floats later), output x = r len + s of block b' sums element s of its
+// sub-blocks t = 0 .. q-1, which lie at s B + t B' + rev(b'), and goes to x B' + rev(b'); the
+// lanes run over b'. The leaves are the case len = 1 with B' = B. Across outputs (blocks one
+// after another), output x of block b sums element s of its sub-blocks, at b size + t len + s;
+// the lanes run over s.
+template <class Top, bool Across, bool RealIn, std::size_t Q>
+VOREL_INLINE void run_pass(const float* in, float* out, std::size_t n, const GeneralPass& pass, const float* tw_re,
+                           const float* tw_im, bool unit) {
     const std::size_t q = Q > 0 ? Q : pass.q, len = pass.len, size = q * len;
-    for (std::size_t b = 0; b < pass.blocks; ++b) {
-        const float* from = in + b * size;
-        float* to = out + b * size;
-        auto run = [&](auto tag, std::size_t s0, std::size_t s1) VOREL_INLINE_LAMBDA {
+    // The groups of one lane run lie `apart` floats apart; `outer` runs them over s or b.
+    const std::size_t apart = Across ? pass.blocks : len, outer = Across ? len : pass.blocks;
+    for (std::size_t o = 0; o < outer; ++o) {
+        const float* from = in + o * q * apart;
+        float* to = out + (Across ? 0 : o * size);
+        auto run = [&](auto tag, std::size_t i0, std::size_t i1) VOREL_INLINE_LAMBDA {
             using V = decltype(tag);
-            for (std::size_t s = s0; s < s1; s += kLanes<V>) {
-                const GroupInputs<V, Q, false> x_in(from + s, q, len, n);
+            for (std::size_t i = i0; i < i1; i += kLanes<V>) {
+                const GroupInputs<V, Q, RealIn> x_in(from + i, q, apart, n);
                 for (std::size_t r = 0; r < q; ++r) {
-                    const std::size_t x = r * len + s;
+                    const std::size_t x = r * len + (Across ? o : i);
                     V re, im;
-                    group_output<V, false>(x_in, q, unit, re, im,
-                                           [&](std::size_t t, V& w_re, V& w_im) VOREL_INLINE_LAMBDA {
-                                               w_re = load<V>(tw_re + t * size + x);
-                                               w_im = load<V>(tw_im + t * size + x);
-                                           });
-                    store(to + x, re), store(to + n + x, im);
+                    group_output<V, RealIn>(
+                        x_in, q, unit, re, im, [&](std::size_t t, V& w_re, V& w_im) VOREL_INLINE_LAMBDA {
+                            w_re = Across ? splat<V>(tw_re + t * size + x) : load<V>(tw_re + t * size + x);
+                            w_im = Across ? splat<V>(tw_im + t * size + x) : load<V>(tw_im + t * size + x);
+                        });
+                    const std::size_t at = Across ? x * apart + i : x;
+                    store(to + at, re), store(to + n + at, im);
                 }
             }
         };
-        by_widths<Top>(0, len, run);
+        by_widths<Top>(0, apart, run);
     }
 }
 
@@ -153,20 +243,6 @@ VOREL_INLINE void to_block_order(const float* in, float* out, std::size_t n, con
     }
 }
 
-// f(std::integral_constant<std::size_t, Q>) with Q = q for the common radices, so that their
-// sums unroll, or Q = 0 (q read at run time) for any other.
-template <class F>
-VOREL_INLINE void with_radix(std::size_t q, F&& f) {
-    switch (q) {
-        case 2: return f(std::integral_constant<std::size_t, 2>{});
-        case 3: return f(std::integral_constant<std::size_t, 3>{});
-        case 4: return f(std::integral_constant<std::size_t, 4>{});
-        case 5: return f(std::integral_constant<std::size_t, 5>{});
-        case 7: return f(std::integral_constant<std::size_t, 7>{});
-        default: return f(std::integral_constant<std::size_t, 0>{});
-    }
-}
-
 // All passes from the input at src, through scratch a and b of 2 n floats each (real parts,
 // then imaginary); returns the one holding the output in natural order.
 template <class Top>
@@ -192,11 +268,11 @@ VOREL_INLINE float* run_passes(const GeneralPlan& plan, const float* src, bool r
         with_radix(pass.q, [&](auto radix) VOREL_INLINE_LAMBDA {
             constexpr std::size_t Q = decltype(radix)::value;
             if (across && real_leaves)
-                pass_across_blocks<Top, true, Q>(a, b, n, pass, tw_re, tw_im, unit);
+                run_pass<Top, true, true, Q>(a, b, n, pass, tw_re, tw_im, unit);
             else if (across)
-                pass_across_blocks<Top, false, Q>(a, b, n, pass, tw_re, tw_im, unit);
+                run_pass<Top, true, false, Q>(a, b, n, pass, tw_re, tw_im, unit);
             else
-                pass_across_outputs<Top, Q>(a, b, n, pass, tw_re, tw_im, unit);
+                run_pass<Top, false, false, Q>(a, b, n, pass, tw_re, tw_im, unit);
         });
         std::swap(a, b);
     }
@@ -249,29 +325,13 @@ constexpr Build kSse2{run_sse2, 4}, kAvx2{run_avx2, 8}, kAvx512{run_avx512, 16};
 // AVX-512 machines (which issue 512-bit operations as two halves): fewer instructions.
 constexpr simd::IsaBuilds<const Build*> kBuilds{nullptr, &kSse2, &kAvx2, &kAvx512};
 
-// The plan for n, remembered per thread: a thread transforming one length over and over does
-// not take the table's lock each time. Entries never change or move once built.
-const GeneralPlan& plan_of(std::size_t n, bool inverse, std::size_t lanes, const std::vector<float>& table) {
-    thread_local struct {
-        std::size_t n = 0, lanes = 0;
-        bool inverse = false;
-        const GeneralPlan* plan = nullptr;
-    } last;
-    if (last.plan == nullptr || last.n != n || last.inverse != inverse || last.lanes != lanes) {
-        last.plan = nullptr;
-        last.plan = &GeneralPlanTable::instance().ref_plan(static_cast<int>(n), inverse, lanes, table);
-        last.n = n, last.inverse = inverse, last.lanes = lanes;
-    }
-    return *last.plan;
-}
-
 }  // namespace
 
 bool general_transform_to(float* dst, const float* src, bool real_input, std::size_t n, const std::vector<float>& table,
                           bool inverse, simd::Isa isa) {
     const Build* build = kBuilds(isa);
     if (build == nullptr) return false;
-    const GeneralPlan& plan = plan_of(n, inverse, build->lanes, table);
+    const GeneralPlan& plan = general_plan_of(n, inverse, build->lanes, table);
     const RunFn run = build->run;
     if (!plan.usable) return false;
     // Two buffers of 2 n floats: on the stack up to n = 1024, where an allocation would cost a

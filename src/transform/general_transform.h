@@ -1,5 +1,5 @@
 // Lengths that are not powers of two between caller buffers, one transform at a time in
-// vector lanes through its per-length plan (general_plan.h). Every output is the plain path's
+// vector lanes through its per-length plan. Every output is the plain path's
 // sum, term by term in the same order with the same table entries; only how many outputs are
 // computed at once differs.
 #pragma once

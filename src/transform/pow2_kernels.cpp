@@ -3,18 +3,73 @@
 // Contraction is off, so no build fuses a multiply into an add.
 #include "transform/pow2_kernels.h"
 
-#include <algorithm>
+#include <bit>
+#include <map>
+#include <mutex>
+#include <utility>
 
 #include "common/aligned_floats.h"
-#include "transform/column_twiddles.h"
+#include "common/process_table.h"
 #include "transform/fft.h"
+#include "transform/fft_table.h"
 #include "transform/pow2_stages.h"
 
 namespace vorel::audio {
 
 namespace {
 
+using pow2::kColumnValues, pow2::kLastStageFloats, pow2::kRowNegated, pow2::kRowSource;
 using simd::Isa;
+
+// Floats of the rearranged twiddles of n: kColumnValues per column of each stage with a
+// quarter of at least 4, in stage order; then, from n = 64 on, the last two stages as sixteen
+// lanes each (kLastStageFloats per stage, float c of lane l at 16 c + l).
+std::size_t column_twiddle_floats(std::size_t n) {
+    std::size_t floats = n >= 64 ? 2 * kLastStageFloats : 0;
+    for (std::size_t quarter = n / 4; quarter >= 4; quarter /= 4) floats += kColumnValues * quarter;
+    return floats;
+}
+
+std::vector<float> make_columns(std::size_t len, const std::vector<float>& table) {
+    std::vector<float> value(column_twiddle_floats(len));
+    // The stage of quarter q reads row start * step for column start, step = n / (4 q).
+    std::size_t offset = 0;
+    for (std::size_t quarter = len / 4; quarter >= 4; quarter /= 4) {
+        const std::size_t step = 12 * (len / (4 * quarter));
+        for (std::size_t start = 0; start < quarter; ++start)
+            for (std::size_t c = 0; c < 12; ++c)
+                if (!kRowNegated[c]) value[offset + kRowSource[c] * quarter + start] = table[start * step + c];
+        offset += kColumnValues * quarter;
+    }
+    // The last two stages as sixteen lanes: quarters 4 and 1 of an even log2(n), or 8 and 2 of
+    // an odd one. Lane l of the first stage is column l mod its quarter; the second stage has
+    // column l mod 2 of quarter 2, or column 0 of quarter 1 (row 0).
+    if (len >= 64) {
+        const std::size_t quarter = std::countr_zero(len) % 2 == 0 ? 4 : 8;
+        const std::size_t step1 = 12 * (len / (4 * quarter)), step2 = 12 * (len / 8);
+        for (std::size_t c = 0; c < 12; ++c)
+            for (std::size_t l = 0; l < 16; ++l) {
+                value[offset + 16 * c + l] = table[(l % quarter) * step1 + c];
+                value[offset + kLastStageFloats + 16 * c + l] = table[(quarter == 8 && l % 2 == 1 ? step2 : 0) + c];
+            }
+    }
+    return value;
+}
+
+// The column twiddles of the power of two n >= 16 in one direction, built once per process from
+// that direction's FftTable value `table`, and remembered per thread.
+const std::vector<float>& column_twiddles_of(std::size_t n, bool inverse, const std::vector<float>& table) {
+    using Key = std::pair<std::size_t, bool>;
+    const Key key{n, inverse};
+    return remembered<Key, std::vector<float>>(key, [&]() -> const std::vector<float>& {
+        static std::mutex lock;
+        static std::map<Key, std::vector<float>> columns;
+        return lock_build_find(lock, columns, key, [&] {
+            // Built whole before insertion, so a failed build leaves no entry behind.
+            if (columns.count(key) == 0) columns.emplace(key, make_columns(n, table));
+        });
+    });
+}
 
 template <class V>
 VOREL_INLINE void transform_of(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
@@ -47,43 +102,31 @@ VOREL_TARGET_AVX512 void split_avx512(const float* src, Pow2Input input, float* 
 
 constexpr simd::IsaBuilds<SplitFn> kBuilds{nullptr, split_sse2, split_avx2, split_avx512};
 
-// The transform of a power of two n >= 16 from `src` (read as `input` says) through the
-// scratch d of 2 n floats, apart from both, to `to`, which may be src; `isa` above scalar.
-VOREL_INLINE void pow2_split_transform(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
-                                       const std::vector<float>& table, bool inverse, Isa isa) {
-    // A thread remembers the last entry it used, which spares the table's lock when it
-    // transforms one length over and over; entries never change or move once built.
-    thread_local struct {
-        std::size_t n = 0;
-        bool inverse = false;
-        const std::vector<float>* cols = nullptr;
-    } last;
-    if (last.cols == nullptr || last.n != n || last.inverse != inverse) {
-        last.cols = nullptr;
-        last.cols = &ColumnTwiddleTable::instance().ref_columns(static_cast<int>(n), inverse, table);
-        last.n = n, last.inverse = inverse;
-    }
-    kBuilds(isa)(src, input, d, to, n, table.data(), last.cols->data(), inverse);
-}
-
 }  // namespace
 
-// The split layout from n = 16 on, else the plain path on a copy. Without caller scratch the
-// transform takes 64-byte aligned floats of the stack up to n = 1024, where an allocation would
-// cost a fair share of the transform, else of the heap.
 void pow2_transform_to(float* dst, const float* src, Pow2Input input, std::size_t n, const std::vector<float>& table,
                        bool inverse, Isa isa, float* scratch) {
-    constexpr std::size_t kStackFloats = 2048;
-    alignas(64) float local[kStackFloats];
-    const AlignedFloats heap = scratch != nullptr || 2 * n <= kStackFloats ? nullptr : make_aligned_floats(2 * n);
-    float* d = scratch != nullptr ? scratch : heap ? heap.get() : local;
-    if (n >= 16 && isa != Isa::scalar) return pow2_split_transform(src, input, d, dst, n, table, inverse, isa);
-    for (std::size_t k = 0; k < n; ++k) {
-        d[2 * k] = input == Pow2Input::real ? src[k] : src[2 * k];
-        d[2 * k + 1] = input == Pow2Input::real ? 0.0f : src[2 * k + 1];
+    if (n >= 16 && isa != Isa::scalar) {
+        // Without caller scratch: 64-byte aligned floats of the stack up to n = 1024, where an
+        // allocation would cost a fair share of the transform, else of the heap.
+        constexpr std::size_t kStackFloats = 2048;
+        alignas(64) float local[kStackFloats];
+        const AlignedFloats heap = scratch != nullptr || 2 * n <= kStackFloats ? nullptr : make_aligned_floats(2 * n);
+        float* d = scratch != nullptr ? scratch : heap ? heap.get() : local;
+        return kBuilds(isa)(src, input, d, dst, n, table.data(), column_twiddles_of(n, inverse, table).data(), inverse);
     }
-    pow2_transform(d, n, table, inverse, Isa::scalar);
-    std::copy(d, d + 2 * n, dst);
+    // The plain path in place on dst, filled from the last element down so that src may be dst.
+    for (std::size_t k = n; k-- > 0;) {
+        const float re = input == Pow2Input::real ? src[k] : src[2 * k];
+        const float im = input == Pow2Input::real ? 0.0f : src[2 * k + 1];
+        dst[2 * k] = re, dst[2 * k + 1] = im;
+    }
+    if (inverse)
+        pow2_stages<true, float>(dst, kInterleaved, n, table.data());
+    else
+        pow2_stages<false, float>(dst, kInterleaved, n, table.data());
+    if (n >= 3) bit_reverse(dst, n);
+    if (inverse) divide_by_length(dst, n);
 }
 
 }  // namespace vorel::audio

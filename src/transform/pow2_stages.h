@@ -16,8 +16,6 @@
 #include <cstdint>
 
 #include "simd/vec.h"
-#include "transform/bit_reverse.h"
-#include "transform/column_twiddles.h"
 #include "transform/schedules.h"
 #include "transform/shuffles.h"
 
@@ -29,6 +27,23 @@ using simd::float8;
 using simd::kLanes;
 using simd::load;
 using simd::store;
+
+// Column twiddles: the radix-4 twiddles rearranged by column. For each stage whose columns
+// run in vector lanes, the distinct values of column `start` are stored by column
+// (value k of column s at k * quarter + s), so that consecutive columns load as one vector.
+// A row of 12 floats holds six distinct values; its three -sin entries are the negated sin
+// entries, and a float negates exactly, so the six values give back the row bit for bit at
+// half the memory. The values are copies of the FftTable rows; only their places change.
+// The six values are cos 2j, sin 2j, cos j, sin j, cos 3j, sin 3j; kRowSource and kRowNegated
+// give each of the row's 12 floats as value and sign.
+inline constexpr std::size_t kColumnValues = 6;
+inline constexpr std::size_t kRowSource[12] = {0, 1, 1, 0, 2, 3, 3, 2, 5, 4, 4, 5};
+inline constexpr bool kRowNegated[12] = {false, false, true, false, false, false,
+                                         true,  false, true, false, false, false};
+
+// Floats of the twiddles of one of the last two stages as sixteen lanes, whole rows: they are
+// few, and read where they are used.
+constexpr std::size_t kLastStageFloats = 12 * 16;
 
 // Float offset of the real part of element i in the split layout of group G; the imaginary
 // part follows G floats on.
@@ -61,7 +76,7 @@ VOREL_INLINE void load_input(const float* src, std::size_t i, V& re, V& im) {
 }
 
 // The 12 twiddles of W consecutive columns from their six distinct values, `stride` floats
-// apart (see column_twiddles.h); negating a float is exact.
+// apart (see kColumnValues); negating a float is exact.
 template <class V>
 VOREL_INLINE void column_twiddles(const float* values, std::size_t stride, V (&t)[12]) {
     V w[kColumnValues];
@@ -310,7 +325,7 @@ VOREL_INLINE void store_rows_odd(float* to, std::size_t n, std::size_t y, const 
 // log2(n) >= 6 on tiles of four blocks of 16, or quarters 8 and 2 and the radix-2 pass of an
 // odd log2(n) >= 7 on tiles of four blocks of 32 in two halves; the blocks of a tile lie n/4
 // apart. `lanes` are the twiddles of the two stages as sixteen lanes (see
-// column_twiddles.h). The tiles go bit-reversed to `to`, divided by n for the inverse.
+// kLastStageFloats). The tiles go bit-reversed to `to`, divided by n for the inverse.
 template <bool Inverse, bool Odd>
 VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float* twiddle_lanes) {
     // The even tiles leave the registers to their data; the odd ones run each stage twice and
@@ -347,7 +362,7 @@ VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float*
 // The radix-4 stages of a power of two n >= 16, the first reading `src` as In says, all
 // writing the split layout to d, then the radix-2 pass when log2(n) is odd, leaving group 4
 // for the bit reversal; true when the last stages wrote `to` in natural order instead. `cols` are the column twiddles
-// of n (see column_twiddles.h), `table` the rows of FftTable, read by the last stages, whose quarter is below 4.
+// of n (see kColumnValues), `table` the rows of FftTable, read by the last stages, whose quarter is below 4.
 template <bool Inverse, class V, Input In, std::size_t G = kLanes<V>>
 VOREL_INLINE bool split_stages(float* d, const float* src, float* to, std::size_t n, const float* table,
                                const float* cols) {

@@ -1,16 +1,18 @@
-// The transform schedules, written once over the element type V: a float for the plain
-// path, or a vector whose lanes are independent items (frames, blocks of one transform). A
-// lane does exactly the operations of the scalar, in the same order, so every width gives the
-// same bits. The elements are reached through a layout (where element k's real and imaginary
-// parts lie), so the same loops run on an interleaved buffer and on frames held in lanes.
+// The transform schedules and the mixed-radix factorisation, written once over the element
+// type V: a float for the plain path, or a vector whose lanes are independent items (frames,
+// blocks or outputs of one transform). A lane does exactly the operations of the scalar, in the
+// same order, so every width gives the same bits. Elements are reached through a layout (where
+// element k's real and imaginary parts lie), so the same loops run on an interleaved buffer and
+// on frames held in lanes.
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstddef>
-#include <utility>
+#include <cstdint>
+#include <type_traits>
 
 #include "simd/vec.h"
-#include "transform/mixed_radix.h"
 
 // A lambda inside a kernel template is compiled with the kernel's build only when it is inlined;
 // out of line it would be compiled for the baseline level. Every such lambda carries this.
@@ -18,13 +20,123 @@
 
 namespace vorel::audio {
 
-// acc += x * w, each part of the product rounded before it is added.
-template <class V>
-VOREL_INLINE void multiply_add(V& acc_re, V& acc_im, V x_re, V x_im, V w_re, V w_im) {
-    const V re = x_re * w_re - x_im * w_im;
-    const V im = x_re * w_im + x_im * w_re;
-    acc_re = acc_re + re;
-    acc_im = acc_im + im;
+// The low `bits` bits of k (below 2^bits, bits <= 32) in reverse order: the 32 bits reversed
+// by swapping ever larger fields, then shifted down.
+inline std::uint32_t reversed_index(std::uint32_t k, int bits) {
+    k = ((k >> 1) & 0x55555555u) | ((k & 0x55555555u) << 1);
+    k = ((k >> 2) & 0x33333333u) | ((k & 0x33333333u) << 2);
+    k = ((k >> 4) & 0x0F0F0F0Fu) | ((k & 0x0F0F0F0Fu) << 4);
+    return bits == 0 ? 0 : static_cast<std::uint32_t>(std::uint64_t{__builtin_bswap32(k)} >> (32 - bits));
+}
+
+// At most log2(n) factors for any size_t n.
+using FactorList = std::array<std::size_t, 64>;
+
+// A divisor q of rem tried in the order 2 (even rem) or 3, 5, 7, ... (odd rem), or 0 when
+// none lies at or below the square root.
+inline std::size_t find_factor(std::size_t rem) {
+    std::size_t q = rem % 2 == 0 ? 2 : 3;
+    if (q * q > rem) return 0;
+    while (rem % q != 0) {
+        q += 2;
+        if (q * q > rem) return 0;
+    }
+    return q;
+}
+
+// The factors of n in the order found, each find_factor of the remaining length; returns their
+// count. n over their product is the leaf length.
+inline std::size_t mixed_radix_factors(std::size_t n, FactorList& factors) {
+    std::size_t factor_n = 0, rem = n, blocks = 1;
+    while (const std::size_t q = find_factor(rem)) {
+        factors[factor_n++] = q;
+        blocks *= q;
+        rem = n / blocks;
+    }
+    return factor_n;
+}
+
+// The reordering of all decimation steps at once, as move(to, from) on element indices. With
+// factors q1..qk (in the order found) and leaf length L, element r1 + q1 (r2 + q2 (... + qk s))
+// moves to r1 n/q1 + r2 n/(q1 q2) + ... + rk L + s: output block r1 (q2..qk) + ... + rk holds
+// the elements at input base r1 + q1 r2 + ... + (q1..q(k-1)) rk, a stride of q1..qk apart.
+template <class Move>
+void for_each_decimated(std::size_t n, const FactorList& factors, std::size_t factor_n, Move&& move) {
+    std::size_t blocks = 1;
+    FactorList digit{}, weight{};
+    for (std::size_t j = 0; j < factor_n; blocks *= factors[j], ++j) weight[j] = blocks;
+    const std::size_t len = n / blocks;
+    std::size_t base = 0;
+    for (std::size_t block = 0; block < blocks; ++block) {
+        for (std::size_t s = 0; s < len; ++s) move(block * len + s, base + blocks * s);
+        // Next output block: rk counts fastest.
+        for (std::size_t j = factor_n; j-- > 0;) {
+            base += weight[j];
+            if (++digit[j] < factors[j]) break;
+            base -= factors[j] * weight[j];
+            digit[j] = 0;
+        }
+    }
+}
+
+// The q inputs t = 0 .. q-1 of a group of outputs (input t at p + t apart, its imaginary part
+// `im` floats after its real part), read once: held in registers for a radix fixed at compile
+// time (Q > 0), read where they are used otherwise. Real inputs have no imaginary parts read.
+template <class V, std::size_t Q, bool RealIn>
+struct GroupInputs {
+    const float* at;
+    std::size_t apart, im_at;
+    V held[2][Q > 0 ? Q : 1];
+
+    VOREL_INLINE GroupInputs(const float* p, std::size_t q, std::size_t step, std::size_t im_offset)
+        : at(p), apart(step), im_at(im_offset) {
+        if constexpr (Q > 0)
+            for (std::size_t t = 0; t < q; ++t)
+                for (std::size_t part = 0; part < (RealIn ? 1 : 2); ++part) held[part][t] = get(t, part * im_at);
+    }
+    VOREL_INLINE V get(std::size_t t, std::size_t offset) const { return simd::load<V>(at + offset + t * apart); }
+    VOREL_INLINE V real(std::size_t t) const { return Q > 0 ? held[0][t] : get(t, 0); }
+    VOREL_INLINE V imag(std::size_t t) const { return Q > 0 ? held[1][t] : get(t, im_at); }
+};
+
+// One output of a group: the sum over t = 0 .. q-1, in order from +0, of input t times the
+// twiddle that twiddle(t, w_re, w_im) gives, each part of a product rounded before it is added.
+//
+// With `unit`, term 0 (whose twiddle is (1, +0) or (1, -0)) is added without its product. On
+// finite data that product is (x.re 1 - x.im (±0), x.re (±0) + x.im 1): each part is its own
+// value, or a zero of either sign where that value is a zero; added to the starting +0 it gives
+// the value itself, or +0 for either zero (+0 + -0 is +0 when rounding to nearest): exactly
+// +0 + x. An infinity or NaN in either part would make x 0 a NaN, so data that is not all
+// finite must take every product.
+//
+// RealIn: the inputs' imaginary parts are +0 (real input at the leaves). x.im w.re and x.im w.im
+// are then zeros for the finite twiddles, so each part of a product is x.re w, or a zero where
+// that is a zero. A sum that starts at +0 is never -0 in round-to-nearest (x + y is -0 only for
+// two -0), and adding a zero of either sign to a value that is not -0 leaves it as it is, so the
+// zero's sign cannot show. Infinities and NaN in x.re pass through x.re w alike.
+template <class V, bool RealIn, class Inputs, class Twiddle>
+VOREL_INLINE void group_output(const Inputs& x_in, std::size_t q, bool unit, V& re, V& im, Twiddle&& twiddle) {
+    re = V{}, im = V{};
+    for (std::size_t t = 0; t < q; ++t) {
+        if (t == 0 && unit) {
+            re = re + x_in.real(0);
+            if constexpr (!RealIn) im = im + x_in.imag(0);
+            continue;
+        }
+        V w_re, w_im;
+        twiddle(t, w_re, w_im);
+        const V x_re = x_in.real(t);
+        if constexpr (RealIn) {
+            re = re + x_re * w_re;
+            im = im + x_re * w_im;
+        } else {
+            const V x_im = x_in.imag(t);
+            const V p_re = x_re * w_re - x_im * w_im;
+            const V p_im = x_re * w_im + x_im * w_re;
+            re = re + p_re;
+            im = im + p_im;
+        }
+    }
 }
 
 // One radix-4 butterfly on four complex values A, B, C, D given as real and imaginary parts,
@@ -58,8 +170,6 @@ VOREL_INLINE void butterfly(V& ar, V& ai, V& br, V& bi, V& cr, V& ci, V& dr, V& 
 // lanes: {2 F, F} for F frames.
 struct Strided {
     std::size_t stride, im;
-    static constexpr std::size_t kBlocks = 1;  // blocks of one transform per vector
-
     template <class V>
     VOREL_INLINE void load(const float* base, std::size_t k, V& re, V& im_part) const {
         const float* p = base + stride * k;
@@ -98,6 +208,17 @@ VOREL_INLINE void radix2_pass(float* d, const Layout& at, std::size_t n) {
     }
 }
 
+// Every element divided by float(n): the scaling of the inverse transforms (a division).
+template <class V, class Layout>
+VOREL_INLINE void divide_by_length(float* d, const Layout& at, std::size_t n) {
+    const V length = simd::broadcast<V>(static_cast<float>(n));
+    for (std::size_t k = 0; k < n; ++k) {
+        V re, im;
+        at.load(d, k, re, im);
+        at.store(d, k, re / length, im / length);
+    }
+}
+
 // Radix-4 stages, then the radix-2 pass when log2(n) is odd; the output stays in bit-reversed
 // order.
 template <bool Inverse, class V, class Layout>
@@ -109,81 +230,88 @@ VOREL_INLINE void pow2_stages(float* d, const Layout& at, std::size_t n, const f
     if (std::countr_zero(n) % 2 == 1) radix2_pass<V>(d, at, n);
 }
 
-// The combine step of the mixed-radix transform on blocks b0 .. b1 - 1 (the leaf DFTs are the
-// case len = 1): blocks of q * len elements made of q transformed sub-blocks of len elements.
-// Output x = r len + s of a block is the sum over t, in order and from 0, of input t len + s
-// times table entry c (t x mod size), c = n / size; the exponent is kept reduced by adding
-// and subtracting, exact for every length. Q > 0 fixes q at compile time.
-template <class V, std::size_t Q, class Layout>
-VOREL_INLINE void combine_step(const float* in, float* out, const Layout& at, std::size_t n, std::size_t q,
-                               std::size_t len, const float* table, std::size_t b0, std::size_t b1) {
+// f(std::integral_constant<std::size_t, Q>) with Q = q for the common radices, so that their
+// sums unroll, or Q = 0 (q read at run time) for any other.
+template <class F>
+VOREL_INLINE void with_radix(std::size_t q, F&& f) {
+    switch (q) {
+        case 2: return f(std::integral_constant<std::size_t, 2>{});
+        case 3: return f(std::integral_constant<std::size_t, 3>{});
+        case 5: return f(std::integral_constant<std::size_t, 5>{});
+        case 7: return f(std::integral_constant<std::size_t, 7>{});
+        default: return f(std::integral_constant<std::size_t, 0>{});
+    }
+}
+
+// One step of the mixed-radix transform (the leaves are the case len = 1): output x = r len + s
+// of each block of q len elements sums input t len + s of the block, t = 0 .. q-1, times table
+// entry c ((t x) mod size), c = n / size, with the products of group_output. Only outputs
+// x < x_end are computed. For a radix fixed at compile time (Q > 0) the q inputs of a group are
+// exactly the places of its q outputs r len + s and are read into registers before any output
+// is stored, so `in` may be `out`.
+template <class V, std::size_t Q, bool RealIn>
+VOREL_INLINE void mixed_radix_step(const float* in, float* out, const Strided& at, std::size_t n, std::size_t q,
+                                   std::size_t len, const float* table, std::size_t x_end, bool unit) {
     if constexpr (Q > 0) q = Q;
-    if (b0 >= b1) return;
-    const std::size_t size = q * len;
-    const std::size_t c = n / size;
-    const auto next_exponent = [size](std::size_t e, std::size_t x)
-                                   VOREL_INLINE_LAMBDA { return e + x >= size ? e + x - size : e + x; };
+    const std::size_t size = q * len, blocks = n / size, c = n / size;
     constexpr std::size_t kHeld = Q > 0 ? Q : 1;
-    for (std::size_t r = 0, x = 0; r < q; ++r) {
-        for (std::size_t s = 0; s < len; ++s, ++x) {
-            [[maybe_unused]] V w_re[kHeld], w_im[kHeld];
-            if constexpr (Q > 0) {
-                for (std::size_t t = 0, e = 0; t < Q; ++t, e = next_exponent(e, x)) {
-                    w_re[t] = simd::broadcast<V>(table[2 * c * e]);
-                    w_im[t] = simd::broadcast<V>(table[2 * c * e + 1]);
+    for (std::size_t s = 0; s < len && s < x_end; ++s) {
+        // Outputs r len + s for r below `rows` are read by someone.
+        std::size_t rows = 0;
+        while (rows < q && rows * len + s < x_end) ++rows;
+        // The twiddles of the group, the exponent kept reduced by adding and subtracting.
+        [[maybe_unused]] V w_re[kHeld][kHeld], w_im[kHeld][kHeld];
+        if constexpr (Q > 0)
+            for (std::size_t r = 0; r < rows; ++r)
+                for (std::size_t t = 0, x = r * len + s, e = 0; t < Q; ++t, e = e + x >= size ? e + x - size : e + x) {
+                    w_re[r][t] = simd::broadcast<V>(table[2 * c * e]);
+                    w_im[r][t] = simd::broadcast<V>(table[2 * c * e + 1]);
                 }
-            }
-            for (std::size_t b = b0; b < b1; b += Layout::kBlocks) {
-                V re{}, im{};
-                for (std::size_t t = 0, e = 0; t < q; ++t) {
-                    V x_re, x_im;
-                    at.load(in, b * size + t * len + s, x_re, x_im);
+        for (std::size_t b = 0; b < blocks; ++b) {
+            const GroupInputs<V, Q, RealIn> x_in(in + at.stride * (b * size + s), q, at.stride * len, at.im);
+            for (std::size_t r = 0; r < (Q > 0 ? Q : rows); ++r) {
+                if (r == rows) break;
+                const std::size_t x = r * len + s;
+                V re, im;
+                // Terms come in order from t = 0 or 1, so e follows t x mod size by adding x.
+                std::size_t e = 0;
+                group_output<V, RealIn>(x_in, q, unit, re, im, [&](std::size_t t, V& wr, V& wi) VOREL_INLINE_LAMBDA {
                     if constexpr (Q > 0) {
-                        multiply_add(re, im, x_re, x_im, w_re[t], w_im[t]);
+                        wr = w_re[r][t], wi = w_im[r][t];
                     } else {
-                        multiply_add(re, im, x_re, x_im, simd::broadcast<V>(table[2 * c * e]),
-                                     simd::broadcast<V>(table[2 * c * e + 1]));
-                        e = next_exponent(e, x);
+                        if (t > 0) e = e + x >= size ? e + x - size : e + x;
+                        wr = simd::broadcast<V>(table[2 * c * e]), wi = simd::broadcast<V>(table[2 * c * e + 1]);
                     }
-                }
+                });
                 at.store(out, b * size + x, re, im);
             }
         }
     }
 }
 
-// The common radices with their twiddles held in registers, any other read from the table.
-template <class V, class Layout>
-VOREL_INLINE void combine_any(const float* in, float* out, const Layout& at, std::size_t n, std::size_t q,
-                              std::size_t len, const float* table, std::size_t b0, std::size_t b1) {
-    switch (q) {
-        case 2: combine_step<V, 2>(in, out, at, n, q, len, table, b0, b1); break;
-        case 3: combine_step<V, 3>(in, out, at, n, q, len, table, b0, b1); break;
-        case 4: combine_step<V, 4>(in, out, at, n, q, len, table, b0, b1); break;
-        case 5: combine_step<V, 5>(in, out, at, n, q, len, table, b0, b1); break;
-        case 7: combine_step<V, 7>(in, out, at, n, q, len, table, b0, b1); break;
-        default: combine_step<V, 0>(in, out, at, n, q, len, table, b0, b1); break;
-    }
-}
-
-// The leaves and the combine steps of the mixed-radix transform of decimated input at `cur`
-// (see for_each_decimated), alternating between cur and spare; returns the buffer holding the
-// natural-order output. combine(in, out, q, len) runs one step over all blocks.
-template <class Combine>
-VOREL_INLINE float* mixed_radix_steps(float* cur, float* spare, std::size_t n, Combine&& combine) {
+// All steps of a length that is not a power of two on decimated input at `data`, from the
+// leaves (real input when real_leaf) to the last step, which stops after bin x_end - 1; small
+// radices in place, any other into the other buffer. Returns the buffer that holds the output.
+template <class V>
+VOREL_INLINE float* mixed_radix_steps(float* data, float* spare, const Strided& at, std::size_t n, const float* table,
+                                      bool real_leaf, bool unit, std::size_t x_end) {
     FactorList factors;
-    std::size_t factor_n = mixed_radix_factors(n, factors);
-    std::size_t blocks = 1;
+    std::size_t factor_n = mixed_radix_factors(n, factors), blocks = 1;
     for (std::size_t j = 0; j < factor_n; ++j) blocks *= factors[j];
-    combine(cur, spare, n / blocks, std::size_t{1});
-    std::swap(cur, spare);
-    while (factor_n > 0) {
-        const std::size_t q = factors[--factor_n];
-        combine(cur, spare, q, n / blocks);
-        std::swap(cur, spare);
-        blocks /= q;
+    float* cur = data;
+    for (std::size_t q = n / blocks, len = 1;; len *= q, q = factors[--factor_n]) {
+        const bool last = q * len == n, real = real_leaf && len == 1;
+        const std::size_t end = last ? x_end : n;
+        float* const other = cur == data ? spare : data;
+        with_radix(q, [&](auto radix) VOREL_INLINE_LAMBDA {
+            constexpr std::size_t Q = decltype(radix)::value;
+            float* const to = Q > 0 ? cur : other;
+            real ? mixed_radix_step<V, Q, true>(cur, to, at, n, q, len, table, end, unit)
+                 : mixed_radix_step<V, Q, false>(cur, to, at, n, q, len, table, end, unit);
+            cur = to;
+        });
+        if (last) return cur;
     }
-    return cur;
 }
 
 }  // namespace vorel::audio

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "reference.h"
-#include "transform/bit_reverse.h"
 #include "transform/fft.h"
 #include "transform/fft_table.h"
 

@@ -1,8 +1,8 @@
 // Every kernel of the transform at every instruction-set level this CPU runs, held to the
 // scalar template bit for bit (any NaN matching any NaN), over lengths and frame counts that
 // leave tails: powers of two in the split layout (whose column twiddles are rebuilt from six
-// values and whose zero-angle rows skip the products by 1), blocks of the mixed-radix path four to a
-// vector and the rest one by one, and frames in lanes.
+// values and whose zero-angle rows skip the products by 1), whole transforms through their
+// plans, and frames in lanes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -56,6 +56,11 @@ std::vector<std::vector<float>> with_late_specials(std::vector<std::vector<float
     return inputs;
 }
 
+// A power of two transformed in place on its interleaved buffer.
+void pow2_in_place(std::vector<float>& data, std::size_t n, bool inverse, Isa isa) {
+    pow2_transform_to(data.data(), data.data(), Pow2Input::interleaved, n, table_of(n, inverse), inverse, isa);
+}
+
 }  // namespace
 
 TEST_P(TransformIsa, PowersOfTwoInPlaceAndBetweenBuffers) {
@@ -64,28 +69,17 @@ TEST_P(TransformIsa, PowersOfTwoInPlaceAndBetweenBuffers) {
             for (const std::vector<float>& x : with_late_specials(telling_inputs(n, 1000 + n))) {
                 const std::vector<float>& table = table_of(n, inv);
                 std::vector<float> plain = x, fast = x;
-                pow2_transform(plain.data(), n, table, inv, Isa::scalar);
-                pow2_transform(fast.data(), n, table, inv, GetParam());
+                pow2_in_place(plain, n, inv, Isa::scalar);
+                pow2_in_place(fast, n, inv, GetParam());
                 ASSERT_TRUE(same_values(fast, plain)) << "in place, n = " << n << " inverse " << inv;
                 // Between buffers, the forward transform reads the real parts only; and src may be dst.
                 std::vector<float> real(2 * n), shared = x;
                 for (std::size_t k = 0; k < n; ++k) real[2 * k] = x[k];
-                pow2_transform(real.data(), n, table, inv, Isa::scalar);
+                pow2_in_place(real, n, inv, Isa::scalar);
                 pow2_transform_to(shared.data(), shared.data(), inv ? Pow2Input::interleaved : Pow2Input::real, n,
                                   table, inv, GetParam());
                 ASSERT_TRUE(same_values(shared, inv ? plain : real)) << "to a buffer, n = " << n << " inverse " << inv;
             }
-}
-
-TEST_P(TransformIsa, MixedRadixBlocksInLanesAndTheirTail) {
-    // Leaf and combine blocks in counts below four, a multiple of four, and four plus a tail.
-    for (std::size_t n : {3, 6, 12, 18, 20, 28, 36, 45, 100, 210, 400, 1000, 1009, 1155})
-        for (const std::vector<float>& x : telling_inputs(n, 1500 + n)) {
-            std::vector<float> plain = x, fast = x, tmp(2 * n);
-            mixed_radix_transform(plain.data(), tmp.data(), n, table_of(n, false).data(), Isa::scalar);
-            mixed_radix_transform(fast.data(), tmp.data(), n, table_of(n, false).data(), GetParam());
-            ASSERT_TRUE(same_values(fast, plain)) << "n = " << n;
-        }
 }
 
 TEST_P(TransformIsa, WholeTransformsInLanesThroughTheirPlans) {
@@ -107,7 +101,7 @@ TEST_P(TransformIsa, WholeTransformsInLanesThroughTheirPlans) {
                     x[2 * (n / 5)] = 1e-40f, x[2 * (n / 7) + 1] = -3e-39f;
                     std::vector<float> want = x, tmp(2 * n), got = x;
                     for (std::size_t k = 0; real && k < n; ++k) want[2 * k] = x[k], want[2 * k + 1] = 0.0f;
-                    mixed_radix_transform(want.data(), tmp.data(), n, table_of(n, inv).data(), Isa::scalar);
+                    mixed_radix_transform(want.data(), tmp.data(), n, table_of(n, inv).data());
                     if (inv) divide_by_length(want.data(), n);
                     const bool ran = general_transform_to(got.data(), got.data(), real, n, table_of(n, inv), inv,
                                                           GetParam());
@@ -141,9 +135,9 @@ TEST_P(TransformIsa, FramesInLanesMatchTheFrameTransform) {
             for (std::size_t l = 0; l < kFrameLanes; ++l) {
                 std::vector<float> want = frames[l], got(2 * n), tmp(2 * n);
                 if (std::has_single_bit(n)) {
-                    pow2_transform(want.data(), n, table, inv, Isa::scalar);
+                    pow2_in_place(want, n, inv, Isa::scalar);
                 } else {
-                    mixed_radix_transform(want.data(), tmp.data(), n, table.data(), Isa::scalar);
+                    mixed_radix_transform(want.data(), tmp.data(), n, table.data());
                     if (inv) divide_by_length(want.data(), n);
                 }
                 for (std::size_t k = 0; k < n; ++k)
