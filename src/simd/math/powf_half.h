@@ -1,7 +1,8 @@
 // powf(x, 0.5f) by the square root where the two provably agree. The libm's powf rounds a
 // double approximation of x^0.5 whose error, over every float, never carried a result across a
 // rounding midpoint unless the true root lay within 0.0016 of a gap from that midpoint (the
-// exhaustive checker in tools/ measures this and proves the rule below over all 2^31 bases).
+// exhaustive checker in tools/ measures this and proves both rules below, the general one over
+// every float and the one for sums of squares over every non-negative float).
 // So where the true root lies at least 0.002 of a gap from the midpoint, powf rounds to the
 // nearest float, which is sqrtf(x); only the lanes nearer a midpoint (0.4 % of the norms of
 // random complex values) need powf itself.
@@ -50,6 +51,48 @@ VOREL_INLINE V powf_half_by_sqrt(V v, typename LaneTypes<kLanes<V>>::I& special)
     const I near_midpoint = bits<I>(limit - bits<U>(abs_r)) >> 31;
     special = ~zero & (~in_range | near_midpoint);
     return from_lanes<V>(f);
+}
+
+#if !defined(__clang__)
+// The rule at 16 lanes for sums of squares (+0, positive floats, +inf, NaN of either sign; never
+// -0, whose root -0 is not powf's +0), with the test in one mask register. g is the gap above f:
+// where f is a power of two the root lies above it (a base below f*f has a root below the
+// midpoint under f), and elsewhere both gaps are g. g f = (f 2^53) 2^(e - 76) for f = m 2^e, the
+// second factor made from f's exponent field less 76: a power of two from f = 2^-50 (x = 2^-100)
+// on, +0 one binade lower (where r is still exact: only exact squares pass, whose root is f), and
+// a negative float or -inf below (tiny and subnormal bases are special). So limit <= 0.996 (1 +
+// 2^-24) g f and the argument above holds. The comparison is false for a NaN r (NaN, +inf and
+// negative bases), and for a zero base f = r = +0 and limit = +0 * (negative) = -0 compare equal:
+// +0 is not special. Returns f, or x where the lane is special.
+VOREL_INLINE LaneTypes<16>::F powf_half_sums16(LaneTypes<16>::F x, std::uint32_t& special) {
+    using F = LaneTypes<16>::F;
+    using I = LaneTypes<16>::I;
+    const F f = simd::sqrt(x);
+    const F r = fused(-f, f, x);
+    const F abs_r = bits<F>(bits<I>(r) & 0x7fffffff);
+    const F scale = bits<F>((bits<I>(f) & 0x7f800000) - (76 << 23));
+    const F limit = f * splat<F>(0.996f * 0x1p53f) * scale;
+    // Named builtins: they build inside generic templates, where the intrinsics do not inline.
+    special = __builtin_ia32_cmpps512_mask(abs_r, limit, _CMP_NLE_UQ, 0xffff, _MM_FROUND_CUR_DIRECTION);
+    return __builtin_ia32_movaps512_mask(x, f, static_cast<__mmask16>(special));
+}
+#endif
+
+// The rule over sums of squares (see powf_half_sums16): each lane's root, or its sum where the
+// lane is special, and the special lanes as bits.
+template <class V>
+VOREL_INLINE V powf_half_sums(V sq, std::uint32_t& special_bits) {
+#if !defined(__clang__)
+    if constexpr (kLanes<V> == 16) {
+        return from_lanes<V>(powf_half_sums16(to_lanes(sq), special_bits));
+    } else
+#endif
+    {
+        typename LaneTypes<kLanes<V>>::I special;
+        const V r = powf_half_by_sqrt(sq, special);
+        special_bits = lane_bits(special);
+        return from_lanes<V>(select(special, to_lanes(sq), to_lanes(r)));
+    }
 }
 
 // base[offsets[j]] = powf(base[offsets[j]], exponent) for j < count: the elements the square
