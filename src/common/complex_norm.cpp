@@ -123,12 +123,7 @@ VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float expon
             put<kStride>(d + kStride * W * k, norm_kernel<kShortcut>(sq, exponent, masks[k]));
         }
         if constexpr (kShortcut == Shortcut::sqrt) {
-            std::uint32_t offsets[kBlock * W];
-            std::size_t count = 0;
-            math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
-                offsets[count++] = static_cast<std::uint32_t>(kStride * (W * k + l));
-            });
-            math::powf_at<V>(d, offsets, count, exponent);
+            math::powf_at<V, kBlock>(d, kStride, masks, m, exponent);
         } else {
             math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
                 float* p = d + kStride * (W * k + l);

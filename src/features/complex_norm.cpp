@@ -123,12 +123,7 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
         if (any == 0) continue;
         const std::size_t first = W * v0;
         if constexpr (kNorm == NormBy::sqrt) {
-            std::uint32_t offsets[kBlock * W];
-            std::size_t count = 0;
-            math::for_each_lane_bit(mag_masks, m, [&](std::size_t k, std::size_t l) {
-                offsets[count++] = static_cast<std::uint32_t>(W * k + l);
-            });
-            math::powf_at<V>(mag + first, offsets, count, exponent);
+            math::powf_at<V, kBlock>(mag + first, 1, mag_masks, m, exponent);
         } else if constexpr (kNorm != NormBy::none) {
             math::for_each_lane_bit(mag_masks, m, [&](std::size_t k, std::size_t l) {
                 float* p = mag + first + W * k + l;
