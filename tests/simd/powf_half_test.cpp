@@ -65,9 +65,7 @@ VOREL_FOR_EACH_ISA(PowfHalf);
 // squares are never negative; NaN of either sign) and each base at every lane: a special lane
 // holds its base, any other powf's bits.
 VOREL_TARGET_AVX512 std::uint32_t sums16(const float* in, float* out) {
-    std::uint32_t special;
-    simd::store(out, powf_half_sums(simd::load<simd::float16>(in), special));
-    return special;
+    return powf_half_sums_at<simd::float16>(in, out);
 }
 
 TEST(PowfHalfSums, SixteenLanesGivePowfsBitsOrMarkTheLane) {

@@ -27,8 +27,8 @@ bool agrees(float x) {
 
 // The 16-lane rule over 16 bases: a special lane must hold its base, the others powf's bits.
 VOREL_TARGET_AVX512 bool agrees16(const float* x) {
-    std::uint32_t special;
-    const float16 r = powf_half_sums(load<float16>(x), special);
+    float r[16];
+    const std::uint32_t special = powf_half_sums_at<float16>(x, r);
     for (std::size_t l = 0; l < 16; ++l) {
         const float want = special >> l & 1 ? x[l] : powf(x[l], half_exponent());
         if (std::bit_cast<std::uint32_t>(r[l]) != std::bit_cast<std::uint32_t>(want)) return false;

@@ -95,6 +95,16 @@ VOREL_INLINE V powf_half_sums(V sq, std::uint32_t& special_bits) {
     }
 }
 
+// The same over the kLanes<V> sums from `in` on, into `out`; returns the special lanes as bits.
+// Pointers only: clang rejects 512-bit vectors passed between a target-attributed caller and a
+// generic helper.
+template <class V>
+VOREL_INLINE std::uint32_t powf_half_sums_at(const float* in, float* out) {
+    std::uint32_t special;
+    store(out, powf_half_sums(load<V>(in), special));
+    return special;
+}
+
 // base[stride (W k + l)] = powf(base[stride (W k + l)], exponent) for every set bit l of
 // masks[k], k < m <= kBlock, W = kLanes<V>: the elements the square root leaves to powf, a vector
 // at a time through the powf replica (16 of them cost about one call); lanes it does not follow
