@@ -1,12 +1,14 @@
 // Exhaustive check of the libm replicas against the scalar functions, run by hand:
-//   libm_check [log10f|log1pf|powf|atan2f|sincosf|powf_one|powf_half ...] [--isa=avx2] [--pairs=N]
+//   libm_check [log10f|log1pf|powf|atan2f|sincosf|powf_one|powf_half|powf_half16 ...] [--isa=avx2] [--pairs=N]
 // One-argument functions (sincosf: both results): all 2^32 float inputs. powf: every float base under the exponents
 // 0.5, 1, 1.5, 0.25, 2 and a few random ones. atan2f: structured pairs (every pairing of a list
 // of signs, zeros, subnormals, infinities, NaN, table thresholds and huge ratios) and random
 // pairs, 10^9 by default. powf_one: powf(x, 1.0f) against x over all non-negative patterns,
 // +inf and every positive quiet NaN (negative quiet NaNs: x with its sign flipped). powf_half:
-// the square-root shortcut for powf(x, 0.5f) against powf over all 2^32 patterns. Two
+// the square-root shortcut for powf(x, 0.5f) against powf over all 2^32 patterns; powf_half16:
+// its 16-lane form for sums of squares over every non-negative pattern and negative NaN. Two
 // threads; prints counts, mismatches and wall time.
+#include <algorithm>
 #include <atomic>
 #include <bit>
 #include <chrono>
@@ -141,6 +143,39 @@ void check_powf_one(Tally& tally) {
     });
 }
 
+// The 16-lane square-root rule for sums of squares over every non-negative pattern and every
+// negative NaN (a NaN part keeps its sign in the sum): a special lane must hold its base, any other
+// powf's bits. Counts the special lanes.
+VOREL_TARGET_AVX512 std::uint32_t powf_half_sums16_at(const float* in, float* out) {
+    return powf_half_sums_at<float16>(in, out);
+}
+
+void check_powf_half16(Tally& tally, std::atomic<std::uint64_t>& specials) {
+    const std::uint64_t non_negative = 1ull << 31, negative_nan = 0x7fffffu;
+    static volatile float half = 0.5f;
+    const float y = half;
+    parallel_chunks(non_negative + negative_nan, [&](std::uint64_t first, std::uint64_t n) {
+        std::uint64_t marked = 0;
+        for (std::uint64_t j0 = first; j0 < first + n; j0 += 16) {
+            float in[16], out[16];
+            for (std::uint64_t l = 0; l < 16; ++l) {
+                const std::uint64_t j = std::min(j0 + l, first + n - 1);
+                in[l] = std::bit_cast<float>(
+                    static_cast<std::uint32_t>(j < non_negative ? j : 0xff800001u + (j - non_negative)));
+            }
+            const std::uint32_t special = powf_half_sums16_at(in, out);
+            for (std::uint64_t l = 0; l < std::min<std::uint64_t>(16, first + n - j0); ++l) {
+                const bool lane_special = special >> l & 1;
+                marked += lane_special;
+                const float want = lane_special ? in[l] : powf(in[l], y);
+                if (differ(out[l], want)) tally.report("powf_half16", in[l], y, out[l], want);
+            }
+        }
+        specials.fetch_add(marked);
+        tally.checked.fetch_add(n);
+    });
+}
+
 std::vector<float> structured_values() {
     std::vector<float> v;
     const std::uint32_t fixed[] = {0x00000000, 0x00000001, 0x00000003, 0x007fffff, 0x00800000, 0x00800001,
@@ -253,6 +288,14 @@ int main(int argc, char** argv) {
                 check_unary(
                     "powf_half", isa, powf_half_array, [y](float x) { return powf(x, y); }, t);
             });
+        } else if (name == "powf_half16") {
+            if (!isa_supported(Isa::avx512)) {
+                std::fprintf(stderr, "libm_check: powf_half16 needs AVX-512\n");
+                return 2;
+            }
+            std::atomic<std::uint64_t> specials{0};
+            timed("powf(x, 0.5) 16 lanes", [&](Tally& t) { check_powf_half16(t, specials); });
+            std::printf("  special lanes %llu\n", static_cast<unsigned long long>(specials.load()));
         } else if (name == "powf_one") {
             timed("powf(x, 1) == x", [&](Tally& t) { check_powf_one(t); });
         } else if (name == "powf") {

@@ -45,25 +45,30 @@ VOREL_INLINE void put(float* dst, V v) {
 // 0.5 (the square root, where it provably equals powf's result).
 enum class Shortcut { none, identity, sqrt };
 
-// The norms of kLanes<V> sums of squares, lanes the kernel does not follow marked special.
+// The norms of kLanes<V> sums of squares; lanes the kernel does not follow keep their sum and are
+// set in `special`.
 template <Shortcut kShortcut, class V>
-VOREL_INLINE V norm_kernel(V sq, float exponent, typename math::LaneTypes<simd::kLanes<V>>::I& special) {
-    if constexpr (kShortcut == Shortcut::identity) {
-        special = math::to_lanes(sq) != math::to_lanes(sq);
-        return sq;
-    } else if constexpr (kShortcut == Shortcut::sqrt) {
-        return math::powf_half_by_sqrt(sq, special);
+VOREL_INLINE V norm_kernel(V sq, float exponent, std::uint32_t& special) {
+    if constexpr (kShortcut == Shortcut::sqrt) {
+        return math::powf_half_sums(sq, special);
     } else {
-        return math::powf_lanes(sq, exponent, special);
+        typename math::LaneTypes<simd::kLanes<V>>::I lanes;
+        V r = sq;
+        if constexpr (kShortcut == Shortcut::identity)
+            lanes = math::to_lanes(sq) != math::to_lanes(sq);  // NaN sums
+        else
+            r = math::powf_lanes(sq, exponent, lanes);
+        special = math::lane_bits(lanes);
+        return math::from_lanes<V>(math::select(lanes, math::to_lanes(sq), math::to_lanes(r)));
     }
 }
 
 template <Shortcut kShortcut>
 VOREL_INLINE float norm_one(const float* p, float exponent) {
     const float sq = p[0] * p[0] + p[1] * p[1];
-    math::LaneTypes<1>::I special;
+    std::uint32_t special;
     const float r = norm_kernel<kShortcut>(sq, exponent, special);
-    return special[0] ? powf(sq, exponent) : r;
+    return special != 0 ? powf(sq, exponent) : r;
 }
 
 // The outputs at dst + kStride * l for the set bits l become powf of the sums stored there. Out
@@ -98,9 +103,7 @@ VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float expon
         // costs less here than keeping the masks.
         std::size_t i = 0;
         for (; i + W <= n; i += W) {
-            V re, im;
-            math::split_pairs(src + 2 * i, re, im);
-            const V sq = re * re + im * im;
+            const V sq = math::sum_of_squares<V>(src + 2 * i);
             put<kStride>(dst + kStride * i, sq);
             const std::uint32_t bits = math::lane_bits(math::to_lanes(sq) != math::to_lanes(sq));
             if (bits != 0) patch_stored<kStride>(dst + kStride * i, bits, exponent);
@@ -116,22 +119,11 @@ VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float expon
         float* d = dst + kStride * W * v0;
         const float* s = src + 2 * W * v0;
         for (std::size_t k = 0; k < m; ++k) {
-            V re, im;
-            math::split_pairs(s + 2 * W * k, re, im);
-            const V sq = re * re + im * im;
-            typename math::LaneTypes<W>::I special;
-            const V r = norm_kernel<kShortcut>(sq, exponent, special);
-            masks[k] = math::lane_bits(special);
-            put<kStride>(d + kStride * W * k,
-                         math::from_lanes<V>(math::select(special, math::to_lanes(sq), math::to_lanes(r))));
+            const V sq = math::sum_of_squares<V>(s + 2 * W * k);
+            put<kStride>(d + kStride * W * k, norm_kernel<kShortcut>(sq, exponent, masks[k]));
         }
         if constexpr (kShortcut == Shortcut::sqrt) {
-            std::uint32_t offsets[kBlock * W];
-            std::size_t count = 0;
-            math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
-                offsets[count++] = static_cast<std::uint32_t>(kStride * (W * k + l));
-            });
-            math::powf_at<V>(d, offsets, count, exponent);
+            math::powf_at<V, kBlock>(d, kStride, masks, m, exponent);
         } else {
             math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
                 float* p = d + kStride * (W * k + l);

@@ -76,10 +76,11 @@ VOREL_INLINE void cells_vector(float* mag, float* phase, const float* src, float
     math::split_pairs(src, re, im);
     typename math::LaneTypes<simd::kLanes<V>>::I special;
     mag_bits = 0;
-    if constexpr (kNorm != NormBy::none) {
+    if constexpr (kNorm == NormBy::sqrt) {
+        simd::store(mag, math::powf_half_sums(re * re + im * im, mag_bits));
+    } else if constexpr (kNorm == NormBy::powf) {
         const V sq = re * re + im * im;
-        const V r = kNorm == NormBy::sqrt ? math::powf_half_by_sqrt(sq, special)
-                                          : math::powf_lanes(sq, exponent, special);
+        const V r = math::powf_lanes(sq, exponent, special);
         mag_bits = math::lane_bits(special);
         simd::store(mag, math::from_lanes<V>(math::select(special, math::to_lanes(sq), math::to_lanes(r))));
     }
@@ -122,12 +123,7 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
         if (any == 0) continue;
         const std::size_t first = W * v0;
         if constexpr (kNorm == NormBy::sqrt) {
-            std::uint32_t offsets[kBlock * W];
-            std::size_t count = 0;
-            math::for_each_lane_bit(mag_masks, m, [&](std::size_t k, std::size_t l) {
-                offsets[count++] = static_cast<std::uint32_t>(W * k + l);
-            });
-            math::powf_at<V>(mag + first, offsets, count, exponent);
+            math::powf_at<V, kBlock>(mag + first, 1, mag_masks, m, exponent);
         } else if constexpr (kNorm != NormBy::none) {
             math::for_each_lane_bit(mag_masks, m, [&](std::size_t k, std::size_t l) {
                 float* p = mag + first + W * k + l;

@@ -147,6 +147,100 @@ TEST_P(NormLanes, NormsAndPhasesEqualThePlainPathBitForBit) {
     }
 }
 
+// Single cells that the square-root rule must leave to powf or answer exactly, each placed at
+// every position of a row of 37 ordinary cells (every lane of two vectors at every width, and the
+// tail), through the packed and in-place norms and the magnitude+angle pass, at power 1.
+TEST_P(NormLanes, EdgeCellsAtEveryLaneOfARowGivePowfsBits) {
+    const std::size_t cells = 37;
+    const float tiny = std::ldexp(1.0f, -50);  // tiny * tiny = 2^-100, the smallest sum the root answers
+    const float subnormal = std::bit_cast<float>(0x00000003u), big = std::ldexp(1.0f, 64);
+    struct Edge {
+        const char* what;
+        float re, im;
+    };
+    const Edge edges[] = {
+        {"+0", 0.0f, 0.0f},
+        {"-0 parts", -0.0f, -0.0f},
+        {"-0 and +0", -0.0f, 0.0f},
+        {"subnormal parts", subnormal, -subnormal},
+        {"squares that underflow to +0", std::ldexp(1.0f, -80), std::ldexp(1.0f, -90)},
+        {"sum 2^-100", tiny, 0.0f},
+        {"sum just below 2^-100", std::nextafter(tiny, 0.0f), 0.0f},
+        {"sum just above 2^-100", std::nextafter(tiny, 1.0f), 0.0f},
+        {"exact square one binade below", 0.75f * tiny, 0.0f},
+        {"inexact sum one binade below", 0.75f * tiny, 0.5f * tiny},
+        {"sum 2^-102 .. 2^-101", 0.6f * tiny, 0.1f * tiny},
+        {"power-of-two root", 4.0f, 0.0f},
+        {"just above a power-of-two root", 4.0f, std::ldexp(1.0f, -10)},
+        {"largest finite sum", std::ldexp(1.0f, 63) * 1.4142135f, 0.0f},
+        {"squares that overflow", big, 1.0f},
+        {"one square overflows", 1.0f, -big},
+        {"+inf part", INFINITY, 1.0f},
+        {"-inf part", 1.0f, -INFINITY},
+        {"inf and NaN", INFINITY, NAN},
+        {"NaN part", NAN, 1.0f},
+        {"-NaN part", 2.0f, -NAN},
+        {"sum where powf and the root part", 0.0f, 0.0f},
+        {"the same scaled by 2^-120", 0.0f, 0.0f},
+        {"the same scaled by 2^120", 0.0f, 0.0f},
+        {"root near the midpoint below its float", 0.0f, 0.0f},
+        {"root near the midpoint above its float", 0.0f, 0.0f},
+    };
+    std::mt19937 gen(17);
+    std::normal_distribution<float> normal(0.0f, 1.0f);
+    std::vector<Edge> table(std::begin(edges), std::end(edges));
+    // A sum of squares equal to a base whose powf(x, 0.5) is not its square root, as found by
+    // search; scaled by powers of four its parts stay normal and the sum scales exactly.
+    const float parting = std::bit_cast<float>(0x3f71ae67u);
+    volatile float half = 0.5f;  // keeps the compiler from turning powf(x, 0.5f) into a square root
+    ASSERT_NE(powf(parting, half), std::sqrt(parting));
+    std::uniform_real_distribution<float> part(0.5f, 0.68f);
+    for (;;) {
+        const float re = part(gen), im = float(std::sqrt(double(parting) - double(re) * re));
+        if (re * re + im * im == parting) {
+            const std::size_t k = table.size() - 5;
+            table[k] = {table[k].what, re, im};
+            table[k + 1] = {table[k + 1].what, std::ldexp(re, -60), std::ldexp(im, -60)};
+            table[k + 2] = {table[k + 2].what, std::ldexp(re, 60), std::ldexp(im, 60)};
+            break;
+        }
+    }
+    // Cells whose roots lie within 0.003 of a gap of a rounding midpoint, below and above the
+    // nearest float.
+    for (std::size_t k = table.size() - 2; k < table.size(); ++k)
+        for (;;) {
+            const float re = normal(gen), im = normal(gen);
+            const double root = std::sqrt(double(re * re + im * im));
+            const float f = float(root);
+            const double gap = double(std::nextafter(f, INFINITY)) - f;
+            if (gap / 2 - std::fabs(root - f) < 0.003 * gap && (root < f) == (k == table.size() - 2)) {
+                table[k].re = re;
+                table[k].im = im;
+                break;
+            }
+        }
+    std::vector<float> row(2 * cells);
+    for (float& x : row) x = normal(gen);
+    // Outputs from the start of a cache line, so that cell i lands in lane i mod the width.
+    alignas(64) float mag[cells], phase[cells];
+    for (const Edge& edge : table)
+        for (std::size_t at = 0; at < cells; ++at) {
+            std::vector<float> src = row;
+            src[2 * at] = edge.re;
+            src[2 * at + 1] = edge.im;
+            std::vector<float> want(cells);
+            for (std::size_t i = 0; i < cells; ++i)
+                want[i] = powf(src[2 * i] * src[2 * i] + src[2 * i + 1] * src[2 * i + 1], half);
+            complex_norm_array(mag, src.data(), cells, 1.0f, GetParam());
+            ASSERT_TRUE(vorel::audio::testing::same_bits(mag, want.data(), cells)) << edge.what << " at " << at;
+            magphase_2d(mag, phase, src.data(), 1, int(cells), 1.0f, false, GetParam());
+            ASSERT_TRUE(vorel::audio::testing::same_bits(mag, want.data(), cells)) << edge.what << " at " << at;
+            complex_norm_pairs(src.data(), cells, 1.0f, GetParam());
+            for (std::size_t i = 0; i < cells; ++i) mag[i] = src[2 * i];
+            ASSERT_TRUE(vorel::audio::testing::same_bits(mag, want.data(), cells)) << edge.what << " at " << at;
+        }
+}
+
 // Outputs laid over the input: each row is read whole before its outputs are written, so the
 // result is the row-by-row loop over a copy of each row, even where earlier rows' outputs land
 // on later rows' input.

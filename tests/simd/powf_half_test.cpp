@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "common/isa_kit.h"
+#include "simd/isa.h"
 #include "simd/math/powf_half.h"
 #include "simd/math/replicas.h"
 
@@ -59,6 +60,33 @@ TEST_P(PowfHalf, TheShortcutGivesPowfsBits) {
 }
 
 VOREL_FOR_EACH_ISA(PowfHalf);
+
+// The 16-lane rule for sums of squares, on the same bases less the negative ones (sums of
+// squares are never negative; NaN of either sign) and each base at every lane: a special lane
+// holds its base, any other powf's bits.
+VOREL_TARGET_AVX512 std::uint32_t sums16(const float* in, float* out) {
+    return powf_half_sums_at<simd::float16>(in, out);
+}
+
+TEST(PowfHalfSums, SixteenLanesGivePowfsBitsOrMarkTheLane) {
+    if (!simd::isa_supported(simd::Isa::avx512)) GTEST_SKIP() << "no AVX-512 here";
+    std::vector<float> in;
+    for (float x : bases())
+        if (!std::signbit(x) || std::isnan(x)) in.push_back(x);
+    volatile float half = 0.5f;
+    const float y = half;
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        // Base i in lane 0, and in lanes 1 .. 15 of the windows before it.
+        float lanes[16], out[16];
+        for (std::size_t l = 0; l < 16; ++l) lanes[l] = in[(i + l) % in.size()];
+        const std::uint32_t special = sums16(lanes, out);
+        for (std::size_t l = 0; l < 16; ++l) {
+            const float want = special >> l & 1 ? lanes[l] : powf(lanes[l], y);
+            ASSERT_EQ(std::bit_cast<std::uint32_t>(out[l]), std::bit_cast<std::uint32_t>(want))
+                << std::hexfloat << lanes[l] << " in lane " << l;
+        }
+    }
+}
 
 TEST(PowfHalfCheck, HoldsHereAndTheGuardHookTurnsItOff) {
     EXPECT_EQ(powf_half_is_sqrt(), replica_isa(LibmFn::powf) != simd::Isa::scalar);

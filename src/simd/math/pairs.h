@@ -29,6 +29,28 @@ VOREL_INLINE void split_pairs(const float* p, V& re, V& im) {
     }
 }
 
+// re * re + im * im for the kLanes<V> pairs from p on, each square and the sum rounded on their
+// own. At 16 lanes the pairs are squared as loaded, the squares of real and imaginary parts are
+// gathered within 128-bit blocks (two in-block shuffles) and summed, and one single-source permute
+// puts the sums in order: cheaper than two two-source permutes before squaring, same bits.
+template <class V>
+VOREL_INLINE V sum_of_squares(const float* p) {
+    constexpr std::size_t W = kLanes<V>;
+    if constexpr (W == 16) {
+        const V a = load<V>(p), b = load<V>(p + W);
+        const V a2 = a * a, b2 = b * b;
+        // Block c holds the sums of pairs 2c, 2c + 1 (from a) and 8 + 2c, 9 + 2c (from b).
+        const V re2 = __builtin_shufflevector(a2, b2, 0, 2, 16, 18, 4, 6, 20, 22, 8, 10, 24, 26, 12, 14, 28, 30);
+        const V im2 = __builtin_shufflevector(a2, b2, 1, 3, 17, 19, 5, 7, 21, 23, 9, 11, 25, 27, 13, 15, 29, 31);
+        const V sum = re2 + im2;
+        return __builtin_shufflevector(sum, sum, 0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
+    } else {
+        V re, im;
+        split_pairs(p, re, im);
+        return re * re + im * im;
+    }
+}
+
 // Stores the lanes of a and b as kLanes<V> pairs (a[l], b[l]) from p on.
 template <class V>
 VOREL_INLINE void merge_pairs(float* p, V a, V b) {

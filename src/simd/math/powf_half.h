@@ -1,7 +1,8 @@
 // powf(x, 0.5f) by the square root where the two provably agree. The libm's powf rounds a
 // double approximation of x^0.5 whose error, over every float, never carried a result across a
 // rounding midpoint unless the true root lay within 0.0016 of a gap from that midpoint (the
-// exhaustive checker in tools/ measures this and proves the rule below over all 2^31 bases).
+// exhaustive checker in tools/ measures this and proves both rules below, the general one over
+// every float and the one for sums of squares over every non-negative float).
 // So where the true root lies at least 0.002 of a gap from the midpoint, powf rounds to the
 // nearest float, which is sqrtf(x); only the lanes nearer a midpoint (0.4 % of the norms of
 // random complex values) need powf itself.
@@ -52,15 +53,89 @@ VOREL_INLINE V powf_half_by_sqrt(V v, typename LaneTypes<kLanes<V>>::I& special)
     return from_lanes<V>(f);
 }
 
-// base[offsets[j]] = powf(base[offsets[j]], exponent) for j < count: the elements the square
-// root leaves to powf, a vector at a time through the powf replica (16 of them cost about one
-// call); lanes it does not follow call powf itself. Needs the replica's guard to have passed and
-// the exponent in its range.
+#if !defined(__clang__)
+// The rule at 16 lanes for sums of squares (+0, positive floats, +inf, NaN of either sign; never
+// -0, whose root -0 is not powf's +0), with the test in one mask register. g is the gap above f:
+// where f is a power of two the root lies above it (a base below f*f has a root below the
+// midpoint under f), and elsewhere both gaps are g. g f = (f 2^53) 2^(e - 76) for f = m 2^e, the
+// second factor made from f's exponent field less 76: a power of two from f = 2^-50 (x = 2^-100)
+// on, +0 one binade lower (where r is still exact: only exact squares pass, whose root is f), and
+// a negative float or -inf below (tiny and subnormal bases are special). So limit <= 0.996 (1 +
+// 2^-24) g f and the argument above holds. The comparison is false for a NaN r (NaN, +inf and
+// negative bases), and for a zero base f = r = +0 and limit = +0 * (negative) = -0 compare equal:
+// +0 is not special. Returns f, or x where the lane is special.
+VOREL_INLINE LaneTypes<16>::F powf_half_sums16(LaneTypes<16>::F x, std::uint32_t& special) {
+    using F = LaneTypes<16>::F;
+    using I = LaneTypes<16>::I;
+    const F f = simd::sqrt(x);
+    const F r = fused(-f, f, x);
+    const F abs_r = bits<F>(bits<I>(r) & 0x7fffffff);
+    const F scale = bits<F>((bits<I>(f) & 0x7f800000) - (76 << 23));
+    const F limit = f * splat<F>(0.996f * 0x1p53f) * scale;
+    // Named builtins: they build inside generic templates, where the intrinsics do not inline.
+    special = __builtin_ia32_cmpps512_mask(abs_r, limit, _CMP_NLE_UQ, 0xffff, _MM_FROUND_CUR_DIRECTION);
+    return __builtin_ia32_movaps512_mask(x, f, static_cast<__mmask16>(special));
+}
+#endif
+
+// The rule over sums of squares (see powf_half_sums16): each lane's root, or its sum where the
+// lane is special, and the special lanes as bits.
 template <class V>
-VOREL_INLINE void powf_at(float* base, const std::uint32_t* offsets, std::size_t count, float exponent) {
-    using T = LaneTypes<kLanes<V>>;
-    for (std::size_t j0 = 0; j0 < count; j0 += kLanes<V>) {
-        const std::size_t w = std::min(kLanes<V>, count - j0);
+VOREL_INLINE V powf_half_sums(V sq, std::uint32_t& special_bits) {
+#if !defined(__clang__)
+    if constexpr (kLanes<V> == 16) {
+        return from_lanes<V>(powf_half_sums16(to_lanes(sq), special_bits));
+    } else
+#endif
+    {
+        typename LaneTypes<kLanes<V>>::I special;
+        const V r = powf_half_by_sqrt(sq, special);
+        special_bits = lane_bits(special);
+        return from_lanes<V>(select(special, to_lanes(sq), to_lanes(r)));
+    }
+}
+
+// The same over the kLanes<V> sums from `in` on, into `out`; returns the special lanes as bits.
+// Pointers only: clang rejects 512-bit vectors passed between a target-attributed caller and a
+// generic helper.
+template <class V>
+VOREL_INLINE std::uint32_t powf_half_sums_at(const float* in, float* out) {
+    std::uint32_t special;
+    store(out, powf_half_sums(load<V>(in), special));
+    return special;
+}
+
+// base[stride (W k + l)] = powf(base[stride (W k + l)], exponent) for every set bit l of
+// masks[k], k < m <= kBlock, W = kLanes<V>: the elements the square root leaves to powf, a vector
+// at a time through the powf replica (16 of them cost about one call); lanes it does not follow
+// call powf itself. Set bits are rare: the masks are tested a vector of them at a time into one
+// word per 64 masks, whose set bits are then visited (a test and a branch per mask cost a sixth
+// of the norms' time). masks needs room for m rounded up to a multiple of 64 (that rest is
+// cleared here). Needs the replica's guard to have passed and the exponent in its range.
+template <class V, std::size_t kBlock>
+VOREL_INLINE void powf_at(float* base, std::size_t stride, std::uint32_t* masks, std::size_t m, float exponent) {
+    constexpr std::size_t W = kLanes<V>;
+    using T = LaneTypes<W>;
+    static_assert(kBlock % 64 == 0 && 64 % W == 0);
+    std::fill(masks + m, masks + (m + 63) / 64 * 64, 0u);
+    std::uint32_t offsets[kBlock * W];
+    std::size_t count = 0;
+    for (std::size_t k0 = 0; k0 < m; k0 += 64) {
+        std::uint64_t marked = 0;
+        for (std::size_t g = 0; g < 64; g += W) {
+            typename T::U group;
+            __builtin_memcpy(&group, masks + k0 + g, sizeof group);
+            marked |= std::uint64_t{lane_bits(group != 0u)} << g;
+        }
+        for (; marked != 0; marked &= marked - 1) {
+            const std::size_t k = k0 + static_cast<std::size_t>(__builtin_ctzll(marked));
+            for (std::uint32_t b = masks[k]; b != 0; b &= b - 1)
+                offsets[count++] = static_cast<std::uint32_t>(stride *
+                                                              (W * k + static_cast<std::size_t>(__builtin_ctz(b))));
+        }
+    }
+    for (std::size_t j0 = 0; j0 < count; j0 += W) {
+        const std::size_t w = std::min(W, count - j0);
         typename T::F x = splat<typename T::F>(1.0f);  // unused lanes raise 1
         for (std::size_t j = 0; j < w; ++j) x[j] = base[offsets[j0 + j]];
         typename T::I special;
