@@ -5,6 +5,7 @@
 // rare branches) are marked special and answered by the scalar function itself.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -121,6 +122,28 @@ VOREL_INLINE void for_each_lane_bit(const std::uint32_t* masks, std::size_t m, F
     for (std::size_t j = 0; j < count; ++j)
         for (std::uint32_t b = masks[marked[j]]; b != 0; b &= b - 1)
             f(std::size_t{marked[j]}, static_cast<std::size_t>(__builtin_ctz(b)));
+}
+
+// The whole vectors of n elements in blocks: body(i) runs the W elements from i and returns the
+// lane bits of those it leaves (their stored values are whatever fix needs), and after each block
+// fix(i) answers every element left, in ascending order. The loop body then holds no call, so its
+// constants stay in registers, and no mask becomes a branch per vector. Returns the first element
+// after the whole vectors: the rest is the caller's.
+template <std::size_t W, class Body, class Fix>
+VOREL_INLINE std::size_t blocks_of_lanes(std::size_t n, Body&& body, Fix&& fix) {
+    constexpr std::size_t kBlock = 256;
+    std::uint32_t masks[kBlock];
+    const std::size_t vectors = n / W;
+    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
+        const std::size_t m = std::min(kBlock, vectors - v0);
+        std::uint32_t marked = 0;
+        for (std::size_t k = 0; k < m; ++k) {
+            masks[k] = body(W * (v0 + k));
+            marked |= masks[k];
+        }
+        if (marked != 0) for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) { fix(W * (v0 + k) + l); });
+    }
+    return W * vectors;
 }
 
 // table[index[l]] per lane; the index is in range by construction in every lane.

@@ -22,8 +22,6 @@ namespace vorel::audio::simd::math {
 
 namespace {
 
-using I1 = LaneTypes<1>::I;
-
 struct Log10f {
     template <class V>
     VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
@@ -56,90 +54,51 @@ struct PowfHalf {
     float scalar(float x) const { return powf(x, y); }
 };
 
-// Runs the replica over whole vectors in blocks. A lane marked special stores its input, and its
-// bit goes into the block's masks; after the block those elements alone are answered by the
-// scalar function from the stored input. The loop body then holds no call, so its constants stay
-// in registers and no mask is folded to a branch per vector; reading the input back from dst
-// keeps an in-place call right.
-constexpr std::size_t kBlock = 256;
-
+// Whole vectors through the replica, then the tail at one lane. A special lane stores its input,
+// which the scalar function reads back after the block: an in-place call stays right.
 template <class V, class K>
 VOREL_INLINE void map_lanes(float* dst, const float* src, std::size_t n, const K& kernel) {
-    constexpr std::size_t W = kLanes<V>;
-    std::uint32_t masks[kBlock];
-    const std::size_t vectors = n / W;
-    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
-        const std::size_t m = std::min(kBlock, vectors - v0);
-        float* d = dst + W * v0;
-        const float* s = src + W * v0;
-        std::uint32_t marked = 0;
-        for (std::size_t k = 0; k < m; ++k) {
-            const V x = load<V>(s + W * k);
-            typename LaneTypes<W>::I special;
+    const std::size_t done = blocks_of_lanes<kLanes<V>>(
+        n,
+        [&](std::size_t i) {
+            const V x = load<V>(src + i);
+            typename LaneTypes<kLanes<V>>::I special;
             const V r = kernel(x, special);
-            masks[k] = lane_bits(special);
-            marked |= masks[k];
-            store(d + W * k, from_lanes<V>(select(special, to_lanes(x), to_lanes(r))));
-        }
-        if (marked == 0) continue;
-        for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
-            float* p = d + W * k + l;
-            *p = kernel.scalar(*p);
-        });
-    }
-    for (std::size_t i = W * vectors; i < n; ++i) {
-        I1 special;
-        const float r = kernel(src[i], special);
-        dst[i] = special[0] ? kernel.scalar(src[i]) : r;
-    }
+            store(dst + i, from_lanes<V>(select(special, to_lanes(x), to_lanes(r))));
+            return lane_bits(special);
+        },
+        [&](std::size_t i) { dst[i] = kernel.scalar(dst[i]); });
+    if constexpr (kLanes<V> != 1) map_lanes<float>(dst + done, src + done, n - done, kernel);
 }
 
+// The same for atan2f and sincosf, whose special lanes are answered from the inputs.
 template <class V>
 VOREL_INLINE void map_atan2(float* dst, const float* y, const float* x, std::size_t n) {
-    constexpr std::size_t W = kLanes<V>;
-    std::size_t i = 0;
-    for (; i + W <= n; i += W) {
-        const V yv = load<V>(y + i);
-        const V xv = load<V>(x + i);
-        typename LaneTypes<W>::I special;
-        V r = atan2f_lanes(yv, xv, special);
-        if (any(special)) {
-            for (std::size_t l = 0; l < W; ++l)
-                if (special[l]) r[l] = atan2f(yv[l], xv[l]);
-        }
-        store(dst + i, r);
-    }
-    for (; i < n; ++i) {
-        I1 special;
-        const float r = atan2f_lanes(y[i], x[i], special);
-        dst[i] = special[0] ? atan2f(y[i], x[i]) : r;
-    }
+    const std::size_t done = blocks_of_lanes<kLanes<V>>(
+        n,
+        [&](std::size_t i) {
+            typename LaneTypes<kLanes<V>>::I special;
+            store(dst + i, atan2f_lanes(load<V>(y + i), load<V>(x + i), special));
+            return lane_bits(special);
+        },
+        [&](std::size_t i) { dst[i] = atan2f(y[i], x[i]); });
+    if constexpr (kLanes<V> != 1) map_atan2<float>(dst + done, y + done, x + done, n - done);
 }
 
 template <class V>
 VOREL_INLINE void map_sincos(float* sin_dst, float* cos_dst, const float* src, std::size_t n) {
-    constexpr std::size_t W = kLanes<V>;
-    std::size_t i = 0;
-    for (; i + W <= n; i += W) {
-        const V x = load<V>(src + i);
-        typename LaneTypes<W>::I special;
-        V s, c;
-        sincosf_lanes(x, s, c, special);
-        if (any(special)) {
-            for (std::size_t l = 0; l < W; ++l)
-                if (special[l]) sincosf_lane(x, s, c, l);
-        }
-        store(sin_dst + i, s);
-        store(cos_dst + i, c);
-    }
-    for (; i < n; ++i) {
-        I1 special;
-        float s, c;
-        sincosf_lanes(src[i], s, c, special);
-        if (special[0]) sincosf(src[i], &s, &c);
-        sin_dst[i] = s;
-        cos_dst[i] = c;
-    }
+    const std::size_t done = blocks_of_lanes<kLanes<V>>(
+        n,
+        [&](std::size_t i) {
+            typename LaneTypes<kLanes<V>>::I special;
+            V s, c;
+            sincosf_lanes(load<V>(src + i), s, c, special);
+            store(sin_dst + i, s);
+            store(cos_dst + i, c);
+            return lane_bits(special);
+        },
+        [&](std::size_t i) { sincosf(src[i], &sin_dst[i], &cos_dst[i]); });
+    if constexpr (kLanes<V> != 1) map_sincos<float>(sin_dst + done, cos_dst + done, src + done, n - done);
 }
 
 using Unary = void (*)(float*, const float*, std::size_t);
@@ -166,41 +125,15 @@ void plain_sincosf(float* s, float* c, const float* x, std::size_t n) {
 VOREL_TARGET_SSE2 void log1pf_sse2(float* d, const float* s, std::size_t n) { map_lanes<float4>(d, s, n, Log1pf{}); }
 VOREL_TARGET_AVX2 void log1pf_avx2(float* d, const float* s, std::size_t n) { map_lanes<float8>(d, s, n, Log1pf{}); }
 #if defined(__clang__)
-// clang rejects 512-bit vectors passed between a target function and the generic helpers the
-// mask-register driver calls, so it builds the generic driver.
+// The mask-register kernel is written with GCC's builtins.
 VOREL_TARGET_AVX512 void log1pf_avx512(float* d, const float* s, std::size_t n) {
     map_lanes<float16>(d, s, n, Log1pf{});
 }
 #else
-// At 16 lanes the route choices and the special lanes are mask registers, the special mask also
-// blending the inputs into the stores; the blocks run as in map_lanes.
-VOREL_TARGET_AVX512 void log1pf_avx512(float* dst, const float* src, std::size_t n) {
-    std::uint32_t masks[kBlock];
-    const std::size_t vectors = n / 16;
-    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
-        const std::size_t m = std::min(kBlock, vectors - v0);
-        float* d = dst + 16 * v0;
-        const float* s = src + 16 * v0;
-        std::uint32_t marked = 0;
-        for (std::size_t k = 0; k < m; ++k) {
-            const float16 x = load<float16>(s + 16 * k);
-            __mmask16 special;
-            const __m512 r = log1pf_lanes16(std::bit_cast<__m512>(x), special);
-            masks[k] = special;
-            marked |= special;
-            _mm512_storeu_ps(d + 16 * k, _mm512_mask_mov_ps(r, special, std::bit_cast<__m512>(x)));
-        }
-        if (marked == 0) continue;
-        for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
-            float* p = d + 16 * k + l;
-            *p = log1pf(*p);
-        });
-    }
-    for (std::size_t i = 16 * vectors; i < n; ++i) {
-        I1 special;
-        const float r = log1pf_lanes(src[i], special);
-        dst[i] = special[0] ? log1pf(src[i]) : r;
-    }
+VOREL_TARGET_AVX512 void log1pf_avx512(float* d, const float* s, std::size_t n) {
+    const std::size_t done = blocks_of_lanes<16>(
+        n, [&](std::size_t i) { return log1pf_store16(d + i, s + i); }, [&](std::size_t i) { d[i] = log1pf(d[i]); });
+    map_lanes<float>(d + done, s + done, n - done, Log1pf{});
 }
 #endif
 VOREL_TARGET_AVX2 void log10f_avx2(float* d, const float* s, std::size_t n) { map_lanes<float8>(d, s, n, Log10f{}); }
