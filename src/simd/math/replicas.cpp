@@ -8,8 +8,12 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <mutex>
+#include <tuple>
+#include <type_traits>
+#include <utility>
 
 #include "simd/math/atan2f.h"
 #include "simd/math/log10f.h"
@@ -22,19 +26,22 @@ namespace vorel::audio::simd::math {
 
 namespace {
 
+// The replicas of one argument with their scalar functions; y is powf's exponent.
 struct Log10f {
+    float y;
     template <class V>
     VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
         return log10f_lanes(x, special);
     }
-    static float scalar(float x) { return log10f(x); }
+    float scalar(float x) const { return log10f(x); }
 };
 struct Log1pf {
+    float y;
     template <class V>
     VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
         return log1pf_lanes(x, special);
     }
-    static float scalar(float x) { return log1pf(x); }
+    float scalar(float x) const { return log1pf(x); }
 };
 struct Powf {
     float y;
@@ -53,6 +60,8 @@ struct PowfHalf {
     }
     float scalar(float x) const { return powf(x, y); }
 };
+struct Atan2f {};
+struct Sincosf {};
 
 // Whole vectors through the replica, then the tail at one lane. A special lane stores its input,
 // which the scalar function reads back after the block: an in-place call stays right.
@@ -101,92 +110,75 @@ VOREL_INLINE void map_sincos(float* sin_dst, float* cos_dst, const float* src, s
     if constexpr (kLanes<V> != 1) map_sincos<float>(sin_dst + done, cos_dst + done, src + done, n - done);
 }
 
-using Unary = void (*)(float*, const float*, std::size_t);
-using Power = void (*)(float*, const float*, std::size_t, float);
-using Binary = void (*)(float*, const float*, const float*, std::size_t);
-using Pair = void (*)(float*, float*, const float*, std::size_t);
+// Every driver has one shape: out[i] from a[i] (and b[i], atan2f's x); y is powf's exponent and
+// out2[i] sincosf's cosine.
+using Run = void (*)(float* out, float* out2, const float* a, const float* b, std::size_t n, float y);
 
 template <class K>
-void plain(float* dst, const float* src, std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i) dst[i] = K::scalar(src[i]);
+void plain(float* out, float* out2, const float* a, const float* b, std::size_t n, float y) {
+    for (std::size_t i = 0; i < n; ++i) {
+        if constexpr (std::is_same_v<K, Atan2f>)
+            out[i] = atan2f(a[i], b[i]);
+        else if constexpr (std::is_same_v<K, Sincosf>)
+            sincosf(a[i], &out[i], &out2[i]);
+        else
+            out[i] = K{y}.scalar(a[i]);
+    }
 }
-void plain_powf(float* dst, const float* src, std::size_t n, float y) {
-    for (std::size_t i = 0; i < n; ++i) dst[i] = powf(src[i], y);
+
+template <class V, class K>
+VOREL_INLINE void lanes(float* out, float* out2, const float* a, const float* b, std::size_t n, float y) {
+    if constexpr (std::is_same_v<K, Atan2f>) {
+        map_atan2<V>(out, a, b, n);
+    } else if constexpr (std::is_same_v<K, Sincosf>) {
+        map_sincos<V>(out, out2, a, n);
+#if !defined(__clang__)
+    } else if constexpr (std::is_same_v<K, Log1pf> && kLanes<V> == 16) {
+        // The mask-register kernel (GCC's builtins), then the tail at one lane.
+        const std::size_t done = blocks_of_lanes<16>(
+            n, [&](std::size_t i) { return log1pf_store16(out + i, a + i); },
+            [&](std::size_t i) { out[i] = log1pf(out[i]); });
+        map_lanes<float>(out + done, a + done, n - done, K{y});
+#endif
+    } else {
+        map_lanes<V>(out, a, n, K{y});
+    }
 }
-void plain_atan2f(float* dst, const float* y, const float* x, std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i) dst[i] = atan2f(y[i], x[i]);
+
+template <class K>
+VOREL_TARGET_SSE2 void lanes_sse2(float* out, float* out2, const float* a, const float* b, std::size_t n, float y) {
+    lanes<float4, K>(out, out2, a, b, n, y);
 }
-void plain_sincosf(float* s, float* c, const float* x, std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i) sincosf(x[i], &s[i], &c[i]);
+template <class K>
+VOREL_TARGET_AVX2 void lanes_avx2(float* out, float* out2, const float* a, const float* b, std::size_t n, float y) {
+    lanes<float8, K>(out, out2, a, b, n, y);
+}
+template <class K>
+VOREL_TARGET_AVX512 void lanes_avx512(float* out, float* out2, const float* a, const float* b, std::size_t n, float y) {
+    lanes<float16, K>(out, out2, a, b, n, y);
 }
 
 // log1pf and atan2f are plain float code in the libm and have replicas from four lanes on;
-// log10f (through logf), powf and sincosf fuse, so their replicas exist only at levels with FMA.
-VOREL_TARGET_SSE2 void log1pf_sse2(float* d, const float* s, std::size_t n) { map_lanes<float4>(d, s, n, Log1pf{}); }
-VOREL_TARGET_AVX2 void log1pf_avx2(float* d, const float* s, std::size_t n) { map_lanes<float8>(d, s, n, Log1pf{}); }
-#if defined(__clang__)
-// The mask-register kernel is written with GCC's builtins.
-VOREL_TARGET_AVX512 void log1pf_avx512(float* d, const float* s, std::size_t n) {
-    map_lanes<float16>(d, s, n, Log1pf{});
-}
-#else
-VOREL_TARGET_AVX512 void log1pf_avx512(float* d, const float* s, std::size_t n) {
-    const std::size_t done = blocks_of_lanes<16>(
-        n, [&](std::size_t i) { return log1pf_store16(d + i, s + i); }, [&](std::size_t i) { d[i] = log1pf(d[i]); });
-    map_lanes<float>(d + done, s + done, n - done, Log1pf{});
-}
-#endif
-VOREL_TARGET_AVX2 void log10f_avx2(float* d, const float* s, std::size_t n) { map_lanes<float8>(d, s, n, Log10f{}); }
-VOREL_TARGET_AVX512 void log10f_avx512(float* d, const float* s, std::size_t n) {
-    map_lanes<float16>(d, s, n, Log10f{});
-}
-VOREL_TARGET_AVX2 void powf_avx2(float* d, const float* s, std::size_t n, float y) {
-    map_lanes<float8>(d, s, n, Powf{y});
-}
-VOREL_TARGET_AVX512 void powf_avx512(float* d, const float* s, std::size_t n, float y) {
-    map_lanes<float16>(d, s, n, Powf{y});
-}
-VOREL_TARGET_AVX2 void powf_half_avx2(float* d, const float* s, std::size_t n, float y) {
-    map_lanes<float8>(d, s, n, PowfHalf{y});
-}
-VOREL_TARGET_AVX512 void powf_half_avx512(float* d, const float* s, std::size_t n, float y) {
-    map_lanes<float16>(d, s, n, PowfHalf{y});
-}
-VOREL_TARGET_SSE2 void atan2f_sse2(float* d, const float* y, const float* x, std::size_t n) {
-    map_atan2<float4>(d, y, x, n);
-}
-VOREL_TARGET_AVX2 void atan2f_avx2(float* d, const float* y, const float* x, std::size_t n) {
-    map_atan2<float8>(d, y, x, n);
-}
-VOREL_TARGET_AVX512 void atan2f_avx512(float* d, const float* y, const float* x, std::size_t n) {
-    map_atan2<float16>(d, y, x, n);
-}
-VOREL_TARGET_AVX2 void sincosf_avx2(float* s, float* c, const float* x, std::size_t n) {
-    map_sincos<float8>(s, c, x, n);
-}
-VOREL_TARGET_AVX512 void sincosf_avx512(float* s, float* c, const float* x, std::size_t n) {
-    map_sincos<float16>(s, c, x, n);
+// log10f (through logf), powf and sincosf fuse, so their replicas (and the square-root rule,
+// whose residual is one fused step) exist only at levels with FMA.
+template <class K, bool kFuses>
+constexpr IsaBuilds<Run> builds() {
+    if constexpr (kFuses)
+        return {plain<K>, nullptr, lanes_avx2<K>, lanes_avx512<K>};
+    else
+        return {plain<K>, lanes_sse2<K>, lanes_avx2<K>, lanes_avx512<K>};
 }
 
-const IsaBuilds<Unary> kLog10f{plain<Log10f>, nullptr, log10f_avx2, log10f_avx512};
-const IsaBuilds<Unary> kLog1pf{plain<Log1pf>, log1pf_sse2, log1pf_avx2, log1pf_avx512};
-const IsaBuilds<Power> kPowf{plain_powf, nullptr, powf_avx2, powf_avx512};
-// The square-root rule needs FMA for its exact residual.
-const IsaBuilds<Power> kPowfHalf{plain_powf, nullptr, powf_half_avx2, powf_half_avx512};
-const IsaBuilds<Binary> kAtan2f{plain_atan2f, atan2f_sse2, atan2f_avx2, atan2f_avx512};
-const IsaBuilds<Pair> kSincosf{plain_sincosf, nullptr, sincosf_avx2, sincosf_avx512};
+// By LibmFn.
+constexpr IsaBuilds<Run> kBuilds[] = {builds<Log10f, true>(), builds<Log1pf, false>(), builds<Powf, true>(),
+                                      builds<Atan2f, false>(), builds<Sincosf, true>()};
+constexpr IsaBuilds<Run> kPowfHalf = builds<PowfHalf, true>();
+
+Run build(LibmFn fn, Isa isa) { return kBuilds[static_cast<int>(fn)](isa); }
 
 // Whether fn has a replica of its own at this level (not one inherited from below).
 bool has_build(LibmFn fn, Isa isa) {
-    if (isa == Isa::scalar) return false;
-    switch (fn) {
-        case LibmFn::log10f: return kLog10f(isa) != kLog10f(Isa::sse2);
-        case LibmFn::powf: return kPowf(isa) != kPowf(Isa::sse2);
-        case LibmFn::sincosf: return kSincosf(isa) != kSincosf(Isa::sse2);
-        case LibmFn::log1pf:
-        case LibmFn::atan2f: return true;
-    }
-    return false;
+    return isa != Isa::scalar && build(fn, isa) != build(fn, static_cast<Isa>(static_cast<int>(isa) - 1));
 }
 
 // ---- guard inputs ----
@@ -277,29 +269,19 @@ void add_quadrant_edges(Patterns& v) {
 
 constexpr std::size_t kChunk = 256;
 
-bool same(const float* a, const float* b, std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i)
-        if (std::bit_cast<std::uint32_t>(a[i]) != std::bit_cast<std::uint32_t>(b[i])) return false;
-    return true;
-}
-
-// Whether run(got, i, m) and run_scalar(want, i, m) agree on every chunk [i, i + m) of n inputs.
-template <class Run, class RunScalar>
-bool chunks_agree(std::size_t n, Run run, RunScalar run_scalar) {
-    float got[kChunk], want[kChunk];
+// Whether fn's build at `isa` gives the plain calls' bits on the inputs pair(j) = (a, b), j < n,
+// taken a chunk at a time; y is powf's exponent.
+template <class Pair>
+bool agree(LibmFn fn, Isa isa, std::size_t n, float y, Pair pair) {
+    float a[kChunk], b[kChunk], got[2][kChunk] = {}, want[2][kChunk] = {};
     for (std::size_t i = 0; i < n; i += kChunk) {
         const std::size_t m = std::min(kChunk, n - i);
-        run(got, i, m);
-        run_scalar(want, i, m);
-        if (!same(got, want, m)) return false;
+        for (std::size_t j = 0; j < m; ++j) std::tie(a[j], b[j]) = pair(i + j);
+        build(fn, isa)(got[0], got[1], a, b, m, y);
+        build(fn, Isa::scalar)(want[0], want[1], a, b, m, y);
+        if (std::memcmp(got, want, sizeof got) != 0) return false;
     }
     return true;
-}
-
-bool unary_guard(const IsaBuilds<Unary>& builds, Isa isa, const Patterns& in) {
-    return chunks_agree(
-        in.n, [&](float* d, std::size_t i, std::size_t m) { builds(isa)(d, in.v + i, m); },
-        [&](float* d, std::size_t i, std::size_t m) { builds(Isa::scalar)(d, in.v + i, m); });
 }
 
 // Exponents the norms use (power / 2 for the common powers) and a few others of each kind.
@@ -338,56 +320,25 @@ bool guard_matches(LibmFn fn, Isa isa) {
     if (!isa_supported(isa)) return false;
     Patterns in;
     common_patterns(in);
+    const auto each = [&](std::size_t j) { return std::pair{in.v[j], 0.0f}; };
     switch (fn) {
-        case LibmFn::log10f: add_table_edges(in); return unary_guard(kLog10f, isa, in);
-        case LibmFn::log1pf: add_thresholds(in); return unary_guard(kLog1pf, isa, in);
-        case LibmFn::powf: {
+        case LibmFn::log10f: add_table_edges(in); return agree(fn, isa, in.n, 0.0f, each);
+        case LibmFn::log1pf: add_thresholds(in); return agree(fn, isa, in.n, 0.0f, each);
+        case LibmFn::powf:
             add_table_edges(in);
-            for (float y : kGuardExponents) {
-                const bool agree = chunks_agree(
-                    in.n, [&](float* d, std::size_t i, std::size_t m) { kPowf(isa)(d, in.v + i, m, y); },
-                    [&](float* d, std::size_t i, std::size_t m) { plain_powf(d, in.v + i, m, y); });
-                if (!agree) return false;
-            }
+            for (float y : kGuardExponents)
+                if (!agree(fn, isa, in.n, y, each)) return false;
             return true;
-        }
         case LibmFn::atan2f: {
             add_thresholds(in);
             // Every pairing of a short list of both arguments, then the list against its shifts.
             const std::size_t m = 97;
-            const auto y_at = [&](std::size_t j) { return j < m * m ? in.v[j / m * 7 % in.n] : in.v[j - m * m]; };
-            const auto x_at = [&](std::size_t j) {
-                return j < m * m ? in.v[j % m * 13 % in.n] : in.v[((j - m * m) * 31 + 5) % in.n];
-            };
-            float ys[kChunk], xs[kChunk];
-            const auto fill = [&](std::size_t i, std::size_t count) {
-                for (std::size_t j = 0; j < count; ++j) {
-                    ys[j] = y_at(i + j);
-                    xs[j] = x_at(i + j);
-                }
-            };
-            return chunks_agree(
-                m * m + in.n,
-                [&](float* d, std::size_t i, std::size_t count) {
-                    fill(i, count);
-                    kAtan2f(isa)(d, ys, xs, count);
-                },
-                [&](float* d, std::size_t i, std::size_t count) {
-                    fill(i, count);
-                    plain_atan2f(d, ys, xs, count);
-                });
+            return agree(fn, isa, m * m + in.n, 0.0f, [&](std::size_t j) {
+                return j < m * m ? std::pair{in.v[j / m * 7 % in.n], in.v[j % m * 13 % in.n]}
+                                 : std::pair{in.v[j - m * m], in.v[((j - m * m) * 31 + 5) % in.n]};
+            });
         }
-        case LibmFn::sincosf: {
-            add_quadrant_edges(in);
-            float got_s[kChunk], got_c[kChunk], want_s[kChunk], want_c[kChunk];
-            for (std::size_t i = 0; i < in.n; i += kChunk) {
-                const std::size_t m = std::min(kChunk, in.n - i);
-                kSincosf(isa)(got_s, got_c, in.v + i, m);
-                plain_sincosf(want_s, want_c, in.v + i, m);
-                if (!same(got_s, want_s, m) || !same(got_c, want_c, m)) return false;
-            }
-            return true;
-        }
+        case LibmFn::sincosf: add_quadrant_edges(in); return agree(fn, isa, in.n, 0.0f, each);
     }
     return false;
 }
@@ -402,18 +353,24 @@ Isa replica_isa(LibmFn fn, Isa isa) {
 
 void force_guard_failure(bool on) { g_forced_failure.store(on, std::memory_order_relaxed); }
 
-void log10f_array(Isa isa, float* dst, const float* src, std::size_t n) { kLog10f(isa)(dst, src, n); }
-void log1pf_array(Isa isa, float* dst, const float* src, std::size_t n) { kLog1pf(isa)(dst, src, n); }
+void log10f_array(Isa isa, float* dst, const float* src, std::size_t n) {
+    build(LibmFn::log10f, isa)(dst, nullptr, src, nullptr, n, 0.0f);
+}
+void log1pf_array(Isa isa, float* dst, const float* src, std::size_t n) {
+    build(LibmFn::log1pf, isa)(dst, nullptr, src, nullptr, n, 0.0f);
+}
 void powf_half_array(Isa isa, float* dst, const float* src, std::size_t n) {
-    kPowfHalf(isa)(dst, src, n, half_exponent());
+    kPowfHalf(isa)(dst, nullptr, src, nullptr, n, half_exponent());
 }
 void powf_array(Isa isa, float* dst, const float* src, std::size_t n, float y) {
     if (!powf_exponent_in_range(y)) isa = Isa::scalar;
-    kPowf(isa)(dst, src, n, y);
+    build(LibmFn::powf, isa)(dst, nullptr, src, nullptr, n, y);
 }
-void atan2f_array(Isa isa, float* dst, const float* y, const float* x, std::size_t n) { kAtan2f(isa)(dst, y, x, n); }
+void atan2f_array(Isa isa, float* dst, const float* y, const float* x, std::size_t n) {
+    build(LibmFn::atan2f, isa)(dst, nullptr, y, x, n, 0.0f);
+}
 void sincosf_array(Isa isa, float* sin_dst, float* cos_dst, const float* src, std::size_t n) {
-    kSincosf(isa)(sin_dst, cos_dst, src, n);
+    build(LibmFn::sincosf, isa)(sin_dst, cos_dst, src, nullptr, n, 0.0f);
 }
 
 bool powf_one_is_identity() {
