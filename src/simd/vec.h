@@ -31,7 +31,6 @@ using Vec = typename VecOf<T, W>::type;
 using float4 = Vec<float, 4>;
 using float8 = Vec<float, 8>;
 using float16 = Vec<float, 16>;
-using double2 = Vec<double, 2>;
 using double4 = Vec<double, 4>;
 using double8 = Vec<double, 8>;
 using int4 = Vec<std::int32_t, 4>;
@@ -44,19 +43,10 @@ struct LaneInfo {
     using Elem = std::remove_cvref_t<decltype(V{}[0])>;
     static constexpr std::size_t count = sizeof(V) / sizeof(Elem);
 };
-template <>
-struct LaneInfo<float> {
-    using Elem = float;
-    static constexpr std::size_t count = 1;
-};
-template <>
-struct LaneInfo<double> {
-    using Elem = double;
-    static constexpr std::size_t count = 1;
-};
-template <>
-struct LaneInfo<std::int32_t> {
-    using Elem = std::int32_t;
+template <class V>
+requires std::is_arithmetic_v<V>
+struct LaneInfo<V> {
+    using Elem = V;
     static constexpr std::size_t count = 1;
 };
 

@@ -55,16 +55,8 @@ VOREL_INLINE T select(M mask, T a, T b) {
 // a < b per lane as a mask, from the sign of a - b: for int32 lanes whose difference cannot
 // overflow. GCC splits and/or combinations of vector comparisons into per-lane code at 16
 // lanes; shifts stay in vectors.
-template <class I>
-VOREL_INLINE I less(I a, I b) {
-    return (a - b) >> 31;
-}
-template <class I>
-VOREL_INLINE I less(I a, std::int32_t b) {
-    return (a - b) >> 31;
-}
-template <class I>
-VOREL_INLINE I less(std::int32_t a, I b) {
+template <class A, class B>
+VOREL_INLINE auto less(A a, B b) {
     return (a - b) >> 31;
 }
 

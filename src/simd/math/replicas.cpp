@@ -12,7 +12,6 @@
 #include <iterator>
 #include <mutex>
 #include <tuple>
-#include <type_traits>
 #include <utility>
 
 #include "simd/math/atan2f.h"
@@ -26,136 +25,105 @@ namespace vorel::audio::simd::math {
 
 namespace {
 
-// The replicas of one argument with their scalar functions; y is powf's exponent.
-struct Log10f {
-    float y;
-    template <class V>
-    VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
-        return log10f_lanes(x, special);
-    }
-    float scalar(float x) const { return log10f(x); }
-};
-struct Log1pf {
-    float y;
-    template <class V>
-    VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
-        return log1pf_lanes(x, special);
-    }
-    float scalar(float x) const { return log1pf(x); }
-};
-struct Powf {
-    float y;
-    template <class V>
-    VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
-        return powf_lanes(x, y, special);
-    }
-    float scalar(float x) const { return powf(x, y); }
-};
-// powf(x, 0.5f) by the square-root rule; y is 0.5 read through a volatile (see half_exponent).
-struct PowfHalf {
-    float y;
-    template <class V>
-    VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
-        return powf_half_by_sqrt(x, special);
-    }
-    float scalar(float x) const { return powf(x, y); }
-};
-struct Atan2f {};
-struct Sincosf {};
-
-// Whole vectors through the replica, then the tail at one lane. A special lane stores its input,
-// which the scalar function reads back after the block: an in-place call stays right.
-template <class V, class K>
-VOREL_INLINE void map_lanes(float* dst, const float* src, std::size_t n, const K& kernel) {
-    const std::size_t done = blocks_of_lanes<kLanes<V>>(
-        n,
-        [&](std::size_t i) {
-            const V x = load<V>(src + i);
-            typename LaneTypes<kLanes<V>>::I special;
-            const V r = kernel(x, special);
-            store(dst + i, from_lanes<V>(select(special, to_lanes(x), to_lanes(r))));
-            return lane_bits(special);
-        },
-        [&](std::size_t i) { dst[i] = kernel.scalar(dst[i]); });
-    if constexpr (kLanes<V> != 1) map_lanes<float>(dst + done, src + done, n - done, kernel);
-}
-
-// The same for atan2f and sincosf, whose special lanes are answered from the inputs.
-template <class V>
-VOREL_INLINE void map_atan2(float* dst, const float* y, const float* x, std::size_t n) {
-    const std::size_t done = blocks_of_lanes<kLanes<V>>(
-        n,
-        [&](std::size_t i) {
-            typename LaneTypes<kLanes<V>>::I special;
-            store(dst + i, atan2f_lanes(load<V>(y + i), load<V>(x + i), special));
-            return lane_bits(special);
-        },
-        [&](std::size_t i) { dst[i] = atan2f(y[i], x[i]); });
-    if constexpr (kLanes<V> != 1) map_atan2<float>(dst + done, y + done, x + done, n - done);
-}
-
-template <class V>
-VOREL_INLINE void map_sincos(float* sin_dst, float* cos_dst, const float* src, std::size_t n) {
-    const std::size_t done = blocks_of_lanes<kLanes<V>>(
-        n,
-        [&](std::size_t i) {
-            typename LaneTypes<kLanes<V>>::I special;
-            V s, c;
-            sincosf_lanes(load<V>(src + i), s, c, special);
-            store(sin_dst + i, s);
-            store(cos_dst + i, c);
-            return lane_bits(special);
-        },
-        [&](std::size_t i) { sincosf(src[i], &sin_dst[i], &cos_dst[i]); });
-    if constexpr (kLanes<V> != 1) map_sincos<float>(sin_dst + done, cos_dst + done, src + done, n - done);
-}
-
 // Every driver has one shape: out[i] from a[i] (and b[i], atan2f's x); y is powf's exponent and
 // out2[i] sincosf's cosine.
-using Run = void (*)(float* out, float* out2, const float* a, const float* b, std::size_t n, float y);
+struct Args {
+    float* out;
+    float* out2;
+    const float* a;
+    const float* b;
+    std::size_t n;
+    float y;
+};
 
-template <class K>
-void plain(float* out, float* out2, const float* a, const float* b, std::size_t n, float y) {
-    for (std::size_t i = 0; i < n; ++i) {
-        if constexpr (std::is_same_v<K, Atan2f>)
-            out[i] = atan2f(a[i], b[i]);
-        else if constexpr (std::is_same_v<K, Sincosf>)
-            sincosf(a[i], &out[i], &out2[i]);
-        else
-            out[i] = K{y}.scalar(a[i]);
-    }
-}
+// A kernel's step(g, i) runs the vector V from element i and returns the bits of the lanes it
+// leaves; fix(g, i) answers element i with the scalar function, which is also the plain path.
+// One-argument replicas: a special lane stores its input, so that fix reads a[i] right also in
+// place. y is 0.5 for powf_half, read through a volatile (see half_exponent).
+enum class One { log10f, log1pf, powf, powf_half };
 
-template <class V, class K>
-VOREL_INLINE void lanes(float* out, float* out2, const float* a, const float* b, std::size_t n, float y) {
-    if constexpr (std::is_same_v<K, Atan2f>) {
-        map_atan2<V>(out, a, b, n);
-    } else if constexpr (std::is_same_v<K, Sincosf>) {
-        map_sincos<V>(out, out2, a, n);
+template <One F>
+struct Unary {
+    template <class V>
+    VOREL_INLINE static std::uint32_t step(const Args& g, std::size_t i) {
 #if !defined(__clang__)
-    } else if constexpr (std::is_same_v<K, Log1pf> && kLanes<V> == 16) {
-        // The mask-register kernel (GCC's builtins), then the tail at one lane.
-        const std::size_t done = blocks_of_lanes<16>(
-            n, [&](std::size_t i) { return log1pf_store16(out + i, a + i); },
-            [&](std::size_t i) { out[i] = log1pf(out[i]); });
-        map_lanes<float>(out + done, a + done, n - done, K{y});
+        // The mask-register kernel, in GCC's builtins.
+        if constexpr (F == One::log1pf && kLanes<V> == 16) return log1pf_store16(g.out + i, g.a + i);
 #endif
-    } else {
-        map_lanes<V>(out, a, n, K{y});
+        const V x = load<V>(g.a + i);
+        typename LaneTypes<kLanes<V>>::I special;
+        V r;
+        if constexpr (F == One::log10f)
+            r = log10f_lanes(x, special);
+        else if constexpr (F == One::log1pf)
+            r = log1pf_lanes(x, special);
+        else if constexpr (F == One::powf)
+            r = powf_lanes(x, g.y, special);
+        else
+            r = powf_half_by_sqrt(x, special);
+        store(g.out + i, from_lanes<V>(select(special, to_lanes(x), to_lanes(r))));
+        return lane_bits(special);
     }
+    static void fix(const Args& g, std::size_t i) {
+        if constexpr (F == One::log10f)
+            g.out[i] = log10f(g.a[i]);
+        else if constexpr (F == One::log1pf)
+            g.out[i] = log1pf(g.a[i]);
+        else
+            g.out[i] = powf(g.a[i], g.y);
+    }
+};
+
+struct Atan2f {
+    template <class V>
+    VOREL_INLINE static std::uint32_t step(const Args& g, std::size_t i) {
+        typename LaneTypes<kLanes<V>>::I special;
+        store(g.out + i, atan2f_lanes(load<V>(g.a + i), load<V>(g.b + i), special));
+        return lane_bits(special);
+    }
+    static void fix(const Args& g, std::size_t i) { g.out[i] = atan2f(g.a[i], g.b[i]); }
+};
+
+struct Sincosf {
+    template <class V>
+    VOREL_INLINE static std::uint32_t step(const Args& g, std::size_t i) {
+        typename LaneTypes<kLanes<V>>::I special;
+        V s, c;
+        sincosf_lanes(load<V>(g.a + i), s, c, special);
+        store(g.out + i, s);
+        store(g.out2 + i, c);
+        return lane_bits(special);
+    }
+    static void fix(const Args& g, std::size_t i) { sincosf(g.a[i], &g.out[i], &g.out2[i]); }
+};
+
+// Whole vectors through the kernel, then the tail at one lane.
+template <class V, class K>
+VOREL_INLINE void map(const Args& g) {
+    const auto fix = [&](std::size_t i) { K::fix(g, i); };
+    std::size_t i = blocks_of_lanes<kLanes<V>>(
+        g.n, [&](std::size_t j) { return K::template step<V>(g, j); }, fix);
+    for (; i < g.n; ++i)
+        if (K::template step<float>(g, i) != 0) fix(i);
 }
 
+using Run = void (*)(const Args&);
+
 template <class K>
-VOREL_TARGET_SSE2 void lanes_sse2(float* out, float* out2, const float* a, const float* b, std::size_t n, float y) {
-    lanes<float4, K>(out, out2, a, b, n, y);
+void plain(const Args& g) {
+    for (std::size_t i = 0; i < g.n; ++i) K::fix(g, i);
 }
 template <class K>
-VOREL_TARGET_AVX2 void lanes_avx2(float* out, float* out2, const float* a, const float* b, std::size_t n, float y) {
-    lanes<float8, K>(out, out2, a, b, n, y);
+VOREL_TARGET_SSE2 void lanes_sse2(const Args& g) {
+    map<float4, K>(g);
 }
 template <class K>
-VOREL_TARGET_AVX512 void lanes_avx512(float* out, float* out2, const float* a, const float* b, std::size_t n, float y) {
-    lanes<float16, K>(out, out2, a, b, n, y);
+VOREL_TARGET_AVX2 void lanes_avx2(const Args& g) {
+    map<float8, K>(g);
+}
+template <class K>
+VOREL_TARGET_AVX512 void lanes_avx512(const Args& g) {
+    map<float16, K>(g);
 }
 
 // log1pf and atan2f are plain float code in the libm and have replicas from four lanes on;
@@ -170,9 +138,10 @@ constexpr IsaBuilds<Run> builds() {
 }
 
 // By LibmFn.
-constexpr IsaBuilds<Run> kBuilds[] = {builds<Log10f, true>(), builds<Log1pf, false>(), builds<Powf, true>(),
-                                      builds<Atan2f, false>(), builds<Sincosf, true>()};
-constexpr IsaBuilds<Run> kPowfHalf = builds<PowfHalf, true>();
+constexpr IsaBuilds<Run> kBuilds[] = {builds<Unary<One::log10f>, true>(), builds<Unary<One::log1pf>, false>(),
+                                      builds<Unary<One::powf>, true>(), builds<Atan2f, false>(),
+                                      builds<Sincosf, true>()};
+constexpr IsaBuilds<Run> kPowfHalf = builds<Unary<One::powf_half>, true>();
 
 Run build(LibmFn fn, Isa isa) { return kBuilds[static_cast<int>(fn)](isa); }
 
@@ -277,8 +246,8 @@ bool agree(LibmFn fn, Isa isa, std::size_t n, float y, Pair pair) {
     for (std::size_t i = 0; i < n; i += kChunk) {
         const std::size_t m = std::min(kChunk, n - i);
         for (std::size_t j = 0; j < m; ++j) std::tie(a[j], b[j]) = pair(i + j);
-        build(fn, isa)(got[0], got[1], a, b, m, y);
-        build(fn, Isa::scalar)(want[0], want[1], a, b, m, y);
+        build(fn, isa)({got[0], got[1], a, b, m, y});
+        build(fn, Isa::scalar)({want[0], want[1], a, b, m, y});
         if (std::memcmp(got, want, sizeof got) != 0) return false;
     }
     return true;
@@ -354,23 +323,23 @@ Isa replica_isa(LibmFn fn, Isa isa) {
 void force_guard_failure(bool on) { g_forced_failure.store(on, std::memory_order_relaxed); }
 
 void log10f_array(Isa isa, float* dst, const float* src, std::size_t n) {
-    build(LibmFn::log10f, isa)(dst, nullptr, src, nullptr, n, 0.0f);
+    build(LibmFn::log10f, isa)({dst, nullptr, src, nullptr, n, 0.0f});
 }
 void log1pf_array(Isa isa, float* dst, const float* src, std::size_t n) {
-    build(LibmFn::log1pf, isa)(dst, nullptr, src, nullptr, n, 0.0f);
+    build(LibmFn::log1pf, isa)({dst, nullptr, src, nullptr, n, 0.0f});
 }
 void powf_half_array(Isa isa, float* dst, const float* src, std::size_t n) {
-    kPowfHalf(isa)(dst, nullptr, src, nullptr, n, half_exponent());
+    kPowfHalf(isa)({dst, nullptr, src, nullptr, n, half_exponent()});
 }
 void powf_array(Isa isa, float* dst, const float* src, std::size_t n, float y) {
     if (!powf_exponent_in_range(y)) isa = Isa::scalar;
-    build(LibmFn::powf, isa)(dst, nullptr, src, nullptr, n, y);
+    build(LibmFn::powf, isa)({dst, nullptr, src, nullptr, n, y});
 }
 void atan2f_array(Isa isa, float* dst, const float* y, const float* x, std::size_t n) {
-    build(LibmFn::atan2f, isa)(dst, nullptr, y, x, n, 0.0f);
+    build(LibmFn::atan2f, isa)({dst, nullptr, y, x, n, 0.0f});
 }
 void sincosf_array(Isa isa, float* sin_dst, float* cos_dst, const float* src, std::size_t n) {
-    build(LibmFn::sincosf, isa)(sin_dst, cos_dst, src, nullptr, n, 0.0f);
+    build(LibmFn::sincosf, isa)({sin_dst, cos_dst, src, nullptr, n, 0.0f});
 }
 
 bool powf_one_is_identity() {
