@@ -60,11 +60,8 @@ VOREL_INLINE void decibels(float* dst, const float* src, std::size_t n, float re
 // The running maximum per lane: each lane runs the same "replace when less" scan over its own
 // elements, seeded with src[0], and merging the lanes by the same rule gives the plain scan's
 // value. A NaN seed stays in every lane; otherwise no lane ever takes a NaN. Equal maxima can
-// differ only in the sign of zero, which the later floor removes.
-//
-// The lanes run from the end down, so the front of the buffer, which the level pass reads
-// first, is the part most recently brought into the cache (and a buffer just written front to
-// back is read from its warm end). The order cannot change the value, by the argument above.
+// differ only in the sign of zero, which the later floor removes. The lanes run from the end
+// down (the order cannot change the value), so the level pass starts on the warm front.
 template <class V>
 VOREL_INLINE float maximum(const float* src, std::size_t n) {
     constexpr std::size_t W = simd::kLanes<V>;

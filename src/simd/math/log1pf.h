@@ -32,12 +32,12 @@ VOREL_INLINE F log1pf_from_parts(F f, F kf, F c) {
     return kf * splat<F>(6.9313812256e-01f) - ((hfsq - (s * (hfsq + R) + (kf * splat<F>(9.0580006145e-06f) + c))) - f);
 }
 
-// log1pf per lane, with the patterns that tell the special lanes: 1 + x (as u0) at or above
-// 0x7f800000 unsigned (x < -1, NaN, +inf) or u within three ulps below one or on it (the libm's
-// |f| < 2^-20 branch, x = -1 too, as 1 + x = 0 has no fraction).
+// log1pf per lane. Special lanes: 1 + x (as u0) at or above 0x7f800000 unsigned (x < -1, NaN,
+// +inf) or u within three ulps below one or on it (the libm's |f| < 2^-20 branch, x = -1 too, as
+// 1 + x = 0 has no fraction), tested by sign-bit arithmetic: GCC splits combined comparisons into
+// per-lane code.
 template <class V>
-VOREL_INLINE V log1pf_lanes_parts(V v, typename LaneTypes<kLanes<V>>::U& u0_bits,
-                                  typename LaneTypes<kLanes<V>>::U& u_bits) {
+VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
     constexpr std::size_t W = kLanes<V>;
     using T = LaneTypes<W>;
     using F = typename T::F;
@@ -70,28 +70,16 @@ VOREL_INLINE V log1pf_lanes_parts(V v, typename LaneTypes<kLanes<V>>::U& u0_bits
     const F larger = bits<F>(hxr > hone ? hxr : hone);
     const F smaller = bits<F>(hxr > hone ? hone : hxr);
     const F c = select(k != 0, (smaller - (u0 - larger)) / u0, splat<F>(0.0f));
-    u0_bits = bits<U>(u0);
-    u_bits = bits<U>(ub);
+    const U bad = bits<U>(u0) | (bits<U>(u0) + 0x00800000u);
+    const U near_one = (bits<U>(ub) - 0x3f800001u) & ~(bits<U>(ub) - 0x3f7ffffdu);
+    special = bits<I>(bad | near_one) >> 31;
     return from_lanes<V>(log1pf_from_parts(f, kf, c));
-}
-
-// log1pf per lane; special lanes marked. Sign-bit arithmetic: GCC splits combined
-// comparisons into per-lane code.
-template <class V>
-VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
-    using U = typename LaneTypes<kLanes<V>>::U;
-    U u0_bits, u_bits;
-    const V r = log1pf_lanes_parts(v, u0_bits, u_bits);
-    const U bad = u0_bits | (u0_bits + 0x00800000u);
-    const U near_one = (u_bits - 0x3f800001u) & ~(u_bits - 0x3f7ffffdu);
-    special = bits<typename LaneTypes<kLanes<V>>::I>(bad | near_one) >> 31;
-    return r;
 }
 
 #if !defined(__clang__)
 // log1pf of 16 floats from src into dst with the route choices and the special lanes in mask
 // registers; special lanes store their input, and their bits are returned. Lanes that reduce run
-// the operations of log1pf_lanes_parts one for one. Direct lanes need no stand-in input: k is
+// the operations of log1pf_lanes one for one. Direct lanes need no stand-in input: k is
 // zeroed by the masked shift (1 + x there may round past the mantissa split), kf is then a zero
 // of x's sign, c is the +0 of the masked division, and f = x comes from the masked subtraction;
 // their u0 = 1 + x (under 1.5) cannot pass the first special test, and the near-one test is

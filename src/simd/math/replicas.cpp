@@ -154,14 +154,19 @@ bool has_build(LibmFn fn, Isa isa) {
 // A guard may run inside a call that has already written some of its outputs, so it allocates
 // nothing: the inputs live in a fixed buffer on the stack and are compared a chunk at a time.
 
-float from_bits(std::uint32_t b) { return std::bit_cast<float>(b); }
-
 struct Patterns {
     // The common patterns and the largest addition (sincosf's quadrant edges).
     static constexpr std::size_t kCapacity = 36 + 255 * 14 + 4096 + 3 * 8 + 153 * 12;
     float v[kCapacity];
     std::size_t n = 0;
-    void push_back(float x) { v[n++] = x; }
+    void push(std::uint32_t b) { v[n++] = std::bit_cast<float>(b); }
+    // b - d and b + d for d < reach.
+    void around(std::uint32_t b, std::uint32_t reach) {
+        for (std::uint32_t d = 0; d < reach; ++d) {
+            push(b - d);
+            push(b + d);
+        }
+    }
 };
 
 // Patterns every guard sees: zeros, subnormals, the smallest and largest normals, infinities,
@@ -172,13 +177,13 @@ void common_patterns(Patterns& v) {
                                    0x00800001, 0x7f7fffff, 0x7f800000, 0x7fc00000, 0x7fa00000, 0x7fffffff,
                                    0x3f800000, 0x3f7fffff, 0x3f800001, 0x3f000000, 0x3fffffff, 0x40000000};
     for (std::uint32_t b : fixed) {
-        v.push_back(from_bits(b));
-        v.push_back(from_bits(b | 0x80000000u));
+        v.push(b);
+        v.push(b | 0x80000000u);
     }
     for (std::uint32_t e = 0; e < 255; ++e) {
         for (std::uint32_t m : {0x000000u, 0x000001u, 0x7fffffu, 0x3504f3u, 0x3504f7u, 0x330000u, 0x32ffffu}) {
-            v.push_back(from_bits(e << 23 | m));
-            v.push_back(from_bits(0x80000000u | e << 23 | m));
+            v.push(e << 23 | m);
+            v.push(0x80000000u | e << 23 | m);
         }
     }
     std::uint32_t state = 0x9e3779b9u;
@@ -186,7 +191,7 @@ void common_patterns(Patterns& v) {
         state ^= state << 13;
         state ^= state >> 17;
         state ^= state << 5;
-        v.push_back(from_bits(state));
+        v.push(state);
     }
 }
 
@@ -197,9 +202,9 @@ void add_table_edges(Patterns& v) {
         const std::uint32_t edge = 0x3f330000u + (j << 19);
         for (std::int32_t shift : {-0x20000000, -0x08000000, 0, 0x08000000, 0x20000000}) {
             const std::uint32_t b = edge + static_cast<std::uint32_t>(shift);
-            v.push_back(from_bits(b - 1));
-            v.push_back(from_bits(b));
-            v.push_back(from_bits(b + 1));
+            v.push(b - 1);
+            v.push(b);
+            v.push(b + 1);
         }
     }
 }
@@ -209,30 +214,17 @@ void add_table_edges(Patterns& v) {
 void add_thresholds(Patterns& v) {
     for (std::uint32_t b : {0x3ed413d7u, 0xbe95f61fu, 0x31000000u, 0x24800000u, 0x5a000000u, 0xbf800000u, 0x3ee00000u,
                             0x3f300000u, 0x3f980000u, 0x401c0000u, 0x4c000000u, 0x3504f7u | 0x3f800000u,
-                            0x3504f3u | 0x3f000000u, 0x3f3504f3u, 0xbeb504f3u}) {
-        for (std::uint32_t d = 0; d < 4; ++d) {
-            v.push_back(from_bits(b - d));
-            v.push_back(from_bits(b + d));
-        }
-    }
+                            0x3504f3u | 0x3f000000u, 0x3f3504f3u, 0xbeb504f3u})
+        v.around(b, 4);
 }
 
 // sincosf: its branch points 2^-12, 0.75 and 120, and the neighbourhoods of the odd multiples
 // of pi/4 up to 120, where the quadrant changes, and of the even ones, where a result nears 0.
 void add_quadrant_edges(Patterns& v) {
-    for (std::uint32_t b : {0x39800000u, 0x3f400000u, 0x42f00000u}) {
-        for (std::uint32_t d = 0; d < 4; ++d) {
-            v.push_back(from_bits(b - d));
-            v.push_back(from_bits(b + d));
-        }
-    }
+    for (std::uint32_t b : {0x39800000u, 0x3f400000u, 0x42f00000u}) v.around(b, 4);
     for (int j = 1; j <= 153; ++j) {
         const std::uint32_t b = std::bit_cast<std::uint32_t>(static_cast<float>(j * 0.78539816339744831));
-        for (std::uint32_t d = 0; d < 3; ++d)
-            for (std::uint32_t sign : {0u, 0x80000000u}) {
-                v.push_back(from_bits((b - d) | sign));
-                v.push_back(from_bits((b + d) | sign));
-            }
+        for (std::uint32_t sign : {0u, 0x80000000u}) v.around(b | sign, 3);
     }
 }
 
@@ -275,14 +267,8 @@ bool passes(LibmFn fn, Isa isa) {
 }  // namespace
 
 const char* libm_fn_name(LibmFn fn) {
-    switch (fn) {
-        case LibmFn::log10f: return "log10f";
-        case LibmFn::log1pf: return "log1pf";
-        case LibmFn::powf: return "powf";
-        case LibmFn::atan2f: return "atan2f";
-        case LibmFn::sincosf: return "sincosf";
-    }
-    return "?";
+    constexpr const char* kNames[] = {"log10f", "log1pf", "powf", "atan2f", "sincosf"};
+    return kNames[static_cast<int>(fn)];
 }
 
 bool guard_matches(LibmFn fn, Isa isa) {
