@@ -97,9 +97,10 @@ struct Sincosf {
     static void fix(const Args& g, std::size_t i) { sincosf(g.a[i], &g.out[i], &g.out2[i]); }
 };
 
-// Whole vectors through the kernel, then the tail at one lane.
+// Whole vectors through the kernel, then the tail at one lane. The arguments are a copy: the
+// stores could otherwise alias the caller's record, whose pointers would be reloaded per vector.
 template <class V, class K>
-VOREL_INLINE void map(const Args& g) {
+VOREL_INLINE void map(const Args g) {
     const auto fix = [&](std::size_t i) { K::fix(g, i); };
     std::size_t i = blocks_of_lanes<kLanes<V>>(
         g.n, [&](std::size_t j) { return K::template step<V>(g, j); }, fix);
