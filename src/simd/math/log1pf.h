@@ -93,7 +93,7 @@ VOREL_INLINE std::uint32_t log1pf_store16(float* dst, const float* src) {
     const F distance = bits<F>(bits<I>(x - splat<F>(0.060660228f)) & 0x7fffffff);
     const __mmask16 reducing = __builtin_ia32_cmpps512_mask(distance, splat<F>(0.35355365f), _CMP_NLT_UQ, 0xffff, 4);
     const F u0 = one + x;
-    const I iu = bits<I>(u0) - 0x3f3504f7;
+    const I iu = bits<I>(bits<LaneTypes<16>::U>(u0) - 0x3f3504f7u);
     const I k = __builtin_ia32_psradi512_mask(iu, 23, splat<I>(0), reducing);
     const I ub = (iu & 0x007fffff) + 0x3f3504f7;
     const F f = __builtin_ia32_subps512_mask(bits<F>(ub), one, x, reducing, 4);
