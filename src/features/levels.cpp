@@ -2,9 +2,7 @@
 // log10f and log1pf replicas in lanes when their guards passed.
 #include "features/levels.h"
 
-#include <algorithm>
 #include <cmath>
-#include <cstdint>
 
 #include "simd/math/log10f.h"
 #include "simd/math/replicas.h"
@@ -36,52 +34,34 @@ void decibels_plain(float* dst, const float* src, std::size_t n, float ref_db, b
 // and takes the floor, and where x equals the floor both give the same value. The floored
 // value is a positive normal float or +inf, so the replica's subnormal scaling is left out (it
 // adds 0 to the exponent there) and +inf is the only lane it cannot answer. Such a lane stores
-// its floored power and sets its bit in the block's masks; after the block those elements take
-// the plain step from the stored power (floored already, so floored again to itself), which
-// keeps the libm call out of the main loop and its constants in registers.
+// its floored power, which the plain step takes after the block (floored again to itself).
 template <class V, bool kClamp>
 VOREL_INLINE void decibels(float* dst, const float* src, std::size_t n, float ref_db, float floor_db) {
     constexpr std::size_t W = simd::kLanes<V>;
-    constexpr std::size_t kBlock = 256;
-    using T = math::LaneTypes<W>;
-    const typename T::F floor = math::splat<typename T::F>(power_floor);
-    const typename T::F ten = math::splat<typename T::F>(10.0f);
-    const typename T::F ref = math::splat<typename T::F>(ref_db);
-    const typename T::F lowest = math::splat<typename T::F>(floor_db);
-    std::uint32_t masks[kBlock];
-    const std::size_t vectors = n / W;
-    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
-        const std::size_t m = std::min(kBlock, vectors - v0);
-        float* d = dst + W * v0;
-        const float* s = src + W * v0;
-        std::uint32_t any = 0;
-        for (std::size_t k = 0; k < m; ++k) {
-            const typename T::F x = math::to_lanes(simd::load<V>(s + W * k));
-            const typename T::F p = math::select(x >= floor, x, floor);
-            const typename T::I special = math::bits<typename T::I>(p) == 0x7f800000;
-            const typename T::F lg = math::log10f_normal_lanes<W>(p, math::splat<typename T::I>(0));
-            typename T::F level = lg * ten - ref;
+    using F = typename math::LaneTypes<W>::F;
+    using I = typename math::LaneTypes<W>::I;
+    const F floor = math::splat<F>(power_floor), ten = math::splat<F>(10.0f);
+    const F ref = math::splat<F>(ref_db), lowest = math::splat<F>(floor_db);
+    const std::size_t done = math::blocks_of_lanes<W>(
+        n,
+        [&](std::size_t i) {
+            const F x = math::to_lanes(simd::load<V>(src + i));
+            const F p = math::select(x >= floor, x, floor);
+            const I special = math::bits<I>(p) == 0x7f800000;
+            F level = math::log10f_normal_lanes<W>(p, math::splat<I>(0)) * ten - ref;
             if constexpr (kClamp) level = math::select(level < lowest, lowest, level);
-            masks[k] = math::lane_bits(special);
-            any |= masks[k];
-            simd::store(d + W * k, math::from_lanes<V>(math::select(special, p, level)));
-        }
-        if (any == 0) continue;
-        math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
-            d[W * k + l] = level_plain(d[W * k + l], ref_db, kClamp, floor_db);
-        });
-    }
-    for (std::size_t i = vectors * W; i < n; ++i) dst[i] = level_plain(src[i], ref_db, kClamp, floor_db);
+            simd::store(dst + i, math::from_lanes<V>(math::select(special, p, level)));
+            return math::lane_bits(special);
+        },
+        [&](std::size_t i) { dst[i] = level_plain(dst[i], ref_db, kClamp, floor_db); });
+    for (std::size_t i = done; i < n; ++i) dst[i] = level_plain(src[i], ref_db, kClamp, floor_db);
 }
 
 // The running maximum per lane: each lane runs the same "replace when less" scan over its own
 // elements, seeded with src[0], and merging the lanes by the same rule gives the plain scan's
 // value. A NaN seed stays in every lane; otherwise no lane ever takes a NaN. Equal maxima can
-// differ only in the sign of zero, which the later floor removes.
-//
-// The lanes run from the end down, so the front of the buffer, which the level pass reads
-// first, is the part most recently brought into the cache (and a buffer just written front to
-// back is read from its warm end). The order cannot change the value, by the argument above.
+// differ only in the sign of zero, which the later floor removes. The lanes run from the end
+// down (the order cannot change the value), so the level pass starts on the warm front.
 template <class V>
 VOREL_INLINE float maximum(const float* src, std::size_t n) {
     constexpr std::size_t W = simd::kLanes<V>;

@@ -28,13 +28,8 @@ std::vector<Isa> supported_isas() {
 }
 
 const char* isa_name(Isa isa) {
-    switch (isa) {
-        case Isa::scalar: return "scalar";
-        case Isa::sse2: return "sse2";
-        case Isa::avx2: return "avx2";
-        case Isa::avx512: return "avx512";
-    }
-    return "?";
+    constexpr const char* kNames[] = {"scalar", "sse2", "avx2", "avx512"};
+    return kNames[static_cast<int>(isa)];
 }
 
 bool parse_isa(std::string_view name, Isa& isa) {

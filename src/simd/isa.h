@@ -44,18 +44,10 @@ struct IsaBuilds {
     F avx512 = nullptr;
 
     F operator()(Isa isa) const {
-        switch (isa) {
-            case Isa::avx512:
-                if (avx512) return avx512;
-                [[fallthrough]];
-            case Isa::avx2:
-                if (avx2) return avx2;
-                [[fallthrough]];
-            case Isa::sse2:
-                if (sse2) return sse2;
-                [[fallthrough]];
-            default: return scalar;
-        }
+        const F builds[] = {scalar, sse2, avx2, avx512};
+        for (int level = static_cast<int>(isa); level > 0; --level)
+            if (builds[level]) return builds[level];
+        return scalar;
     }
 };
 

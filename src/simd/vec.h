@@ -31,7 +31,6 @@ using Vec = typename VecOf<T, W>::type;
 using float4 = Vec<float, 4>;
 using float8 = Vec<float, 8>;
 using float16 = Vec<float, 16>;
-using double2 = Vec<double, 2>;
 using double4 = Vec<double, 4>;
 using double8 = Vec<double, 8>;
 using int4 = Vec<std::int32_t, 4>;
@@ -44,19 +43,10 @@ struct LaneInfo {
     using Elem = std::remove_cvref_t<decltype(V{}[0])>;
     static constexpr std::size_t count = sizeof(V) / sizeof(Elem);
 };
-template <>
-struct LaneInfo<float> {
-    using Elem = float;
-    static constexpr std::size_t count = 1;
-};
-template <>
-struct LaneInfo<double> {
-    using Elem = double;
-    static constexpr std::size_t count = 1;
-};
-template <>
-struct LaneInfo<std::int32_t> {
-    using Elem = std::int32_t;
+template <class V>
+requires std::is_arithmetic_v<V>
+struct LaneInfo<V> {
+    using Elem = V;
     static constexpr std::size_t count = 1;
 };
 
@@ -79,11 +69,8 @@ VOREL_INLINE void store(Elem<V>* p, V v) {
 }
 
 // Every lane set to x, sign of zero and NaN payload included (an added zero vector would turn
-// -0.0 into +0.0).
-// Written as a 128-bit vector of equal lanes (a width every x86-64 build has) widened by a
-// shuffle: that compiles to one broadcast also where the template is inlined through other
-// templates into a wider build. Built directly at the wide type, or lane by lane, it becomes a
-// chain of lane inserts there.
+// -0.0 into +0.0). A 128-bit vector widened by a shuffle: one broadcast instruction also where
+// it is inlined into a wider build, where a wide or lane-by-lane build becomes lane inserts.
 template <class V, std::size_t... I, std::size_t... J>
 VOREL_INLINE V broadcast_lanes(Elem<V> x, std::index_sequence<I...>, std::index_sequence<J...>) {
     using Base = typename VecOf<Elem<V>, sizeof...(J)>::type;
@@ -115,14 +102,12 @@ VOREL_INLINE V fma_halves(V a, V b, V c, Op op) {
     return r;
 }
 
-// a * b + c rounded once, lane by lane. Only the exact replicas of library functions that
-// fuse use it; the code compiles with contraction off, so nothing else ever fuses. In a build
-// for a level with FMA the lanes become one vector instruction (GCC makes scalar instructions
-// of a lane loop of fma calls in places, so the builtins are named; they build only where
-// the caller's level has them).
+// a * b + c rounded once, lane by lane: only for the exact replicas of library functions that
+// fuse (contraction is off, so nothing else fuses). Named builtins, as GCC makes scalar
+// instructions of a lane loop of fma calls in places; they build only at levels with FMA.
 template <class V>
 VOREL_INLINE V fma(V a, V b, V c) {
-    if constexpr (kLanes<V> == 1) {
+    if constexpr (std::is_arithmetic_v<V>) {
         if constexpr (sizeof(V) == sizeof(float))
             return __builtin_fmaf(a, b, c);
         else

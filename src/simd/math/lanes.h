@@ -5,6 +5,7 @@
 // rare branches) are marked special and answered by the scalar function itself.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -54,16 +55,8 @@ VOREL_INLINE T select(M mask, T a, T b) {
 // a < b per lane as a mask, from the sign of a - b: for int32 lanes whose difference cannot
 // overflow. GCC splits and/or combinations of vector comparisons into per-lane code at 16
 // lanes; shifts stay in vectors.
-template <class I>
-VOREL_INLINE I less(I a, I b) {
-    return (a - b) >> 31;
-}
-template <class I>
-VOREL_INLINE I less(I a, std::int32_t b) {
-    return (a - b) >> 31;
-}
-template <class I>
-VOREL_INLINE I less(std::int32_t a, I b) {
+template <class A, class B>
+VOREL_INLINE auto less(A a, B b) {
     return (a - b) >> 31;
 }
 
@@ -123,6 +116,27 @@ VOREL_INLINE void for_each_lane_bit(const std::uint32_t* masks, std::size_t m, F
             f(std::size_t{marked[j]}, static_cast<std::size_t>(__builtin_ctz(b)));
 }
 
+// The whole vectors of n elements in blocks: body(i) runs the W elements from i and returns the
+// lane bits of those it leaves, and after each block fix(i) answers each element left, in
+// ascending order: no call in the loop body (its constants stay in registers) and no branch per
+// vector. Returns the index after the last whole vector; the rest is the caller's.
+template <std::size_t W, class Body, class Fix>
+VOREL_INLINE std::size_t blocks_of_lanes(std::size_t n, Body&& body, Fix&& fix) {
+    constexpr std::size_t kBlock = 256;
+    std::uint32_t masks[kBlock];
+    const std::size_t vectors = n / W;
+    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
+        const std::size_t m = std::min(kBlock, vectors - v0);
+        std::uint32_t marked = 0;
+        for (std::size_t k = 0; k < m; ++k) {
+            masks[k] = body(W * (v0 + k));
+            marked |= masks[k];
+        }
+        if (marked != 0) for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) { fix(W * (v0 + k) + l); });
+    }
+    return W * vectors;
+}
+
 // table[index[l]] per lane; the index is in range by construction in every lane.
 template <class R, class T, class Idx>
 VOREL_INLINE R gather(const T* table, Idx index) {
@@ -133,14 +147,12 @@ VOREL_INLINE R gather(const T* table, Idx index) {
 
 // table[index[l]] per lane from a table of 16 eight-byte entries. At 16 lanes the table is two
 // vectors of 8 and each half of the lanes picks from both with one two-source shuffle (one
-// permute instruction on AVX-512); other widths load lane by lane.
+// permute instruction on AVX-512); other widths, and clang (no two-source shuffle with run-time
+// indices), load lane by lane.
 template <class R, class T, class Idx>
 VOREL_INLINE R lookup16(const T* table, Idx index) {
     static_assert(sizeof(T) == 8);
-#if defined(__clang__)
-    // Clang has no two-source shuffle with run-time indices; lane by lane gives the same values.
-    return gather<R>(table, index);
-#else
+#if !defined(__clang__)
     if constexpr (sizeof(Idx) / sizeof(index[0]) == 16) {
         using R8 = std::conditional_t<std::is_floating_point_v<T>, typename LaneTypes<8>::D, typename LaneTypes<8>::UL>;
         using L8 = typename LaneTypes<8>::L;
@@ -162,10 +174,9 @@ VOREL_INLINE R lookup16(const T* table, Idx index) {
         __builtin_memcpy(&r, &a, sizeof a);
         __builtin_memcpy(reinterpret_cast<char*>(&r) + sizeof a, &b, sizeof b);
         return r;
-    } else {
-        return gather<R>(table, index);
     }
 #endif
+    return gather<R>(table, index);
 }
 
 // Every lane of a lane vector set to x.
@@ -179,16 +190,7 @@ VOREL_INLINE T splat(std::remove_cvref_t<decltype(T{}[0])> x) {
 // a * b + c rounded once per lane (simd::fma), for the replicas of variants that fuse.
 template <class T>
 VOREL_INLINE T fused(T a, T b, T c) {
-    if constexpr (sizeof(T) / sizeof(a[0]) > 1) {
-        return simd::fma(a, b, c);
-    } else {
-        T r;
-        if constexpr (sizeof(a[0]) == 8)
-            r[0] = __builtin_fma(a[0], b[0], c[0]);
-        else
-            r[0] = __builtin_fmaf(a[0], b[0], c[0]);
-        return r;
-    }
+    return simd::fma(a, b, c);
 }
 
 // One of four values per lane by an index in 0..3: one variable permute of a constant vector at

@@ -13,7 +13,6 @@
 
 #include <cstdint>
 
-#include "simd/isa.h"
 #include "simd/math/lanes.h"
 
 namespace vorel::audio::simd::math {
@@ -33,12 +32,12 @@ VOREL_INLINE F log1pf_from_parts(F f, F kf, F c) {
     return kf * splat<F>(6.9313812256e-01f) - ((hfsq - (s * (hfsq + R) + (kf * splat<F>(9.0580006145e-06f) + c))) - f);
 }
 
-// log1pf per lane, with the patterns that tell the special lanes: 1 + x (as u0) at or above
-// 0x7f800000 unsigned (x < -1, NaN, +inf) or u within three ulps below one or on it (the libm's
-// |f| < 2^-20 branch, x = -1 too, as 1 + x = 0 has no fraction).
+// log1pf per lane. Special lanes: 1 + x (as u0) at or above 0x7f800000 unsigned (x < -1, NaN,
+// +inf) or u within three ulps below one or on it (the libm's |f| < 2^-20 branch, x = -1 too, as
+// 1 + x = 0 has no fraction), tested by sign-bit arithmetic: GCC splits combined comparisons into
+// per-lane code.
 template <class V>
-VOREL_INLINE V log1pf_lanes_parts(V v, typename LaneTypes<kLanes<V>>::U& u0_bits,
-                                  typename LaneTypes<kLanes<V>>::U& u_bits) {
+VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
     constexpr std::size_t W = kLanes<V>;
     using T = LaneTypes<W>;
     using F = typename T::F;
@@ -71,63 +70,45 @@ VOREL_INLINE V log1pf_lanes_parts(V v, typename LaneTypes<kLanes<V>>::U& u0_bits
     const F larger = bits<F>(hxr > hone ? hxr : hone);
     const F smaller = bits<F>(hxr > hone ? hone : hxr);
     const F c = select(k != 0, (smaller - (u0 - larger)) / u0, splat<F>(0.0f));
-    u0_bits = bits<U>(u0);
-    u_bits = bits<U>(ub);
+    const U bad = bits<U>(u0) | (bits<U>(u0) + 0x00800000u);
+    const U near_one = (bits<U>(ub) - 0x3f800001u) & ~(bits<U>(ub) - 0x3f7ffffdu);
+    special = bits<I>(bad | near_one) >> 31;
     return from_lanes<V>(log1pf_from_parts(f, kf, c));
 }
 
-// log1pf per lane; special lanes marked. Sign-bit arithmetic: GCC splits combined
-// comparisons into per-lane code.
-template <class V>
-VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
-    using U = typename LaneTypes<kLanes<V>>::U;
-    U u0_bits, u_bits;
-    const V r = log1pf_lanes_parts(v, u0_bits, u_bits);
-    const U bad = u0_bits | (u0_bits + 0x00800000u);
-    const U near_one = (u_bits - 0x3f800001u) & ~(u_bits - 0x3f7ffffdu);
-    special = bits<typename LaneTypes<kLanes<V>>::I>(bad | near_one) >> 31;
-    return r;
-}
-
 #if !defined(__clang__)
-// log1pf at 16 lanes with the route choices in mask registers. Lanes that reduce run the
-// operations of log1pf_lanes_parts one for one. Direct lanes need no stand-in input: k is
-// zeroed by the masked shift (1 + x there may round past the mantissa split), kf is then a
-// zero of x's sign, c is the +0 of the masked division, and f = x comes from the masked
-// subtraction; their u0 = 1 + x (under 1.5) cannot pass the first special test, and the
-// near-one test is masked to the reducing lanes. Special lanes are marked in the mask.
-VOREL_TARGET_AVX512 VOREL_INLINE __m512 log1pf_lanes16(__m512 x, __mmask16& special) {
-    const __m512 one = _mm512_set1_ps(1.0f);
-    const __m512i hx = _mm512_castps_si512(x);
-    const __m512 centred = _mm512_sub_ps(x, _mm512_set1_ps(0.060660228f));
-    const __m512 distance = _mm512_castsi512_ps(
-        _mm512_and_si512(_mm512_castps_si512(centred), _mm512_set1_epi32(0x7fffffff)));
-    const __mmask16 reducing = _mm512_cmp_ps_mask(distance, _mm512_set1_ps(0.35355365f), _CMP_NLT_UQ);
-    const __m512 u0 = _mm512_add_ps(one, x);
-    const __m512i iu = _mm512_sub_epi32(_mm512_castps_si512(u0), _mm512_set1_epi32(0x3f3504f7));
-    const __m512i k = _mm512_maskz_srai_epi32(reducing, iu, 23);
-    const __m512i ub = _mm512_add_epi32(_mm512_and_si512(iu, _mm512_set1_epi32(0x007fffff)),
-                                        _mm512_set1_epi32(0x3f3504f7));
-    const __m512 f = _mm512_mask_sub_ps(x, reducing, _mm512_castsi512_ps(ub), one);
-    // cvt(k) | (x & sign) in one instruction (truth table a | b & c).
-    const __m512 kf = _mm512_castsi512_ps(
-        _mm512_ternarylogic_epi32(std::bit_cast<__m512i>(convert<LaneTypes<16>::F>(std::bit_cast<LaneTypes<16>::I>(k))),
-                                  hx, _mm512_set1_epi32(INT32_MIN), 0xf8));
-    // Generic conversions and selects here: GCC's intrinsic forms pass an undefined vector through.
-    using I = LaneTypes<16>::I;
-    const I hxl = std::bit_cast<I>(hx);
-    const I hone = splat<I>(0x3f800000);
-    const __m512 larger = std::bit_cast<__m512>(hxl > hone ? hxl : hone);
-    const __m512 smaller = std::bit_cast<__m512>(hxl > hone ? hone : hxl);
-    const __m512 c = _mm512_maskz_div_ps(_mm512_test_epi32_mask(k, k),
-                                         _mm512_sub_ps(smaller, _mm512_sub_ps(u0, larger)), u0);
-    const __m512i near_one = _mm512_sub_epi32(ub, _mm512_set1_epi32(0x3f7ffffd));
-    special = _mm512_cmp_epu32_mask(_mm512_castps_si512(u0), _mm512_set1_epi32(0x7f800000), _MM_CMPINT_NLT) |
-              _mm512_mask_cmp_epu32_mask(reducing, near_one, _mm512_set1_epi32(4), _MM_CMPINT_LT);
+// log1pf of 16 floats from src into dst with the route choices and the special lanes in mask
+// registers; special lanes store their input, and their bits are returned. Lanes that reduce run
+// the operations of log1pf_lanes one for one. Direct lanes need no stand-in input: k is
+// zeroed by the masked shift (1 + x there may round past the mantissa split), kf is then a zero
+// of x's sign, c is the +0 of the masked division, and f = x comes from the masked subtraction;
+// their u0 = 1 + x (under 1.5) cannot pass the first special test, and the near-one test is
+// masked to the reducing lanes. GCC's builtins, not intrinsics: they inline into generic drivers.
+VOREL_INLINE std::uint32_t log1pf_store16(float* dst, const float* src) {
     using F = LaneTypes<16>::F;
-    const F fl = std::bit_cast<F>(f);
-    const F kl = std::bit_cast<F>(kf);
-    return std::bit_cast<__m512>(log1pf_from_parts(fl, kl, std::bit_cast<F>(c)));
+    using I = LaneTypes<16>::I;
+    const F x = load<F>(src);
+    const F one = splat<F>(1.0f);
+    const I hx = bits<I>(x);
+    const F distance = bits<F>(bits<I>(x - splat<F>(0.060660228f)) & 0x7fffffff);
+    const __mmask16 reducing = __builtin_ia32_cmpps512_mask(distance, splat<F>(0.35355365f), _CMP_NLT_UQ, 0xffff, 4);
+    const F u0 = one + x;
+    const I iu = bits<I>(bits<LaneTypes<16>::U>(u0) - 0x3f3504f7u);
+    const I k = __builtin_ia32_psradi512_mask(iu, 23, splat<I>(0), reducing);
+    const I ub = (iu & 0x007fffff) + 0x3f3504f7;
+    const F f = __builtin_ia32_subps512_mask(bits<F>(ub), one, x, reducing, 4);
+    // cvt(k) | (x & sign) in one instruction (truth table a | b & c).
+    const F kf = bits<F>(
+        __builtin_ia32_pternlogd512_mask(bits<I>(convert<F>(k)), hx, splat<I>(INT32_MIN), 0xf8, 0xffff));
+    const I hone = splat<I>(0x3f800000);
+    const F larger = bits<F>(hx > hone ? hx : hone);
+    const F smaller = bits<F>(hx > hone ? hone : hx);
+    const F c = __builtin_ia32_divps512_mask(smaller - (u0 - larger), u0, splat<F>(0.0f),
+                                             __builtin_ia32_ptestmd512(k, k, 0xffff), 4);
+    const __mmask16 special = __builtin_ia32_ucmpd512_mask(bits<I>(u0), splat<I>(0x7f800000), _MM_CMPINT_NLT, 0xffff) |
+                              __builtin_ia32_ucmpd512_mask(ub - 0x3f7ffffd, splat<I>(4), _MM_CMPINT_LT, reducing);
+    store(dst, F(__builtin_ia32_movaps512_mask(x, log1pf_from_parts(f, kf, c), special)));
+    return special;
 }
 #endif
 

@@ -8,8 +8,11 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <mutex>
+#include <tuple>
+#include <utility>
 
 #include "simd/math/atan2f.h"
 #include "simd/math/log10f.h"
@@ -22,252 +25,149 @@ namespace vorel::audio::simd::math {
 
 namespace {
 
-using I1 = LaneTypes<1>::I;
-
-struct Log10f {
-    template <class V>
-    VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
-        return log10f_lanes(x, special);
-    }
-    static float scalar(float x) { return log10f(x); }
-};
-struct Log1pf {
-    template <class V>
-    VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
-        return log1pf_lanes(x, special);
-    }
-    static float scalar(float x) { return log1pf(x); }
-};
-struct Powf {
+// Every driver has one shape: out[i] from a[i] (and b[i], atan2f's x); y is powf's exponent and
+// out2[i] sincosf's cosine.
+struct Args {
+    float* out;
+    float* out2;
+    const float* a;
+    const float* b;
+    std::size_t n;
     float y;
-    template <class V>
-    VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
-        return powf_lanes(x, y, special);
-    }
-    float scalar(float x) const { return powf(x, y); }
-};
-// powf(x, 0.5f) by the square-root rule; y is 0.5 read through a volatile (see half_exponent).
-struct PowfHalf {
-    float y;
-    template <class V>
-    VOREL_INLINE V operator()(V x, typename LaneTypes<kLanes<V>>::I& special) const {
-        return powf_half_by_sqrt(x, special);
-    }
-    float scalar(float x) const { return powf(x, y); }
 };
 
-// Runs the replica over whole vectors in blocks. A lane marked special stores its input, and its
-// bit goes into the block's masks; after the block those elements alone are answered by the
-// scalar function from the stored input. The loop body then holds no call, so its constants stay
-// in registers and no mask is folded to a branch per vector; reading the input back from dst
-// keeps an in-place call right.
-constexpr std::size_t kBlock = 256;
+// A kernel's step(g, i) runs the vector V from element i and returns the bits of the lanes it
+// leaves; fix(g, i) answers element i with the scalar function, which is also the plain path.
+// One-argument replicas: a special lane stores its input, so that fix reads a[i] right also in
+// place. y is 0.5 for powf_half, read through a volatile (see half_exponent).
+enum class One { log10f, log1pf, powf, powf_half };
 
-template <class V, class K>
-VOREL_INLINE void map_lanes(float* dst, const float* src, std::size_t n, const K& kernel) {
-    constexpr std::size_t W = kLanes<V>;
-    std::uint32_t masks[kBlock];
-    const std::size_t vectors = n / W;
-    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
-        const std::size_t m = std::min(kBlock, vectors - v0);
-        float* d = dst + W * v0;
-        const float* s = src + W * v0;
-        std::uint32_t marked = 0;
-        for (std::size_t k = 0; k < m; ++k) {
-            const V x = load<V>(s + W * k);
-            typename LaneTypes<W>::I special;
-            const V r = kernel(x, special);
-            masks[k] = lane_bits(special);
-            marked |= masks[k];
-            store(d + W * k, from_lanes<V>(select(special, to_lanes(x), to_lanes(r))));
-        }
-        if (marked == 0) continue;
-        for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
-            float* p = d + W * k + l;
-            *p = kernel.scalar(*p);
-        });
+template <One F>
+struct Unary {
+    template <class V>
+    VOREL_INLINE static std::uint32_t step(const Args& g, std::size_t i) {
+#if !defined(__clang__)
+        // The mask-register kernel, in GCC's builtins.
+        if constexpr (F == One::log1pf && kLanes<V> == 16) return log1pf_store16(g.out + i, g.a + i);
+#endif
+        const V x = load<V>(g.a + i);
+        typename LaneTypes<kLanes<V>>::I special;
+        V r;
+        if constexpr (F == One::log10f)
+            r = log10f_lanes(x, special);
+        else if constexpr (F == One::log1pf)
+            r = log1pf_lanes(x, special);
+        else if constexpr (F == One::powf)
+            r = powf_lanes(x, g.y, special);
+        else
+            r = powf_half_by_sqrt(x, special);
+        store(g.out + i, from_lanes<V>(select(special, to_lanes(x), to_lanes(r))));
+        return lane_bits(special);
     }
-    for (std::size_t i = W * vectors; i < n; ++i) {
-        I1 special;
-        const float r = kernel(src[i], special);
-        dst[i] = special[0] ? kernel.scalar(src[i]) : r;
+    static void fix(const Args& g, std::size_t i) {
+        if constexpr (F == One::log10f)
+            g.out[i] = log10f(g.a[i]);
+        else if constexpr (F == One::log1pf)
+            g.out[i] = log1pf(g.a[i]);
+        else
+            g.out[i] = powf(g.a[i], g.y);
     }
-}
+};
 
-template <class V>
-VOREL_INLINE void map_atan2(float* dst, const float* y, const float* x, std::size_t n) {
-    constexpr std::size_t W = kLanes<V>;
-    std::size_t i = 0;
-    for (; i + W <= n; i += W) {
-        const V yv = load<V>(y + i);
-        const V xv = load<V>(x + i);
-        typename LaneTypes<W>::I special;
-        V r = atan2f_lanes(yv, xv, special);
-        if (any(special)) {
-            for (std::size_t l = 0; l < W; ++l)
-                if (special[l]) r[l] = atan2f(yv[l], xv[l]);
-        }
-        store(dst + i, r);
+struct Atan2f {
+    template <class V>
+    VOREL_INLINE static std::uint32_t step(const Args& g, std::size_t i) {
+        typename LaneTypes<kLanes<V>>::I special;
+        store(g.out + i, atan2f_lanes(load<V>(g.a + i), load<V>(g.b + i), special));
+        return lane_bits(special);
     }
-    for (; i < n; ++i) {
-        I1 special;
-        const float r = atan2f_lanes(y[i], x[i], special);
-        dst[i] = special[0] ? atan2f(y[i], x[i]) : r;
-    }
-}
+    static void fix(const Args& g, std::size_t i) { g.out[i] = atan2f(g.a[i], g.b[i]); }
+};
 
-template <class V>
-VOREL_INLINE void map_sincos(float* sin_dst, float* cos_dst, const float* src, std::size_t n) {
-    constexpr std::size_t W = kLanes<V>;
-    std::size_t i = 0;
-    for (; i + W <= n; i += W) {
-        const V x = load<V>(src + i);
-        typename LaneTypes<W>::I special;
+struct Sincosf {
+    template <class V>
+    VOREL_INLINE static std::uint32_t step(const Args& g, std::size_t i) {
+        typename LaneTypes<kLanes<V>>::I special;
         V s, c;
-        sincosf_lanes(x, s, c, special);
-        if (any(special)) {
-            for (std::size_t l = 0; l < W; ++l)
-                if (special[l]) sincosf_lane(x, s, c, l);
-        }
-        store(sin_dst + i, s);
-        store(cos_dst + i, c);
+        sincosf_lanes(load<V>(g.a + i), s, c, special);
+        store(g.out + i, s);
+        store(g.out2 + i, c);
+        return lane_bits(special);
     }
-    for (; i < n; ++i) {
-        I1 special;
-        float s, c;
-        sincosf_lanes(src[i], s, c, special);
-        if (special[0]) sincosf(src[i], &s, &c);
-        sin_dst[i] = s;
-        cos_dst[i] = c;
-    }
+    static void fix(const Args& g, std::size_t i) { sincosf(g.a[i], &g.out[i], &g.out2[i]); }
+};
+
+// Whole vectors through the kernel, then the tail at one lane. The arguments are a copy: the
+// stores could otherwise alias the caller's record, whose pointers would be reloaded per vector.
+template <class V, class K>
+VOREL_INLINE void map(const Args g) {
+    const auto fix = [&](std::size_t i) { K::fix(g, i); };
+    std::size_t i = blocks_of_lanes<kLanes<V>>(
+        g.n, [&](std::size_t j) { return K::template step<V>(g, j); }, fix);
+    for (; i < g.n; ++i)
+        if (K::template step<float>(g, i) != 0) fix(i);
 }
 
-using Unary = void (*)(float*, const float*, std::size_t);
-using Power = void (*)(float*, const float*, std::size_t, float);
-using Binary = void (*)(float*, const float*, const float*, std::size_t);
-using Pair = void (*)(float*, float*, const float*, std::size_t);
+using Run = void (*)(const Args&);
 
 template <class K>
-void plain(float* dst, const float* src, std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i) dst[i] = K::scalar(src[i]);
+void plain(const Args& g) {
+    for (std::size_t i = 0; i < g.n; ++i) K::fix(g, i);
 }
-void plain_powf(float* dst, const float* src, std::size_t n, float y) {
-    for (std::size_t i = 0; i < n; ++i) dst[i] = powf(src[i], y);
+template <class K>
+VOREL_TARGET_SSE2 void lanes_sse2(const Args& g) {
+    map<float4, K>(g);
 }
-void plain_atan2f(float* dst, const float* y, const float* x, std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i) dst[i] = atan2f(y[i], x[i]);
+template <class K>
+VOREL_TARGET_AVX2 void lanes_avx2(const Args& g) {
+    map<float8, K>(g);
 }
-void plain_sincosf(float* s, float* c, const float* x, std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i) sincosf(x[i], &s[i], &c[i]);
+template <class K>
+VOREL_TARGET_AVX512 void lanes_avx512(const Args& g) {
+    map<float16, K>(g);
 }
 
 // log1pf and atan2f are plain float code in the libm and have replicas from four lanes on;
-// log10f (through logf), powf and sincosf fuse, so their replicas exist only at levels with FMA.
-VOREL_TARGET_SSE2 void log1pf_sse2(float* d, const float* s, std::size_t n) { map_lanes<float4>(d, s, n, Log1pf{}); }
-VOREL_TARGET_AVX2 void log1pf_avx2(float* d, const float* s, std::size_t n) { map_lanes<float8>(d, s, n, Log1pf{}); }
-#if defined(__clang__)
-// clang rejects 512-bit vectors passed between a target function and the generic helpers the
-// mask-register driver calls, so it builds the generic driver.
-VOREL_TARGET_AVX512 void log1pf_avx512(float* d, const float* s, std::size_t n) {
-    map_lanes<float16>(d, s, n, Log1pf{});
-}
-#else
-// At 16 lanes the route choices and the special lanes are mask registers, the special mask also
-// blending the inputs into the stores; the blocks run as in map_lanes.
-VOREL_TARGET_AVX512 void log1pf_avx512(float* dst, const float* src, std::size_t n) {
-    std::uint32_t masks[kBlock];
-    const std::size_t vectors = n / 16;
-    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
-        const std::size_t m = std::min(kBlock, vectors - v0);
-        float* d = dst + 16 * v0;
-        const float* s = src + 16 * v0;
-        std::uint32_t marked = 0;
-        for (std::size_t k = 0; k < m; ++k) {
-            const float16 x = load<float16>(s + 16 * k);
-            __mmask16 special;
-            const __m512 r = log1pf_lanes16(std::bit_cast<__m512>(x), special);
-            masks[k] = special;
-            marked |= special;
-            _mm512_storeu_ps(d + 16 * k, _mm512_mask_mov_ps(r, special, std::bit_cast<__m512>(x)));
-        }
-        if (marked == 0) continue;
-        for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
-            float* p = d + 16 * k + l;
-            *p = log1pf(*p);
-        });
-    }
-    for (std::size_t i = 16 * vectors; i < n; ++i) {
-        I1 special;
-        const float r = log1pf_lanes(src[i], special);
-        dst[i] = special[0] ? log1pf(src[i]) : r;
-    }
-}
-#endif
-VOREL_TARGET_AVX2 void log10f_avx2(float* d, const float* s, std::size_t n) { map_lanes<float8>(d, s, n, Log10f{}); }
-VOREL_TARGET_AVX512 void log10f_avx512(float* d, const float* s, std::size_t n) {
-    map_lanes<float16>(d, s, n, Log10f{});
-}
-VOREL_TARGET_AVX2 void powf_avx2(float* d, const float* s, std::size_t n, float y) {
-    map_lanes<float8>(d, s, n, Powf{y});
-}
-VOREL_TARGET_AVX512 void powf_avx512(float* d, const float* s, std::size_t n, float y) {
-    map_lanes<float16>(d, s, n, Powf{y});
-}
-VOREL_TARGET_AVX2 void powf_half_avx2(float* d, const float* s, std::size_t n, float y) {
-    map_lanes<float8>(d, s, n, PowfHalf{y});
-}
-VOREL_TARGET_AVX512 void powf_half_avx512(float* d, const float* s, std::size_t n, float y) {
-    map_lanes<float16>(d, s, n, PowfHalf{y});
-}
-VOREL_TARGET_SSE2 void atan2f_sse2(float* d, const float* y, const float* x, std::size_t n) {
-    map_atan2<float4>(d, y, x, n);
-}
-VOREL_TARGET_AVX2 void atan2f_avx2(float* d, const float* y, const float* x, std::size_t n) {
-    map_atan2<float8>(d, y, x, n);
-}
-VOREL_TARGET_AVX512 void atan2f_avx512(float* d, const float* y, const float* x, std::size_t n) {
-    map_atan2<float16>(d, y, x, n);
-}
-VOREL_TARGET_AVX2 void sincosf_avx2(float* s, float* c, const float* x, std::size_t n) {
-    map_sincos<float8>(s, c, x, n);
-}
-VOREL_TARGET_AVX512 void sincosf_avx512(float* s, float* c, const float* x, std::size_t n) {
-    map_sincos<float16>(s, c, x, n);
+// log10f (through logf), powf and sincosf fuse, so their replicas (and the square-root rule,
+// whose residual is one fused step) exist only at levels with FMA.
+template <class K, bool kFuses>
+constexpr IsaBuilds<Run> builds() {
+    if constexpr (kFuses)
+        return {plain<K>, nullptr, lanes_avx2<K>, lanes_avx512<K>};
+    else
+        return {plain<K>, lanes_sse2<K>, lanes_avx2<K>, lanes_avx512<K>};
 }
 
-const IsaBuilds<Unary> kLog10f{plain<Log10f>, nullptr, log10f_avx2, log10f_avx512};
-const IsaBuilds<Unary> kLog1pf{plain<Log1pf>, log1pf_sse2, log1pf_avx2, log1pf_avx512};
-const IsaBuilds<Power> kPowf{plain_powf, nullptr, powf_avx2, powf_avx512};
-// The square-root rule needs FMA for its exact residual.
-const IsaBuilds<Power> kPowfHalf{plain_powf, nullptr, powf_half_avx2, powf_half_avx512};
-const IsaBuilds<Binary> kAtan2f{plain_atan2f, atan2f_sse2, atan2f_avx2, atan2f_avx512};
-const IsaBuilds<Pair> kSincosf{plain_sincosf, nullptr, sincosf_avx2, sincosf_avx512};
+// By LibmFn.
+constexpr IsaBuilds<Run> kBuilds[] = {builds<Unary<One::log10f>, true>(), builds<Unary<One::log1pf>, false>(),
+                                      builds<Unary<One::powf>, true>(), builds<Atan2f, false>(),
+                                      builds<Sincosf, true>()};
+constexpr IsaBuilds<Run> kPowfHalf = builds<Unary<One::powf_half>, true>();
+
+Run build(LibmFn fn, Isa isa) { return kBuilds[static_cast<int>(fn)](isa); }
 
 // Whether fn has a replica of its own at this level (not one inherited from below).
 bool has_build(LibmFn fn, Isa isa) {
-    if (isa == Isa::scalar) return false;
-    switch (fn) {
-        case LibmFn::log10f: return kLog10f(isa) != kLog10f(Isa::sse2);
-        case LibmFn::powf: return kPowf(isa) != kPowf(Isa::sse2);
-        case LibmFn::sincosf: return kSincosf(isa) != kSincosf(Isa::sse2);
-        case LibmFn::log1pf:
-        case LibmFn::atan2f: return true;
-    }
-    return false;
+    return isa != Isa::scalar && build(fn, isa) != build(fn, static_cast<Isa>(static_cast<int>(isa) - 1));
 }
 
 // ---- guard inputs ----
 // A guard may run inside a call that has already written some of its outputs, so it allocates
 // nothing: the inputs live in a fixed buffer on the stack and are compared a chunk at a time.
 
-float from_bits(std::uint32_t b) { return std::bit_cast<float>(b); }
-
 struct Patterns {
     // The common patterns and the largest addition (sincosf's quadrant edges).
     static constexpr std::size_t kCapacity = 36 + 255 * 14 + 4096 + 3 * 8 + 153 * 12;
     float v[kCapacity];
     std::size_t n = 0;
-    void push_back(float x) { v[n++] = x; }
+    void push(std::uint32_t b) { v[n++] = std::bit_cast<float>(b); }
+    // b - d and b + d for d < reach.
+    void around(std::uint32_t b, std::uint32_t reach) {
+        for (std::uint32_t d = 0; d < reach; ++d) {
+            push(b - d);
+            push(b + d);
+        }
+    }
 };
 
 // Patterns every guard sees: zeros, subnormals, the smallest and largest normals, infinities,
@@ -278,13 +178,13 @@ void common_patterns(Patterns& v) {
                                    0x00800001, 0x7f7fffff, 0x7f800000, 0x7fc00000, 0x7fa00000, 0x7fffffff,
                                    0x3f800000, 0x3f7fffff, 0x3f800001, 0x3f000000, 0x3fffffff, 0x40000000};
     for (std::uint32_t b : fixed) {
-        v.push_back(from_bits(b));
-        v.push_back(from_bits(b | 0x80000000u));
+        v.push(b);
+        v.push(b | 0x80000000u);
     }
     for (std::uint32_t e = 0; e < 255; ++e) {
         for (std::uint32_t m : {0x000000u, 0x000001u, 0x7fffffu, 0x3504f3u, 0x3504f7u, 0x330000u, 0x32ffffu}) {
-            v.push_back(from_bits(e << 23 | m));
-            v.push_back(from_bits(0x80000000u | e << 23 | m));
+            v.push(e << 23 | m);
+            v.push(0x80000000u | e << 23 | m);
         }
     }
     std::uint32_t state = 0x9e3779b9u;
@@ -292,7 +192,7 @@ void common_patterns(Patterns& v) {
         state ^= state << 13;
         state ^= state >> 17;
         state ^= state << 5;
-        v.push_back(from_bits(state));
+        v.push(state);
     }
 }
 
@@ -303,9 +203,9 @@ void add_table_edges(Patterns& v) {
         const std::uint32_t edge = 0x3f330000u + (j << 19);
         for (std::int32_t shift : {-0x20000000, -0x08000000, 0, 0x08000000, 0x20000000}) {
             const std::uint32_t b = edge + static_cast<std::uint32_t>(shift);
-            v.push_back(from_bits(b - 1));
-            v.push_back(from_bits(b));
-            v.push_back(from_bits(b + 1));
+            v.push(b - 1);
+            v.push(b);
+            v.push(b + 1);
         }
     }
 }
@@ -315,58 +215,35 @@ void add_table_edges(Patterns& v) {
 void add_thresholds(Patterns& v) {
     for (std::uint32_t b : {0x3ed413d7u, 0xbe95f61fu, 0x31000000u, 0x24800000u, 0x5a000000u, 0xbf800000u, 0x3ee00000u,
                             0x3f300000u, 0x3f980000u, 0x401c0000u, 0x4c000000u, 0x3504f7u | 0x3f800000u,
-                            0x3504f3u | 0x3f000000u, 0x3f3504f3u, 0xbeb504f3u}) {
-        for (std::uint32_t d = 0; d < 4; ++d) {
-            v.push_back(from_bits(b - d));
-            v.push_back(from_bits(b + d));
-        }
-    }
+                            0x3504f3u | 0x3f000000u, 0x3f3504f3u, 0xbeb504f3u})
+        v.around(b, 4);
 }
 
 // sincosf: its branch points 2^-12, 0.75 and 120, and the neighbourhoods of the odd multiples
 // of pi/4 up to 120, where the quadrant changes, and of the even ones, where a result nears 0.
 void add_quadrant_edges(Patterns& v) {
-    for (std::uint32_t b : {0x39800000u, 0x3f400000u, 0x42f00000u}) {
-        for (std::uint32_t d = 0; d < 4; ++d) {
-            v.push_back(from_bits(b - d));
-            v.push_back(from_bits(b + d));
-        }
-    }
+    for (std::uint32_t b : {0x39800000u, 0x3f400000u, 0x42f00000u}) v.around(b, 4);
     for (int j = 1; j <= 153; ++j) {
         const std::uint32_t b = std::bit_cast<std::uint32_t>(static_cast<float>(j * 0.78539816339744831));
-        for (std::uint32_t d = 0; d < 3; ++d)
-            for (std::uint32_t sign : {0u, 0x80000000u}) {
-                v.push_back(from_bits((b - d) | sign));
-                v.push_back(from_bits((b + d) | sign));
-            }
+        for (std::uint32_t sign : {0u, 0x80000000u}) v.around(b | sign, 3);
     }
 }
 
 constexpr std::size_t kChunk = 256;
 
-bool same(const float* a, const float* b, std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i)
-        if (std::bit_cast<std::uint32_t>(a[i]) != std::bit_cast<std::uint32_t>(b[i])) return false;
-    return true;
-}
-
-// Whether run(got, i, m) and run_scalar(want, i, m) agree on every chunk [i, i + m) of n inputs.
-template <class Run, class RunScalar>
-bool chunks_agree(std::size_t n, Run run, RunScalar run_scalar) {
-    float got[kChunk], want[kChunk];
+// Whether fn's build at `isa` gives the plain calls' bits on the inputs pair(j) = (a, b), j < n,
+// taken a chunk at a time; y is powf's exponent.
+template <class Pair>
+bool agree(LibmFn fn, Isa isa, std::size_t n, float y, Pair pair) {
+    float a[kChunk], b[kChunk], got[2][kChunk] = {}, want[2][kChunk] = {};
     for (std::size_t i = 0; i < n; i += kChunk) {
         const std::size_t m = std::min(kChunk, n - i);
-        run(got, i, m);
-        run_scalar(want, i, m);
-        if (!same(got, want, m)) return false;
+        for (std::size_t j = 0; j < m; ++j) std::tie(a[j], b[j]) = pair(i + j);
+        build(fn, isa)({got[0], got[1], a, b, m, y});
+        build(fn, Isa::scalar)({want[0], want[1], a, b, m, y});
+        if (std::memcmp(got, want, sizeof got) != 0) return false;
     }
     return true;
-}
-
-bool unary_guard(const IsaBuilds<Unary>& builds, Isa isa, const Patterns& in) {
-    return chunks_agree(
-        in.n, [&](float* d, std::size_t i, std::size_t m) { builds(isa)(d, in.v + i, m); },
-        [&](float* d, std::size_t i, std::size_t m) { builds(Isa::scalar)(d, in.v + i, m); });
 }
 
 // Exponents the norms use (power / 2 for the common powers) and a few others of each kind.
@@ -391,70 +268,33 @@ bool passes(LibmFn fn, Isa isa) {
 }  // namespace
 
 const char* libm_fn_name(LibmFn fn) {
-    switch (fn) {
-        case LibmFn::log10f: return "log10f";
-        case LibmFn::log1pf: return "log1pf";
-        case LibmFn::powf: return "powf";
-        case LibmFn::atan2f: return "atan2f";
-        case LibmFn::sincosf: return "sincosf";
-    }
-    return "?";
+    constexpr const char* kNames[] = {"log10f", "log1pf", "powf", "atan2f", "sincosf"};
+    return kNames[static_cast<int>(fn)];
 }
 
 bool guard_matches(LibmFn fn, Isa isa) {
     if (!isa_supported(isa)) return false;
     Patterns in;
     common_patterns(in);
+    const auto each = [&](std::size_t j) { return std::pair{in.v[j], 0.0f}; };
     switch (fn) {
-        case LibmFn::log10f: add_table_edges(in); return unary_guard(kLog10f, isa, in);
-        case LibmFn::log1pf: add_thresholds(in); return unary_guard(kLog1pf, isa, in);
-        case LibmFn::powf: {
+        case LibmFn::log10f: add_table_edges(in); return agree(fn, isa, in.n, 0.0f, each);
+        case LibmFn::log1pf: add_thresholds(in); return agree(fn, isa, in.n, 0.0f, each);
+        case LibmFn::powf:
             add_table_edges(in);
-            for (float y : kGuardExponents) {
-                const bool agree = chunks_agree(
-                    in.n, [&](float* d, std::size_t i, std::size_t m) { kPowf(isa)(d, in.v + i, m, y); },
-                    [&](float* d, std::size_t i, std::size_t m) { plain_powf(d, in.v + i, m, y); });
-                if (!agree) return false;
-            }
+            for (float y : kGuardExponents)
+                if (!agree(fn, isa, in.n, y, each)) return false;
             return true;
-        }
         case LibmFn::atan2f: {
             add_thresholds(in);
             // Every pairing of a short list of both arguments, then the list against its shifts.
             const std::size_t m = 97;
-            const auto y_at = [&](std::size_t j) { return j < m * m ? in.v[j / m * 7 % in.n] : in.v[j - m * m]; };
-            const auto x_at = [&](std::size_t j) {
-                return j < m * m ? in.v[j % m * 13 % in.n] : in.v[((j - m * m) * 31 + 5) % in.n];
-            };
-            float ys[kChunk], xs[kChunk];
-            const auto fill = [&](std::size_t i, std::size_t count) {
-                for (std::size_t j = 0; j < count; ++j) {
-                    ys[j] = y_at(i + j);
-                    xs[j] = x_at(i + j);
-                }
-            };
-            return chunks_agree(
-                m * m + in.n,
-                [&](float* d, std::size_t i, std::size_t count) {
-                    fill(i, count);
-                    kAtan2f(isa)(d, ys, xs, count);
-                },
-                [&](float* d, std::size_t i, std::size_t count) {
-                    fill(i, count);
-                    plain_atan2f(d, ys, xs, count);
-                });
+            return agree(fn, isa, m * m + in.n, 0.0f, [&](std::size_t j) {
+                return j < m * m ? std::pair{in.v[j / m * 7 % in.n], in.v[j % m * 13 % in.n]}
+                                 : std::pair{in.v[j - m * m], in.v[((j - m * m) * 31 + 5) % in.n]};
+            });
         }
-        case LibmFn::sincosf: {
-            add_quadrant_edges(in);
-            float got_s[kChunk], got_c[kChunk], want_s[kChunk], want_c[kChunk];
-            for (std::size_t i = 0; i < in.n; i += kChunk) {
-                const std::size_t m = std::min(kChunk, in.n - i);
-                kSincosf(isa)(got_s, got_c, in.v + i, m);
-                plain_sincosf(want_s, want_c, in.v + i, m);
-                if (!same(got_s, want_s, m) || !same(got_c, want_c, m)) return false;
-            }
-            return true;
-        }
+        case LibmFn::sincosf: add_quadrant_edges(in); return agree(fn, isa, in.n, 0.0f, each);
     }
     return false;
 }
@@ -469,18 +309,24 @@ Isa replica_isa(LibmFn fn, Isa isa) {
 
 void force_guard_failure(bool on) { g_forced_failure.store(on, std::memory_order_relaxed); }
 
-void log10f_array(Isa isa, float* dst, const float* src, std::size_t n) { kLog10f(isa)(dst, src, n); }
-void log1pf_array(Isa isa, float* dst, const float* src, std::size_t n) { kLog1pf(isa)(dst, src, n); }
+void log10f_array(Isa isa, float* dst, const float* src, std::size_t n) {
+    build(LibmFn::log10f, isa)({dst, nullptr, src, nullptr, n, 0.0f});
+}
+void log1pf_array(Isa isa, float* dst, const float* src, std::size_t n) {
+    build(LibmFn::log1pf, isa)({dst, nullptr, src, nullptr, n, 0.0f});
+}
 void powf_half_array(Isa isa, float* dst, const float* src, std::size_t n) {
-    kPowfHalf(isa)(dst, src, n, half_exponent());
+    kPowfHalf(isa)({dst, nullptr, src, nullptr, n, half_exponent()});
 }
 void powf_array(Isa isa, float* dst, const float* src, std::size_t n, float y) {
     if (!powf_exponent_in_range(y)) isa = Isa::scalar;
-    kPowf(isa)(dst, src, n, y);
+    build(LibmFn::powf, isa)({dst, nullptr, src, nullptr, n, y});
 }
-void atan2f_array(Isa isa, float* dst, const float* y, const float* x, std::size_t n) { kAtan2f(isa)(dst, y, x, n); }
+void atan2f_array(Isa isa, float* dst, const float* y, const float* x, std::size_t n) {
+    build(LibmFn::atan2f, isa)({dst, nullptr, y, x, n, 0.0f});
+}
 void sincosf_array(Isa isa, float* sin_dst, float* cos_dst, const float* src, std::size_t n) {
-    kSincosf(isa)(sin_dst, cos_dst, src, n);
+    build(LibmFn::sincosf, isa)({sin_dst, cos_dst, src, nullptr, n, 0.0f});
 }
 
 bool powf_one_is_identity() {

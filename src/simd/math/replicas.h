@@ -34,6 +34,7 @@ void log1pf_array(Isa isa, float* dst, const float* src, std::size_t n);
 void powf_array(Isa isa, float* dst, const float* src, std::size_t n, float y);
 // powf(src[i], 0.5f) by the square-root rule of powf_half.h where it holds, powf elsewhere.
 void powf_half_array(Isa isa, float* dst, const float* src, std::size_t n);
+// The outputs of these two must not overlap their inputs.
 void atan2f_array(Isa isa, float* dst, const float* y, const float* x, std::size_t n);
 // sincosf(src[i], &sin_dst[i], &cos_dst[i]).
 void sincosf_array(Isa isa, float* sin_dst, float* cos_dst, const float* src, std::size_t n);
