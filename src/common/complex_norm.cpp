@@ -112,27 +112,24 @@ VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float expon
         return;
     }
     constexpr std::size_t kBlock = 256;
-    std::uint32_t masks[kBlock];
-    const std::size_t vectors = n / W;
-    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
-        const std::size_t m = std::min(kBlock, vectors - v0);
-        float* d = dst + kStride * W * v0;
-        const float* s = src + 2 * W * v0;
-        for (std::size_t k = 0; k < m; ++k) {
-            const V sq = math::sum_of_squares<V>(s + 2 * W * k);
-            put<kStride>(d + kStride * W * k, norm_kernel<kShortcut>(sq, exponent, masks[k]));
-        }
-        if constexpr (kShortcut == Shortcut::sqrt) {
-            math::powf_at<V, kBlock>(d, kStride, masks, m, exponent);
-        } else {
-            math::for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) {
-                float* p = d + kStride * (W * k + l);
-                *p = powf(*p, exponent);
-            });
-        }
-    }
-    for (std::size_t i = vectors * W; i < n; ++i)
-        put<kStride>(dst + kStride * i, norm_one<kShortcut>(src + 2 * i, exponent));
+    const std::size_t whole = math::blocks_of_lanes_then<W, kBlock>(
+        n,
+        [&](std::size_t i, std::uint32_t* bits) VOREL_INLINE_LAMBDA {
+            put<kStride>(dst + kStride * i,
+                         norm_kernel<kShortcut>(math::sum_of_squares<V>(src + 2 * i), exponent, bits[0]));
+        },
+        [&](std::size_t first, std::uint32_t(*masks)[kBlock], std::size_t m) VOREL_INLINE_LAMBDA {
+            float* d = dst + kStride * first;
+            if constexpr (kShortcut == Shortcut::sqrt) {
+                math::powf_at<V, kBlock>(d, kStride, masks[0], m, exponent);
+            } else {
+                math::for_each_lane_bit(masks[0], m, [&](std::size_t k, std::size_t l) {
+                    float* p = d + kStride * (W * k + l);
+                    *p = powf(*p, exponent);
+                });
+            }
+        });
+    for (std::size_t i = whole; i < n; ++i) put<kStride>(dst + kStride * i, norm_one<kShortcut>(src + 2 * i, exponent));
 }
 
 // Plain calls, with the exponent-1 identity when it holds.

@@ -28,9 +28,10 @@ template <class V>
 VOREL_INLINE V angle_lanes(V re, V im) {
     typename math::LaneTypes<simd::kLanes<V>>::I special;
     V a = math::atan2f_lanes(im, re, special);
-    if (math::any(special))
-        for (std::size_t l = 0; l < simd::kLanes<V>; ++l)
-            if (special[l]) a[l] = atan2f(im[l], re[l]);
+    for (unsigned b = math::lane_bits(special); b != 0; b &= b - 1) {
+        const int l = __builtin_ctz(b);
+        a[l] = atan2f(im[l], re[l]);
+    }
     return a;
 }
 
@@ -107,33 +108,26 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
     constexpr std::size_t W = simd::kLanes<V>;
     constexpr std::size_t kBlock = 128;
     constexpr std::size_t kPhaseStride = kPhasor ? 2 : 1;
-    std::uint32_t mag_masks[kBlock], phase_masks[kBlock];
-    const std::size_t vectors = n / W;
-    for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
-        const std::size_t m = std::min(kBlock, vectors - v0);
-        std::uint32_t any = 0;
-        for (std::size_t k = 0; k < m; ++k) {
-            const std::size_t i = W * (v0 + k);
+    const std::size_t done = math::blocks_of_lanes_then<W, kBlock, 2>(
+        n,
+        [&](std::size_t i, std::uint32_t* bits) VOREL_INLINE_LAMBDA {
             // Angles alone have no magnitude row: mag is null and takes no offset.
             float* const mag_at = kNorm == NormBy::none ? mag : mag + i;
-            cells_vector<V, kPhasor, kNorm>(mag_at, phase + kPhaseStride * i, src + 2 * i, exponent, mag_masks[k],
-                                            phase_masks[k]);
-            any |= mag_masks[k] | phase_masks[k];
-        }
-        if (any == 0) continue;
-        const std::size_t first = W * v0;
-        if constexpr (kNorm == NormBy::sqrt) {
-            math::powf_at<V, kBlock>(mag + first, 1, mag_masks, m, exponent);
-        } else if constexpr (kNorm != NormBy::none) {
-            math::for_each_lane_bit(mag_masks, m, [&](std::size_t k, std::size_t l) {
-                float* p = mag + first + W * k + l;
-                *p = powf(*p, exponent);
-            });
-        }
-        math::for_each_lane_bit(
-            phase_masks, m, [&](std::size_t k, std::size_t l) { cell_phase<kPhasor>(phase, src, first + W * k + l); });
-    }
-    const std::size_t first = vectors * W, rest = n - first;
+            cells_vector<V, kPhasor, kNorm>(mag_at, phase + kPhaseStride * i, src + 2 * i, exponent, bits[0], bits[1]);
+        },
+        [&](std::size_t first, std::uint32_t(*masks)[kBlock], std::size_t m) VOREL_INLINE_LAMBDA {
+            if constexpr (kNorm == NormBy::sqrt) {
+                math::powf_at<V, kBlock>(mag + first, 1, masks[0], m, exponent);
+            } else if constexpr (kNorm != NormBy::none) {
+                math::for_each_lane_bit(masks[0], m, [&](std::size_t k, std::size_t l) {
+                    float* p = mag + first + W * k + l;
+                    *p = powf(*p, exponent);
+                });
+            }
+            math::for_each_lane_bit(
+                masks[1], m, [&](std::size_t k, std::size_t l) { cell_phase<kPhasor>(phase, src, first + W * k + l); });
+        });
+    const std::size_t first = done, rest = n - done;
     if (rest == 0) return;
     // Padding cells (2, 2) are ordinary for every replica; their outputs are dropped.
     float in[2 * W], mag_out[W], phase_out[kPhaseStride * W];

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "planned_fft/plan.h"
-#include "simd/mask.h"
+#include "simd/math/lanes.h"
 #include "simd/vec.h"
 
 namespace vorel::audio::qentor {
@@ -33,7 +33,7 @@ VOREL_INLINE float4 product_pairs(float4 w, float4 x) {
 // True when both parts of one of the two products are NaN: the scalar product's recovery of
 // infinite results has to redo those.
 VOREL_INLINE bool needs_recovery(float4 t) {
-    const int nan = simd::lane_bits(t != t);
+    const unsigned nan = simd::math::lane_bits(t != t);
     return (nan & 3) == 3 || (nan & 12) == 12;
 }
 

@@ -13,6 +13,9 @@
 #include <utility>
 
 #define VOREL_INLINE inline __attribute__((always_inline))
+// A lambda inside a kernel template is compiled with the kernel's build only when it is inlined;
+// out of line it would be compiled for the baseline level.
+#define VOREL_INLINE_LAMBDA __attribute__((always_inline))
 
 namespace vorel::audio::simd {
 

@@ -60,34 +60,18 @@ VOREL_INLINE auto less(A a, B b) {
     return (a - b) >> 31;
 }
 
-template <class M>
-VOREL_INLINE bool any(M mask) {
-    constexpr std::size_t w = sizeof(M) / sizeof(mask[0]);
-    if constexpr (w == 1) {
-        return mask[0] != 0;
-    } else if constexpr (sizeof(mask[0]) == 4) {
-        // Folding halves keeps this a few vector instructions instead of a lane loop.
-        using Half = typename LaneTypes<w / 2>::I;
-        Half lo, hi;
-        __builtin_memcpy(&lo, &mask, sizeof lo);
-        __builtin_memcpy(&hi, reinterpret_cast<const char*>(&mask) + sizeof lo, sizeof hi);
-        return any(lo | hi);
-    } else {
-        bool r = false;
-        for (std::size_t i = 0; i < w; ++i) r |= mask[i] != 0;
-        return r;
-    }
-}
-
 // Bit l set when lane l of a mask of int32 lanes (all ones or zero per lane) is set: one
-// instruction at 8 and 16 lanes, so a loop can keep the mask of every vector and answer the rare
-// set lanes after it, without a branch per vector.
+// instruction at 4, 8 and 16 lanes, so a loop can keep the mask of every vector and answer the
+// rare set lanes after it, without a branch per vector.
 template <class M>
 VOREL_INLINE unsigned lane_bits(M mask) {
     constexpr std::size_t w = sizeof(M) / sizeof(mask[0]);
     static_assert(sizeof(mask[0]) == 4);
+    if constexpr (w == 4) {
+        return static_cast<unsigned>(__builtin_ia32_movmskps(std::bit_cast<typename LaneTypes<4>::F>(mask)));
+    } else
 #if !defined(__clang__)
-    if constexpr (w == 16) {
+        if constexpr (w == 16) {
         return __builtin_ia32_cvtd2mask512(mask);
     } else if constexpr (w == 8) {
         return static_cast<unsigned>(__builtin_ia32_movmskps256(std::bit_cast<typename LaneTypes<8>::F>(mask)));
@@ -116,25 +100,43 @@ VOREL_INLINE void for_each_lane_bit(const std::uint32_t* masks, std::size_t m, F
             f(std::size_t{marked[j]}, static_cast<std::size_t>(__builtin_ctz(b)));
 }
 
-// The whole vectors of n elements in blocks: body(i) runs the W elements from i and returns the
-// lane bits of those it leaves, and after each block fix(i) answers each element left, in
-// ascending order: no call in the loop body (its constants stay in registers) and no branch per
-// vector. Returns the index after the last whole vector; the rest is the caller's.
-template <std::size_t W, class Body, class Fix>
-VOREL_INLINE std::size_t blocks_of_lanes(std::size_t n, Body&& body, Fix&& fix) {
-    constexpr std::size_t kBlock = 256;
-    std::uint32_t masks[kBlock];
+// The whole vectors of n elements in blocks of at most kBlock vectors: body(i, bits) runs the W
+// elements from i and sets bits[j] to the lane bits of those it leaves for answer j, and after a
+// block in which any bit is set, after(first, masks, m) answers them from masks[j][k], the bits of
+// the block's vector k (k < m) whose first element is first + W * k. No call in the loop body (its
+// constants stay in registers) and no branch per vector. Returns the index after the last whole
+// vector; the rest is the caller's.
+template <std::size_t W, std::size_t kBlock, std::size_t kAnswers = 1, class Body, class After>
+VOREL_INLINE std::size_t blocks_of_lanes_then(std::size_t n, Body&& body, After&& after) {
+    static_assert(kBlock <= 256);
+    std::uint32_t masks[kAnswers][kBlock];
     const std::size_t vectors = n / W;
     for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
         const std::size_t m = std::min(kBlock, vectors - v0);
         std::uint32_t marked = 0;
         for (std::size_t k = 0; k < m; ++k) {
-            masks[k] = body(W * (v0 + k));
-            marked |= masks[k];
+            std::uint32_t bits[kAnswers];
+            body(W * (v0 + k), bits);
+            for (std::size_t j = 0; j < kAnswers; ++j) {
+                masks[j][k] = bits[j];
+                marked |= bits[j];
+            }
         }
-        if (marked != 0) for_each_lane_bit(masks, m, [&](std::size_t k, std::size_t l) { fix(W * (v0 + k) + l); });
+        if (marked != 0) after(W * v0, masks, m);
     }
     return W * vectors;
+}
+
+// The same with one answer per element: body(i) returns the lane bits of the elements it leaves,
+// and fix(i) answers each of them, in ascending order.
+template <std::size_t W, class Body, class Fix>
+VOREL_INLINE std::size_t blocks_of_lanes(std::size_t n, Body&& body, Fix&& fix) {
+    constexpr std::size_t kBlock = 256;
+    return blocks_of_lanes_then<W, kBlock>(
+        n, [&](std::size_t i, std::uint32_t* bits) VOREL_INLINE_LAMBDA { bits[0] = body(i); },
+        [&](std::size_t first, std::uint32_t(*masks)[kBlock], std::size_t m) VOREL_INLINE_LAMBDA {
+            for_each_lane_bit(masks[0], m, [&](std::size_t k, std::size_t l) { fix(first + W * k + l); });
+        });
 }
 
 // table[index[l]] per lane; the index is in range by construction in every lane.
@@ -185,12 +187,6 @@ VOREL_INLINE T splat(std::remove_cvref_t<decltype(T{}[0])> x) {
     T v;
     for (std::size_t i = 0; i < sizeof(T) / sizeof(x); ++i) v[i] = x;
     return v;
-}
-
-// a * b + c rounded once per lane (simd::fma), for the replicas of variants that fuse.
-template <class T>
-VOREL_INLINE T fused(T a, T b, T c) {
-    return simd::fma(a, b, c);
 }
 
 // One of four values per lane by an index in 0..3: one variable permute of a constant vector at

@@ -40,12 +40,12 @@ VOREL_INLINE typename LaneTypes<W>::F logf_fma_lanes(typename LaneTypes<W>::U ix
     const D invc = lookup16<D>(logf_data::invc, i);
     const D logc = lookup16<D>(logf_data::logc, i);
     const D z = convert<D>(bits<typename T::F>(iz));
-    const D r = fused(z, invc, splat<D>(-1.0));
-    const D y0 = fused(convert<D>(k), splat<D>(logf_data::ln2), logc);
+    const D r = simd::fma(z, invc, splat<D>(-1.0));
+    const D y0 = simd::fma(convert<D>(k), splat<D>(logf_data::ln2), logc);
     const D r2 = r * r;
-    D y = fused(splat<D>(logf_data::poly[1]), r, splat<D>(logf_data::poly[2]));
-    y = fused(splat<D>(logf_data::poly[0]), r2, y);
-    y = fused(y, r2, y0 + r);
+    D y = simd::fma(splat<D>(logf_data::poly[1]), r, splat<D>(logf_data::poly[2]));
+    y = simd::fma(splat<D>(logf_data::poly[0]), r2, y);
+    y = simd::fma(y, r2, y0 + r);
     typename T::F out = convert<typename T::F>(y);
     // logf(1) returns +0 before the polynomial (the sign of zero under any rounding).
     return select(ix == 0x3f800000u, splat<typename T::F>(0.0f), out);

@@ -73,15 +73,15 @@ VOREL_INLINE V powf_lanes(V v, float y, typename LaneTypes<kLanes<V>>::I& specia
     const D invc = lookup16<D>(logf_data::invc, i);
     const D logc = lookup16<D>(powf_data::logc, i);
     const D z = convert<D>(bits<F>(iz));
-    const D r = fused(z, invc, splat<D>(-1.0));
+    const D r = simd::fma(z, invc, splat<D>(-1.0));
     const D y0 = logc + convert<D>(k);
     const D r2 = r * r;
-    D p0 = fused(splat<D>(powf_data::log2_poly[0]), r, splat<D>(powf_data::log2_poly[1]));
-    const D p1 = fused(splat<D>(powf_data::log2_poly[2]), r, splat<D>(powf_data::log2_poly[3]));
+    D p0 = simd::fma(splat<D>(powf_data::log2_poly[0]), r, splat<D>(powf_data::log2_poly[1]));
+    const D p1 = simd::fma(splat<D>(powf_data::log2_poly[2]), r, splat<D>(powf_data::log2_poly[3]));
     const D r4 = r2 * r2;
-    D q = fused(splat<D>(powf_data::log2_poly[4]), r, y0);
-    q = fused(p1, r2, q);
-    const D logx = fused(p0, r4, q);
+    D q = simd::fma(splat<D>(powf_data::log2_poly[4]), r, y0);
+    q = simd::fma(p1, r2, q);
+    const D logx = simd::fma(p0, r4, q);
     const D ylogx = splat<D>(static_cast<double>(y)) * logx;
     // |y log2 x| >= 126: overflow, underflow and their rounding checks stay with the libm.
     // The top 16 bits below the sign against those of 126, compared in int32 lanes.
@@ -98,10 +98,10 @@ VOREL_INLINE V powf_lanes(V v, float y, typename LaneTypes<kLanes<V>>::I& specia
     const UL high_half = lookup16<UL>(powf_data::exp2_tab + 16, j & 15);
     const UL t = select(convert<L>(less(j, 16)), low_half, high_half) + (ki << 47);
     const D s = bits<D>(t);
-    const D zz = fused(splat<D>(powf_data::exp2_poly[0]), rr, splat<D>(powf_data::exp2_poly[1]));
+    const D zz = simd::fma(splat<D>(powf_data::exp2_poly[0]), rr, splat<D>(powf_data::exp2_poly[1]));
     const D rr2 = rr * rr;
-    D e = fused(splat<D>(powf_data::exp2_poly[2]), rr, splat<D>(1.0));
-    e = fused(zz, rr2, e);
+    D e = simd::fma(splat<D>(powf_data::exp2_poly[2]), rr, splat<D>(1.0));
+    e = simd::fma(zz, rr2, e);
     e = e * s;
     const F out = convert<F>(e);
     return from_lanes<V>(select(zero, splat<F>(0.0f), out));

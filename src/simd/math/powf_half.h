@@ -35,7 +35,7 @@ VOREL_INLINE V powf_half_by_sqrt(V v, typename LaneTypes<kLanes<V>>::I& special)
     using U = typename T::U;
     const F x = to_lanes(v);
     const F f = to_lanes(simd::sqrt(v));
-    const F r = fused(-f, f, x);
+    const F r = simd::fma(-f, f, x);
     // Bit arithmetic in unsigned lanes: it wraps where a lane is special anyway (-0, NaN).
     const F gap = f - bits<F>(bits<U>(f) - 1u);
     const F abs_r = bits<F>(bits<U>(r) & 0x7fffffffu);
@@ -68,7 +68,7 @@ VOREL_INLINE LaneTypes<16>::F powf_half_sums16(LaneTypes<16>::F x, std::uint32_t
     using F = LaneTypes<16>::F;
     using I = LaneTypes<16>::I;
     const F f = simd::sqrt(x);
-    const F r = fused(-f, f, x);
+    const F r = simd::fma(-f, f, x);
     const F abs_r = bits<F>(bits<I>(r) & 0x7fffffff);
     const F scale = bits<F>((bits<I>(f) & 0x7f800000) - (76 << 23));
     const F limit = f * splat<F>(0.996f * 0x1p53f) * scale;

@@ -45,7 +45,7 @@ VOREL_INLINE void sincosf_lanes(V v, V& sin_out, V& cos_out, typename LaneTypes<
     // Special lanes reduce 0 instead, keeping the conversion to int in range.
     const D xd = convert<D>(select(special, splat<F>(0.0f), x));
     const I n = (convert<I>(xd * splat<D>(k::hpi_inv)) + 0x800000) >> 24;
-    const D r = fused(-convert<D>(n), splat<D>(k::hpi), xd);
+    const D r = simd::fma(-convert<D>(n), splat<D>(k::hpi), xd);
     // The sign factor of the sine's argument is -1 in quadrants 1 and 2.
     const UL flip = convert<UL>((n ^ (n >> 1)) & 1) << 63;
     const D xs = bits<D>(bits<UL>(r) ^ flip);
@@ -54,13 +54,13 @@ VOREL_INLINE void sincosf_lanes(V v, V& sin_out, V& cos_out, typename LaneTypes<
     const D x4 = x2 * x2;
     const D x5 = x2 * x3;
     const D x6 = x2 * x4;
-    const D s_hi = fused(x2, splat<D>(k::s3), splat<D>(k::s2));
-    const D c_hi = fused(x2, splat<D>(k::c4), splat<D>(k::c3));
-    const D c_lo = fused(x2, splat<D>(k::c1), splat<D>(k::c0));
-    const D s = fused(x3, splat<D>(k::s1), xs);
-    const D c = fused(x4, splat<D>(k::c2), c_lo);
-    const F fs = convert<F>(fused(x5, s_hi, s));
-    const F fc = bits<F>(bits<U>(convert<F>(fused(x6, c_hi, c))) ^ (bits<U>(n & 2) << 30));
+    const D s_hi = simd::fma(x2, splat<D>(k::s3), splat<D>(k::s2));
+    const D c_hi = simd::fma(x2, splat<D>(k::c4), splat<D>(k::c3));
+    const D c_lo = simd::fma(x2, splat<D>(k::c1), splat<D>(k::c0));
+    const D s = simd::fma(x3, splat<D>(k::s1), xs);
+    const D c = simd::fma(x4, splat<D>(k::c2), c_lo);
+    const F fs = convert<F>(simd::fma(x5, s_hi, s));
+    const F fc = bits<F>(bits<U>(convert<F>(simd::fma(x6, c_hi, c))) ^ (bits<U>(n & 2) << 30));
     const I odd = -(n & 1);
     sin_out = from_lanes<V>(select(tiny, x, select(odd, fc, fs)));
     cos_out = from_lanes<V>(select(tiny, splat<F>(1.0f), select(odd, fs, fc)));
