@@ -23,39 +23,6 @@ namespace {
 using simd::Isa;
 namespace math = simd::math;
 
-// atan2f(im, re) per lane by the replica; the lanes it marks special by atan2f itself.
-template <class V>
-VOREL_INLINE V angle_lanes(V re, V im) {
-    typename math::LaneTypes<simd::kLanes<V>>::I special;
-    V a = math::atan2f_lanes(im, re, special);
-    for (unsigned b = math::lane_bits(special); b != 0; b &= b - 1) {
-        const int l = __builtin_ctz(b);
-        a[l] = atan2f(im[l], re[l]);
-    }
-    return a;
-}
-
-template <class V>
-VOREL_INLINE void angles(float* phase, const float* src, std::size_t n) {
-    constexpr std::size_t W = simd::kLanes<V>;
-    std::size_t i = 0;
-    for (; i + W <= n; i += W) {
-        V re, im;
-        math::split_pairs(src + 2 * i, re, im);
-        simd::store(phase + i, angle_lanes(re, im));
-    }
-    for (; i < n; ++i) phase[i] = atan2f(src[2 * i + 1], src[2 * i]);
-}
-
-void angles_plain(float* phase, const float* src, std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i) phase[i] = atan2f(src[2 * i + 1], src[2 * i]);
-}
-VOREL_TARGET_SSE2 void angles_sse2(float* p, const float* s, std::size_t n) { angles<simd::float4>(p, s, n); }
-
-using Angles = void (*)(float*, const float*, std::size_t);
-// From AVX2 on the angles take the block pass below.
-const simd::IsaBuilds<Angles> kAngles{angles_plain, angles_sse2, nullptr, nullptr};
-
 // The phase of cell c by the libm: the angle, or its phasor (cosine first).
 template <bool kPhasor>
 VOREL_INLINE void cell_phase(float* phase, const float* src, std::size_t c) {
@@ -144,6 +111,17 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
             std::copy_n(phase_out + kPhaseStride * l, kPhaseStride, phase + kPhaseStride * (first + l));
     }
 }
+
+void angles_plain(float* phase, const float* src, std::size_t n) {
+    for (std::size_t i = 0; i < n; ++i) phase[i] = atan2f(src[2 * i + 1], src[2 * i]);
+}
+VOREL_TARGET_SSE2 void angles_sse2(float* p, const float* s, std::size_t n) {
+    cells_pass<simd::float4, false, NormBy::none>(nullptr, p, s, n, 0.0f);
+}
+
+using Angles = void (*)(float*, const float*, std::size_t);
+// From AVX2 on the angles share the pass of all three forms below.
+const simd::IsaBuilds<Angles> kAngles{angles_plain, angles_sse2, nullptr, nullptr};
 
 // Each combination its own loop: with the norm's form and the phase's form decided inside, GCC
 // keeps both forms' constants live across the loop and spills them.

@@ -66,13 +66,4 @@ VOREL_INLINE void sincosf_lanes(V v, V& sin_out, V& cos_out, typename LaneTypes<
     cos_out = from_lanes<V>(select(tiny, splat<F>(1.0f), select(odd, fs, fc)));
 }
 
-// Lane l of sin_out and cos_out from the scalar sincosf, for the lanes marked special.
-template <class V>
-VOREL_INLINE void sincosf_lane(V x, V& sin_out, V& cos_out, std::size_t l) {
-    float s, c;
-    sincosf(x[l], &s, &c);
-    sin_out[l] = s;
-    cos_out[l] = c;
-}
-
 }  // namespace vorel::audio::simd::math
