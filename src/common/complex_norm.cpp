@@ -11,6 +11,7 @@
 #include <bit>
 #include <cstdint>
 
+#include "simd/lanes.h"
 #include "simd/math/pairs.h"
 #include "simd/math/powf.h"
 #include "simd/math/powf_half.h"
@@ -27,18 +28,10 @@ namespace math = simd::math;
 // Writes kLanes<V> norms packed (stride 1) or as (norm, +0.0) pairs (stride 2).
 template <int kStride, class V>
 VOREL_INLINE void put(float* dst, V v) {
-    constexpr std::size_t W = simd::kLanes<V>;
-    if constexpr (kStride == 1) {
+    if constexpr (kStride == 1)
         simd::store(dst, v);
-    } else if constexpr (W == 1) {
-        dst[0] = v;
-        dst[1] = 0.0f;
-    } else {
-        for (std::size_t l = 0; l < W; ++l) {
-            dst[2 * l] = v[l];
-            dst[2 * l + 1] = 0.0f;
-        }
-    }
+    else
+        math::merge_pairs(dst, v, V{});
 }
 
 // How a run of norms may skip powf: not at all, exponent 1 (the sum is the result), or exponent
@@ -92,7 +85,7 @@ VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float expon
     if constexpr (kStride == 1) {
         // Packed outputs: the first few one by one until the stores fall on whole cache lines
         // (a store across two lines costs twice); every element is computed the same way.
-        const std::size_t head = std::min(n, (64 - reinterpret_cast<std::uintptr_t>(dst) % 64) % 64 / sizeof(float));
+        const std::size_t head = std::min(n, (simd::kLineFloats - simd::line_lead(dst)) % simd::kLineFloats);
         for (std::size_t i = 0; i < head; ++i) dst[i] = norm_one<kShortcut>(src + 2 * i, exponent);
         dst += head;
         src += 2 * head;
