@@ -273,7 +273,10 @@ VOREL_INLINE void mixed_radix_step(const float* in, float* out, const Strided& a
         // groups but a few of a short last step), so that no row count is tested per block.
         const auto each_block = [&](auto row_n) VOREL_INLINE_LAMBDA {
             for (std::size_t b = 0; b < blocks; ++b) {
-                const GroupInputs<V, Q, RealIn> x_in(in + at.stride * (b * size + s), q, at.stride * len, at.im);
+                // Output r len + s of the block lies r len elements past its first input, so both
+                // are reached from the one group offset.
+                const std::size_t group = at.stride * (b * size + s);
+                const GroupInputs<V, Q, RealIn> x_in(in + group, q, at.stride * len, at.im);
                 for (std::size_t r = 0; r < (Q > 0 ? Q : q); ++r) {
                     if (r == row_n) break;
                     const std::size_t x = r * len + s;
@@ -290,7 +293,7 @@ VOREL_INLINE void mixed_radix_step(const float* in, float* out, const Strided& a
                                                     wi = simd::broadcast<V>(table[2 * c * e + 1]);
                                                 }
                                             });
-                    at.store(out, b * size + x, re, im);
+                    at.store(out + group, r * len, re, im);
                 }
             }
         };
