@@ -208,15 +208,27 @@ VOREL_INLINE void radix2_pass(float* d, const Layout& at, std::size_t n) {
     }
 }
 
-// Every element divided by float(n): the scaling of the inverse transforms (a division).
-template <class V, class Layout>
-VOREL_INLINE void divide_by_length(float* d, const Layout& at, std::size_t n) {
+// Every element divided by float(n): the scaling of the inverse transforms (a division). With
+// Check, also whether every quotient is finite, found in the same pass: v - v is +0 for a finite
+// v and NaN for an infinity or NaN, and a sum of +0 with a NaN stays NaN. True without Check.
+template <class V, bool Check = false, class Layout>
+VOREL_INLINE bool divide_by_length(float* d, const Layout& at, std::size_t n) {
     const V length = simd::broadcast<V>(static_cast<float>(n));
+    [[maybe_unused]] V sum{};
     for (std::size_t k = 0; k < n; ++k) {
         V re, im;
         at.load(d, k, re, im);
-        at.store(d, k, re / length, im / length);
+        re = re / length, im = im / length;
+        at.store(d, k, re, im);
+        if constexpr (Check) sum = sum + ((re - re) + (im - im));
     }
+    if constexpr (Check) {
+        float lanes[simd::kLanes<V>];
+        simd::store(lanes, sum);
+        for (const float v : lanes)
+            if (v != 0.0f) return false;
+    }
+    return true;
 }
 
 // Radix-4 stages, then the radix-2 pass when log2(n) is odd; the output stays in bit-reversed
