@@ -30,17 +30,22 @@ constexpr Strided kFrames{kLaneStride, kFrameLanes};
 // product infinite or NaN (also times a zero twiddle), a sum with such a term stays so, and the
 // shortcut's first term keeps the value itself. So the outputs are checked: the forward form's
 // bins 0 .. n/2 (each input of the last step reaches one of them, since its block length is at
-// most n/2), the inverse's every output (see run_form). When the check fails the caller runs the
-// full transform. Powers of two take no shortcut.
+// most n/2) once all lanes are done (see run_form), and the inverse's every output as it is
+// divided, which clears `finite` when one is not. When the check fails the caller runs the full
+// transform. Powers of two take no shortcut.
 template <class V, bool Inverse, bool Shortcut>
-VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, const float* table) {
+VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, const float* table, bool& finite) {
     float* result = data;
     constexpr bool kRealHalf = Shortcut && !Inverse;
-    if (!is_pow2(static_cast<int>(n)))
+    const bool pow2 = is_pow2(static_cast<int>(n));
+    if (!pow2)
         result = mixed_radix_steps<V>(data, spare, kFrames, n, table, kRealHalf, Shortcut, kRealHalf ? n / 2 + 1 : n);
     else
         pow2_stages<Inverse, V>(data, kFrames, n, table);
-    if (Inverse) divide_by_length<V>(result, kFrames, n);
+    if (Inverse && Shortcut && !pow2)
+        finite = divide_by_length<V, true>(result, kFrames, n) && finite;
+    else if (Inverse)
+        divide_by_length<V>(result, kFrames, n);
     return result;
 }
 
@@ -52,21 +57,21 @@ template <class V>
 VOREL_INLINE float* run_form(float* data, float* spare, std::size_t n, const float* table, bool inverse,
                              bool shortcut) {
     float* result = nullptr;
+    bool finite = true;
     // The flags are fixed per instantiation, so that no shortcut is tested inside a sum.
     for (std::size_t l = 0; l < kFrameLanes; l += simd::kLanes<V>) {
         float *d = data + l, *s = spare + l, *r = nullptr;
         if (inverse)
-            r = shortcut ? transform_lanes<V, true, true>(d, s, n, table)
-                         : transform_lanes<V, true, false>(d, s, n, table);
+            r = shortcut ? transform_lanes<V, true, true>(d, s, n, table, finite)
+                         : transform_lanes<V, true, false>(d, s, n, table, finite);
         else
-            r = shortcut ? transform_lanes<V, false, true>(d, s, n, table)
-                         : transform_lanes<V, false, false>(d, s, n, table);
+            r = shortcut ? transform_lanes<V, false, true>(d, s, n, table, finite)
+                         : transform_lanes<V, false, false>(d, s, n, table, finite);
         result = r - l;
     }
-    const std::size_t checked = inverse ? n : n / 2 + 1;
-    if (shortcut && !is_pow2(static_cast<int>(n)) && !simd::all_finite<V>(result, kLaneStride * checked))
-        return nullptr;
-    return result;
+    if (shortcut && !inverse && !is_pow2(static_cast<int>(n)))
+        finite = simd::all_finite<V>(result, kLaneStride * (n / 2 + 1));
+    return finite ? result : nullptr;
 }
 
 float* lanes_scalar(float* data, float* spare, std::size_t n, const float* table, bool inverse, bool shortcut) {

@@ -208,15 +208,27 @@ VOREL_INLINE void radix2_pass(float* d, const Layout& at, std::size_t n) {
     }
 }
 
-// Every element divided by float(n): the scaling of the inverse transforms (a division).
-template <class V, class Layout>
-VOREL_INLINE void divide_by_length(float* d, const Layout& at, std::size_t n) {
+// Every element divided by float(n): the scaling of the inverse transforms (a division). With
+// Check, also whether every quotient is finite, found in the same pass: v - v is +0 for a finite
+// v and NaN for an infinity or NaN, and a sum of +0 with a NaN stays NaN. True without Check.
+template <class V, bool Check = false, class Layout>
+VOREL_INLINE bool divide_by_length(float* d, const Layout& at, std::size_t n) {
     const V length = simd::broadcast<V>(static_cast<float>(n));
+    [[maybe_unused]] V sum{};
     for (std::size_t k = 0; k < n; ++k) {
         V re, im;
         at.load(d, k, re, im);
-        at.store(d, k, re / length, im / length);
+        re = re / length, im = im / length;
+        at.store(d, k, re, im);
+        if constexpr (Check) sum = sum + ((re - re) + (im - im));
     }
+    if constexpr (Check) {
+        float lanes[simd::kLanes<V>];
+        simd::store(lanes, sum);
+        for (const float v : lanes)
+            if (v != 0.0f) return false;
+    }
+    return true;
 }
 
 // Radix-4 stages, then the radix-2 pass when log2(n) is odd; the output stays in bit-reversed
@@ -259,33 +271,50 @@ VOREL_INLINE void mixed_radix_step(const float* in, float* out, const Strided& a
         // Outputs r len + s for r below `rows` are read by someone.
         std::size_t rows = 0;
         while (rows < q && rows * len + s < x_end) ++rows;
-        // The twiddles of the group, the exponent kept reduced by adding and subtracting.
+        // The twiddles of all q outputs of the group (an entry of an output nobody reads is
+        // still inside the table), the exponent kept reduced by adding and subtracting: indexed
+        // by constants only, they stay in registers where they fit.
         [[maybe_unused]] V w_re[kHeld][kHeld], w_im[kHeld][kHeld];
         if constexpr (Q > 0)
-            for (std::size_t r = 0; r < rows; ++r)
+            for (std::size_t r = 0; r < Q; ++r)
                 for (std::size_t t = 0, x = r * len + s, e = 0; t < Q; ++t, e = e + x >= size ? e + x - size : e + x) {
                     w_re[r][t] = simd::broadcast<V>(table[2 * c * e]);
                     w_im[r][t] = simd::broadcast<V>(table[2 * c * e + 1]);
                 }
-        for (std::size_t b = 0; b < blocks; ++b) {
-            const GroupInputs<V, Q, RealIn> x_in(in + at.stride * (b * size + s), q, at.stride * len, at.im);
-            for (std::size_t r = 0; r < (Q > 0 ? Q : rows); ++r) {
-                if (r == rows) break;
-                const std::size_t x = r * len + s;
-                V re, im;
-                // Terms come in order from t = 0 or 1, so e follows t x mod size by adding x.
-                std::size_t e = 0;
-                group_output<V, RealIn>(x_in, q, unit, re, im, [&](std::size_t t, V& wr, V& wi) VOREL_INLINE_LAMBDA {
-                    if constexpr (Q > 0) {
-                        wr = w_re[r][t], wi = w_im[r][t];
-                    } else {
-                        if (t > 0) e = e + x >= size ? e + x - size : e + x;
-                        wr = simd::broadcast<V>(table[2 * c * e]), wi = simd::broadcast<V>(table[2 * c * e + 1]);
-                    }
-                });
-                at.store(out, b * size + x, re, im);
+        // row_n: `rows`, or Q itself as a constant when every output of the group is read (all
+        // groups but a few of a short last step), so that no row count is tested per block.
+        const auto each_block = [&](auto row_n) VOREL_INLINE_LAMBDA {
+            for (std::size_t b = 0; b < blocks; ++b) {
+                // Output r len + s of the block lies r len elements past its first input, so both
+                // are reached from the one group offset.
+                const std::size_t group = at.stride * (b * size + s);
+                const GroupInputs<V, Q, RealIn> x_in(in + group, q, at.stride * len, at.im);
+                for (std::size_t r = 0; r < (Q > 0 ? Q : q); ++r) {
+                    if (r == row_n) break;
+                    const std::size_t x = r * len + s;
+                    V re, im;
+                    // Terms come in order from t = 0 or 1, so e follows t x mod size by adding x.
+                    std::size_t e = 0;
+                    group_output<V, RealIn>(x_in, q, unit, re, im,
+                                            [&](std::size_t t, V& wr, V& wi) VOREL_INLINE_LAMBDA {
+                                                if constexpr (Q > 0) {
+                                                    wr = w_re[r][t], wi = w_im[r][t];
+                                                } else {
+                                                    if (t > 0) e = e + x >= size ? e + x - size : e + x;
+                                                    wr = simd::broadcast<V>(table[2 * c * e]);
+                                                    wi = simd::broadcast<V>(table[2 * c * e + 1]);
+                                                }
+                                            });
+                    at.store(out + group, r * len, re, im);
+                }
             }
-        }
+        };
+        if constexpr (Q > 0)
+            if (rows == Q) {
+                each_block(std::integral_constant<std::size_t, Q>{});
+                continue;
+            }
+        each_block(rows);
     }
 }
 

@@ -86,12 +86,13 @@ TEST_P(ShortLanes, EqualTheFrameTransformOrHandTheGroupBack) {
                 const float* out = inverse ? ifft_lanes_real(data.data(), spare.data(), plan, table, GetParam())
                                            : fft_lanes_real_half(data.data(), spare.data(), plan, table, GetParam());
                 // Powers of two run the full stages and always give their result. An inverse may
-                // hand back a group whose real parts are finite (a NaN only in imaginary parts).
+                // hand back a group whose real parts are finite (a NaN only in imaginary parts);
+                // a group it keeps has the full transform's bits, also where they are not finite.
                 const bool pow2 = (n & (n - 1)) == 0;
                 if (!inverse || finite || pow2) {
                     ASSERT_EQ(out != nullptr, finite || pow2);
                 }
-                if (!finite || out == nullptr) continue;
+                if (out == nullptr) continue;
                 for (std::size_t l = 0; l < kFrameLanes; ++l)
                     for (std::size_t part = 0; part < (inverse ? 1 : 2); ++part) {
                         std::vector<float> got(checked), expected(checked);
