@@ -14,10 +14,6 @@
 
 #include "simd/vec.h"
 
-// A lambda inside a kernel template is compiled with the kernel's build only when it is inlined;
-// out of line it would be compiled for the baseline level. Every such lambda carries this.
-#define VOREL_INLINE_LAMBDA __attribute__((always_inline))
-
 namespace vorel::audio {
 
 // The low `bits` bits of k (below 2^bits, bits <= 32) in reverse order: the 32 bits reversed
