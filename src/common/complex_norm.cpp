@@ -116,7 +116,7 @@ VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float expon
             if constexpr (kShortcut == Shortcut::sqrt) {
                 math::powf_at<V, kBlock>(d, kStride, masks[0], m, exponent);
             } else {
-                math::for_each_lane_bit(masks[0], m, [&](std::size_t k, std::size_t l) {
+                math::for_each_lane_bit<W>(masks[0], m, [&](std::size_t k, std::size_t l) {
                     float* p = d + kStride * (W * k + l);
                     *p = powf(*p, exponent);
                 });

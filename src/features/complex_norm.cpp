@@ -86,12 +86,12 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
             if constexpr (kNorm == NormBy::sqrt) {
                 math::powf_at<V, kBlock>(mag + first, 1, masks[0], m, exponent);
             } else if constexpr (kNorm != NormBy::none) {
-                math::for_each_lane_bit(masks[0], m, [&](std::size_t k, std::size_t l) {
+                math::for_each_lane_bit<W>(masks[0], m, [&](std::size_t k, std::size_t l) {
                     float* p = mag + first + W * k + l;
                     *p = powf(*p, exponent);
                 });
             }
-            math::for_each_lane_bit(
+            math::for_each_lane_bit<W>(
                 masks[1], m, [&](std::size_t k, std::size_t l) { cell_phase<kPhasor>(phase, src, first + W * k + l); });
         });
     const std::size_t first = done, rest = n - done;

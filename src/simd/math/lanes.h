@@ -84,20 +84,26 @@ VOREL_INLINE unsigned lane_bits(M mask) {
     }
 }
 
-// f(k, l) for every set bit l of masks[k], k < m (at most 256), in ascending order. The vectors
-// with a bit are listed first without a branch per vector: set bits are rare, and a branch on
-// each mask would miss on every one of them.
-template <class F>
-VOREL_INLINE void for_each_lane_bit(const std::uint32_t* masks, std::size_t m, F&& f) {
-    std::uint8_t marked[256];
-    std::size_t count = 0;
-    for (std::size_t k = 0; k < m; ++k) {
-        marked[count] = static_cast<std::uint8_t>(k);
-        count += masks[k] != 0;
+// f(k, l) for every set bit l of masks[k], k < m, in ascending order, from a build of W lanes.
+// Set bits are rare, and a test and a branch per mask would miss on every one of them: the masks
+// are tested W at a time into one word per 64 masks, whose set bits are then visited. masks
+// needs room for m rounded up to a multiple of 64 (that rest is cleared here).
+template <std::size_t W, class F>
+VOREL_INLINE void for_each_lane_bit(std::uint32_t* masks, std::size_t m, F&& f) {
+    static_assert(64 % W == 0);
+    std::fill(masks + m, masks + (m + 63) / 64 * 64, 0u);
+    for (std::size_t k0 = 0; k0 < m; k0 += 64) {
+        std::uint64_t marked = 0;
+        for (std::size_t g = 0; g < 64; g += W) {
+            typename LaneTypes<W>::U group;
+            __builtin_memcpy(&group, masks + k0 + g, sizeof group);
+            marked |= std::uint64_t{lane_bits(group != 0u)} << g;
+        }
+        for (; marked != 0; marked &= marked - 1) {
+            const std::size_t k = k0 + static_cast<std::size_t>(__builtin_ctzll(marked));
+            for (std::uint32_t b = masks[k]; b != 0; b &= b - 1) f(k, static_cast<std::size_t>(__builtin_ctz(b)));
+        }
     }
-    for (std::size_t j = 0; j < count; ++j)
-        for (std::uint32_t b = masks[marked[j]]; b != 0; b &= b - 1)
-            f(std::size_t{marked[j]}, static_cast<std::size_t>(__builtin_ctz(b)));
 }
 
 // The whole vectors of n elements in blocks of at most kBlock vectors: body(i, bits) runs the W
@@ -108,7 +114,7 @@ VOREL_INLINE void for_each_lane_bit(const std::uint32_t* masks, std::size_t m, F
 // vector; the rest is the caller's.
 template <std::size_t W, std::size_t kBlock, std::size_t kAnswers = 1, class Body, class After>
 VOREL_INLINE std::size_t blocks_of_lanes_then(std::size_t n, Body&& body, After&& after) {
-    static_assert(kBlock <= 256);
+    static_assert(kBlock % 64 == 0);
     std::uint32_t masks[kAnswers][kBlock];
     const std::size_t vectors = n / W;
     for (std::size_t v0 = 0; v0 < vectors; v0 += kBlock) {
@@ -135,7 +141,7 @@ VOREL_INLINE std::size_t blocks_of_lanes(std::size_t n, Body&& body, Fix&& fix) 
     return blocks_of_lanes_then<W, kBlock>(
         n, [&](std::size_t i, std::uint32_t* bits) VOREL_INLINE_LAMBDA { bits[0] = body(i); },
         [&](std::size_t first, std::uint32_t(*masks)[kBlock], std::size_t m) VOREL_INLINE_LAMBDA {
-            for_each_lane_bit(masks[0], m, [&](std::size_t k, std::size_t l) { fix(first + W * k + l); });
+            for_each_lane_bit<W>(masks[0], m, [&](std::size_t k, std::size_t l) { fix(first + W * k + l); });
         });
 }
 

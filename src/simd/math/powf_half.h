@@ -108,32 +108,17 @@ VOREL_INLINE std::uint32_t powf_half_sums_at(const float* in, float* out) {
 // base[stride (W k + l)] = powf(base[stride (W k + l)], exponent) for every set bit l of
 // masks[k], k < m <= kBlock, W = kLanes<V>: the elements the square root leaves to powf, a vector
 // at a time through the powf replica (16 of them cost about one call); lanes it does not follow
-// call powf itself. Set bits are rare: the masks are tested a vector of them at a time into one
-// word per 64 masks, whose set bits are then visited (a test and a branch per mask cost a sixth
-// of the norms' time). masks needs room for m rounded up to a multiple of 64 (that rest is
-// cleared here). Needs the replica's guard to have passed and the exponent in its range.
+// call powf itself. masks as for_each_lane_bit takes them. Needs the replica's guard to have
+// passed and the exponent in its range.
 template <class V, std::size_t kBlock>
 VOREL_INLINE void powf_at(float* base, std::size_t stride, std::uint32_t* masks, std::size_t m, float exponent) {
     constexpr std::size_t W = kLanes<V>;
     using T = LaneTypes<W>;
-    static_assert(kBlock % 64 == 0 && 64 % W == 0);
-    std::fill(masks + m, masks + (m + 63) / 64 * 64, 0u);
     std::uint32_t offsets[kBlock * W];
     std::size_t count = 0;
-    for (std::size_t k0 = 0; k0 < m; k0 += 64) {
-        std::uint64_t marked = 0;
-        for (std::size_t g = 0; g < 64; g += W) {
-            typename T::U group;
-            __builtin_memcpy(&group, masks + k0 + g, sizeof group);
-            marked |= std::uint64_t{lane_bits(group != 0u)} << g;
-        }
-        for (; marked != 0; marked &= marked - 1) {
-            const std::size_t k = k0 + static_cast<std::size_t>(__builtin_ctzll(marked));
-            for (std::uint32_t b = masks[k]; b != 0; b &= b - 1)
-                offsets[count++] = static_cast<std::uint32_t>(stride *
-                                                              (W * k + static_cast<std::size_t>(__builtin_ctz(b))));
-        }
-    }
+    for_each_lane_bit<W>(masks, m, [&](std::size_t k, std::size_t l) {
+        offsets[count++] = static_cast<std::uint32_t>(stride * (W * k + l));
+    });
     for (std::size_t j0 = 0; j0 < count; j0 += W) {
         const std::size_t w = std::min(W, count - j0);
         typename T::F x = splat<typename T::F>(1.0f);  // unused lanes raise 1
