@@ -87,9 +87,14 @@ VOREL_INLINE bool all_finite(const float* p, std::size_t count) {
     constexpr std::size_t w = kLanes<V>;
     V acc[4] = {};
     std::size_t k = 0;
+    for (; k + 4 * w <= count; k += 4 * w)
+        for (std::size_t j = 0; j < 4; ++j) {
+            const V v = load<V>(p + k + j * w);
+            acc[j] = acc[j] + (v - v);
+        }
     for (; k + w <= count; k += w) {
         const V v = load<V>(p + k);
-        acc[k / w % 4] = acc[k / w % 4] + (v - v);
+        acc[0] = acc[0] + (v - v);
     }
     float rest[w + 1] = {};
     store(rest, (acc[0] + acc[1]) + (acc[2] + acc[3]));
