@@ -12,12 +12,8 @@ namespace vorel::audio::simd::math {
 
 // atan2f(y, x) per lane; NaN, infinite or zero x, infinite y and x == 1 (the libm returns
 // atanf(y) there) are marked special. A zero y is answered in lanes.
-template <class V>
-VOREL_INLINE V atan2f_lanes(V yv, V xv, typename LaneTypes<kLanes<V>>::I& special) {
-    constexpr std::size_t W = kLanes<V>;
-    using T = LaneTypes<W>;
-    using F = typename T::F;
-    using I = typename T::I;
+template <class V, class T = LaneTypes<kLanes<V>>, class F = typename T::F, class I = typename T::I>
+VOREL_INLINE V atan2f_lanes(V yv, V xv, I& special) {
     const F x = to_lanes(xv);
     const F y = to_lanes(yv);
     const I hx = bits<I>(x);

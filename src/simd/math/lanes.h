@@ -15,6 +15,8 @@
 
 namespace vorel::audio::simd::math {
 
+// A replica names the types it uses as defaulted template parameters after V: class T =
+// LaneTypes<kLanes<V>>, class F = typename T::F, and so on.
 template <std::size_t W>
 struct LaneTypes {
     typedef float F __attribute__((vector_size(4 * W)));

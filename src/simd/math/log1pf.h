@@ -36,13 +36,9 @@ VOREL_INLINE F log1pf_from_parts(F f, F kf, F c) {
 // +inf) or u within three ulps below one or on it (the libm's |f| < 2^-20 branch, x = -1 too, as
 // 1 + x = 0 has no fraction), tested by sign-bit arithmetic: GCC splits combined comparisons into
 // per-lane code.
-template <class V>
-VOREL_INLINE V log1pf_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
-    constexpr std::size_t W = kLanes<V>;
-    using T = LaneTypes<W>;
-    using F = typename T::F;
-    using I = typename T::I;
-    using U = typename T::U;
+template <class V, class T = LaneTypes<kLanes<V>>, class F = typename T::F, class I = typename T::I,
+          class U = typename T::U>
+VOREL_INLINE V log1pf_lanes(V v, I& special) {
     const F x = to_lanes(v);
     // -0.2929 <= x < 0.41422 (zeros and tiny x included): f = x, k = 0. These lanes reduce
     // 0.25 instead of x, which gives k = 0 and c = +0 and keeps them off the special test.

@@ -44,16 +44,9 @@ inline bool powf_exponent_in_range(float y) {
 // powf(x, y) per lane for an exponent in range; bases that are negative, infinite or NaN and
 // results beyond 2^126 in either direction are marked special. +0 under a positive exponent
 // gives +0 as the libm's zero branch does.
-template <class V>
-VOREL_INLINE V powf_lanes(V v, float y, typename LaneTypes<kLanes<V>>::I& special) {
-    constexpr std::size_t W = kLanes<V>;
-    using T = LaneTypes<W>;
-    using F = typename T::F;
-    using D = typename T::D;
-    using I = typename T::I;
-    using U = typename T::U;
-    using UL = typename T::UL;
-    using L = typename T::L;
+template <class V, class T = LaneTypes<kLanes<V>>, class F = typename T::F, class D = typename T::D,
+          class I = typename T::I, class U = typename T::U, class UL = typename T::UL, class L = typename T::L>
+VOREL_INLINE V powf_lanes(V v, float y, I& special) {
     const F x = to_lanes(v);
     U ix = bits<U>(x);
     const I zero = ix == 0u;

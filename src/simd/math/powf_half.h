@@ -26,13 +26,9 @@ namespace vorel::audio::simd::math {
 // the true root t satisfies t - f = r / (t + f) with t + f >= 2f(1 - 2^-24). With g = f - prev(f),
 // at most the gap on either side of f, |r| <= 0.996 g f gives |t - f| <= 0.49801 g: the root is at
 // least 0.00199 of a gap away from the midpoint.
-template <class V>
-VOREL_INLINE V powf_half_by_sqrt(V v, typename LaneTypes<kLanes<V>>::I& special) {
-    constexpr std::size_t W = kLanes<V>;
-    using T = LaneTypes<W>;
-    using F = typename T::F;
-    using I = typename T::I;
-    using U = typename T::U;
+template <class V, class T = LaneTypes<kLanes<V>>, class F = typename T::F, class I = typename T::I,
+          class U = typename T::U>
+VOREL_INLINE V powf_half_by_sqrt(V v, I& special) {
     const F x = to_lanes(v);
     const F f = to_lanes(simd::sqrt(v));
     const F r = simd::fma(-f, f, x);

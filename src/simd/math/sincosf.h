@@ -27,15 +27,9 @@ inline constexpr double s1 = -0x1.555545995a603p-3, s2 = 0x1.1107605230bc4p-7, s
 // the libm evaluates the cosine with negated coefficients; round-to-nearest is symmetric, so
 // every fused step of that cosine is the negation of the one with the plain coefficients, and
 // the sign is flipped on the float result instead (the cosine polynomial is near +-1, never 0).
-template <class V>
-VOREL_INLINE void sincosf_lanes(V v, V& sin_out, V& cos_out, typename LaneTypes<kLanes<V>>::I& special) {
-    constexpr std::size_t W = kLanes<V>;
-    using T = LaneTypes<W>;
-    using F = typename T::F;
-    using D = typename T::D;
-    using I = typename T::I;
-    using U = typename T::U;
-    using UL = typename T::UL;
+template <class V, class T = LaneTypes<kLanes<V>>, class F = typename T::F, class D = typename T::D,
+          class I = typename T::I, class U = typename T::U, class UL = typename T::UL>
+VOREL_INLINE void sincosf_lanes(V v, V& sin_out, V& cos_out, I& special) {
     namespace k = sincosf_data;
     const F x = to_lanes(v);
     const U ix = bits<U>(x) & 0x7fffffffu;
