@@ -29,36 +29,32 @@ inline constexpr double poly[3] = {-0x1.00ea348b88334p-2, 0x1.5575b0be00b6ap-2, 
 }  // namespace logf_data
 
 // logf of positive normal floats given by their bits, as the FMA variant computes it.
-template <std::size_t W>
-VOREL_INLINE typename LaneTypes<W>::F logf_fma_lanes(typename LaneTypes<W>::U ix) {
-    using T = LaneTypes<W>;
-    using D = typename T::D;
-    const typename T::U tmp = ix - 0x3f330000u;
-    const typename T::I i = bits<typename T::I>((tmp >> 19) & 15u);
-    const typename T::I k = bits<typename T::I>(tmp) >> 23;
-    const typename T::U iz = ix - (tmp & 0xff800000u);
+template <std::size_t W, class T = LaneTypes<W>, class F = typename T::F, class D = typename T::D,
+          class I = typename T::I, class U = typename T::U>
+VOREL_INLINE F logf_fma_lanes(U ix) {
+    const U tmp = ix - 0x3f330000u;
+    const I i = bits<I>((tmp >> 19) & 15u);
+    const I k = bits<I>(tmp) >> 23;
+    const U iz = ix - (tmp & 0xff800000u);
     const D invc = lookup16<D>(logf_data::invc, i);
     const D logc = lookup16<D>(logf_data::logc, i);
-    const D z = convert<D>(bits<typename T::F>(iz));
+    const D z = convert<D>(bits<F>(iz));
     const D r = simd::fma(z, invc, splat<D>(-1.0));
     const D y0 = simd::fma(convert<D>(k), splat<D>(logf_data::ln2), logc);
     const D r2 = r * r;
     D y = simd::fma(splat<D>(logf_data::poly[1]), r, splat<D>(logf_data::poly[2]));
     y = simd::fma(splat<D>(logf_data::poly[0]), r2, y);
     y = simd::fma(y, r2, y0 + r);
-    typename T::F out = convert<typename T::F>(y);
+    const F out = convert<F>(y);
     // logf(1) returns +0 before the polynomial (the sign of zero under any rounding).
-    return select(ix == 0x3f800000u, splat<typename T::F>(0.0f), out);
+    return select(ix == 0x3f800000u, splat<F>(0.0f), out);
 }
 
 // log10f of positive normal floats (and of +inf, to be answered by the caller) per lane; k0 is
 // added to the exponent, -25 for a subnormal the caller scaled by 2^25.
-template <std::size_t W>
-VOREL_INLINE typename LaneTypes<W>::F log10f_normal_lanes(typename LaneTypes<W>::F x, typename LaneTypes<W>::I k0) {
-    using T = LaneTypes<W>;
-    using F = typename T::F;
-    using I = typename T::I;
-    using U = typename T::U;
+template <std::size_t W, class T = LaneTypes<W>, class F = typename T::F, class I = typename T::I,
+          class U = typename T::U>
+VOREL_INLINE F log10f_normal_lanes(F x, I k0) {
     const I hx = bits<I>(x);
     const I k = k0 + (hx >> 23) - 127;
     const I i = bits<I>(bits<U>(k) >> 31);
@@ -70,13 +66,9 @@ VOREL_INLINE typename LaneTypes<W>::F log10f_normal_lanes(typename LaneTypes<W>:
 }
 
 // log10f per lane; zeros, negatives, infinities and NaN are marked special.
-template <class V>
-VOREL_INLINE V log10f_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
-    constexpr std::size_t W = kLanes<V>;
-    using T = LaneTypes<W>;
-    using F = typename T::F;
-    using I = typename T::I;
-    using U = typename T::U;
+template <class V, class T = LaneTypes<kLanes<V>>, class F = typename T::F, class I = typename T::I,
+          class U = typename T::U>
+VOREL_INLINE V log10f_lanes(V v, I& special) {
     F x = to_lanes(v);
     const I hx = bits<I>(x);
     // One unsigned range test for hx <= 0 or hx >= 0x7f800000 (GCC splits an or of vector
@@ -85,7 +77,7 @@ VOREL_INLINE V log10f_lanes(V v, typename LaneTypes<kLanes<V>>::I& special) {
     // Subnormals are scaled up by 2^25 first.
     const I sub = hx < 0x00800000;
     x = select(sub, x * splat<F>(3.3554432e+07f), x);
-    return from_lanes<V>(log10f_normal_lanes<W>(x, select(sub, splat<I>(-25), splat<I>(0))));
+    return from_lanes<V>(log10f_normal_lanes<kLanes<V>>(x, select(sub, splat<I>(-25), splat<I>(0))));
 }
 
 }  // namespace vorel::audio::simd::math
