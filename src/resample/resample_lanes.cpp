@@ -35,7 +35,7 @@ template <int W>
         r[0] = __builtin_shufflevector(r0, r[1], 0, 2);
         r[1] = __builtin_shufflevector(r0, r[1], 1, 3);
     } else {
-        simd::transpose4(r[0], r[1], r[2], r[3]);
+        lanes::transpose4<1>(r[0], r[1], r[2], r[3]);
     }
 }
 

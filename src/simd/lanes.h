@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simd/shuffles.h"
 #include "simd/vec.h"
 
 namespace vorel::audio::simd {
@@ -38,34 +39,15 @@ VOREL_INLINE void run_lanes_then_rest(const LaneSplit& split, Group&& group, Sin
     for (; t < split.n; ++t) single(t);
 }
 
-// Rows a, b, c, d become columns: afterwards a holds element 0 of each input, b element 1, ...
-VOREL_INLINE void transpose4(float4& a, float4& b, float4& c, float4& d) {
-    const float4 ab_lo = __builtin_shufflevector(a, b, 0, 4, 1, 5);
-    const float4 cd_lo = __builtin_shufflevector(c, d, 0, 4, 1, 5);
-    const float4 ab_hi = __builtin_shufflevector(a, b, 2, 6, 3, 7);
-    const float4 cd_hi = __builtin_shufflevector(c, d, 2, 6, 3, 7);
-    a = __builtin_shufflevector(ab_lo, cd_lo, 0, 1, 4, 5);
-    b = __builtin_shufflevector(ab_lo, cd_lo, 2, 3, 6, 7);
-    c = __builtin_shufflevector(ab_hi, cd_hi, 0, 1, 4, 5);
-    d = __builtin_shufflevector(ab_hi, cd_hi, 2, 3, 6, 7);
-}
-
 // Eight rows of eight floats become columns: afterwards r[j] holds element j of each input.
-// Pairs interleaved, then pairs of pairs, then the 128-bit halves exchanged.
+// The 4 x 4 blocks are transposed within each 128-bit half, then the halves exchanged.
 VOREL_INLINE void transpose8(float8 (&r)[8]) {
-    float8 t[8], u[8];
-    for (std::size_t i = 0; i < 8; i += 2) {
-        t[i] = __builtin_shufflevector(r[i], r[i + 1], 0, 8, 1, 9, 4, 12, 5, 13);
-        t[i + 1] = __builtin_shufflevector(r[i], r[i + 1], 2, 10, 3, 11, 6, 14, 7, 15);
-    }
-    for (std::size_t i = 0; i < 8; i += 4)
-        for (std::size_t h = 0; h < 2; ++h) {
-            u[i + 2 * h] = __builtin_shufflevector(t[i + h], t[i + 2 + h], 0, 1, 8, 9, 4, 5, 12, 13);
-            u[i + 2 * h + 1] = __builtin_shufflevector(t[i + h], t[i + 2 + h], 2, 3, 10, 11, 6, 7, 14, 15);
-        }
+    lanes::transpose4<1>(r[0], r[1], r[2], r[3]);
+    lanes::transpose4<1>(r[4], r[5], r[6], r[7]);
     for (std::size_t j = 0; j < 4; ++j) {
-        r[j] = __builtin_shufflevector(u[j], u[4 + j], 0, 1, 2, 3, 8, 9, 10, 11);
-        r[4 + j] = __builtin_shufflevector(u[j], u[4 + j], 4, 5, 6, 7, 12, 13, 14, 15);
+        const float8 low = r[j], high = r[4 + j];
+        r[j] = lanes::unpack<8, 4, 0>(low, high);
+        r[4 + j] = lanes::unpack<8, 4, 1>(low, high);
     }
 }
 
@@ -74,8 +56,8 @@ VOREL_INLINE void transpose8(float8 (&r)[8]) {
 VOREL_INLINE void interleave(float* cell, const float* re, const float* im, std::size_t count) {
     for (std::size_t l = 0; l < count; l += 4) {
         const float4 r = load<float4>(re + l), i = load<float4>(im + l);
-        store(cell + 2 * l, float4(__builtin_shufflevector(r, i, 0, 4, 1, 5)));
-        store(cell + 2 * l + 4, float4(__builtin_shufflevector(r, i, 2, 6, 3, 7)));
+        store(cell + 2 * l, lanes::unpack<4, 1, 0>(r, i));
+        store(cell + 2 * l + 4, lanes::unpack<4, 1, 1>(r, i));
     }
 }
 

@@ -106,7 +106,7 @@ void lane_rows(float* rows, const FrameLanes& lanes, std::size_t n) {
         for (std::size_t g = 0; g < kFrameLanes; g += 4) {
             float4 v[4];
             for (std::size_t s = 0; s < 4; ++s) v[s] = simd::load<float4>(lanes.out(i + s) + g);
-            simd::transpose4(v[0], v[1], v[2], v[3]);
+            lanes::transpose4<1>(v[0], v[1], v[2], v[3]);
             for (std::size_t s = 0; s < 4; ++s) simd::store(rows + (g + s) * n + i, v[s]);
         }
     for (; i < n; ++i)

@@ -110,7 +110,7 @@ VOREL_INLINE void load_lanes(const LoadJob& job) {
                 V v[W];
                 for (std::size_t s = 0; s < W; ++s) v[s] = simd::load<V>(frames[g + s] + i);
                 if constexpr (W == 4)
-                    simd::transpose4(v[0], v[1], v[2], v[3]);
+                    lanes::transpose4<1>(v[0], v[1], v[2], v[3]);
                 else
                     simd::transpose8(v);
                 for (std::size_t s = 0; s < W; ++s)

@@ -15,9 +15,9 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simd/shuffles.h"
 #include "simd/vec.h"
 #include "transform/schedules.h"
-#include "transform/shuffles.h"
 
 namespace vorel::audio::pow2 {
 

@@ -8,17 +8,17 @@
 
 #include "simd/vec.h"
 
-namespace vorel::audio::lanes {
+namespace vorel::audio::simd::lanes {
 
 template <auto Index, class V, std::size_t... I>
 VOREL_INLINE V shuffle_of(V a, V b, std::index_sequence<I...>) {
-    return __builtin_shufflevector(a, b, static_cast<int>(Index(I, simd::kLanes<V>))...);
+    return __builtin_shufflevector(a, b, static_cast<int>(Index(I, kLanes<V>))...);
 }
 
 // Lane i of the result is lane Index(i, W) of a ++ b.
 template <auto Index, class V>
 VOREL_INLINE V shuffle(V a, V b) {
-    return shuffle_of<Index>(a, b, std::make_index_sequence<simd::kLanes<V>>{});
+    return shuffle_of<Index>(a, b, std::make_index_sequence<kLanes<V>>{});
 }
 
 // Within each block of Block lanes, units of Unit lanes taken alternately from a and b, from
@@ -53,4 +53,8 @@ VOREL_INLINE void transpose4(V& a, V& b, V& c, V& d) {
 template <std::size_t Im>
 constexpr auto kEvery2nd = [](std::size_t i, std::size_t) { return 2 * i + Im; };
 
-}  // namespace vorel::audio::lanes
+}  // namespace vorel::audio::simd::lanes
+
+namespace vorel::audio {
+namespace lanes = simd::lanes;
+}  // namespace vorel::audio
