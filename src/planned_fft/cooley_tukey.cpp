@@ -71,10 +71,21 @@ uint32_t largest_radix(const std::vector<CooleyTukeyFactor>& factors) {
     return r;
 }
 
-// One output column of a general butterfly: inputs block[j + p l] times entries (j + q l) p mod len.
+// One output column of a general butterfly: the inputs block[j + p l] against the table
+// entries (j + q l) p mod len. The table index walks by steps below len, so one subtraction
+// reduces it.
 Complex column_sum(const Complex* block, const std::vector<Complex>& W, uint64_t r, uint64_t l, uint64_t j,
                    uint64_t q) {
-    return stepped_sum(block + j, l, r, W.data(), W.size(), j + q * l);
+    const uint64_t len = W.size();
+    const uint64_t step = j + q * l;
+    uint64_t t = 0;
+    Complex sum{0.0f, 0.0f};
+    for (uint64_t p = 0; p < r; ++p) {
+        sum += complex_product(block[j + p * l], W[t]);
+        t += step;
+        if (t >= len) t -= len;
+    }
+    return sum;
 }
 
 // Columns q and q + 1 in the two halves of one register; false when a product needs the

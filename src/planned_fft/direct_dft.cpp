@@ -27,8 +27,20 @@ template <class T>
 void DFTImpl::run(const T* input, Complex* output) const {
     if (n == 0) return;
     // Only whole transforms run, so a size that is no multiple of n cannot reach past it.
-    for (uint64_t base = 0; base + n <= size; base += n, input += n)
-        for (uint64_t k = 0; k < n; ++k) output[base + k] = stepped_sum(input, 1, n, W.data(), n, k);
+    for (uint64_t base = 0; base + n <= size; base += n, input += n) {
+        Complex* y = output + base;
+        for (uint64_t k = 0; k < n; ++k) {
+            Complex sum{0.0f, 0.0f};
+            // t walks j * k mod n by steps of k, the same entries as the product reduced.
+            uint64_t t = 0;
+            for (uint64_t j = 0; j < n; ++j) {
+                sum += times(input[j], W[t]);
+                t += k;
+                if (t >= n) t -= n;
+            }
+            y[k] = sum;
+        }
+    }
 }
 
 void DFTImpl::exec(const int16_t* input, Complex* output) { run(input, output); }

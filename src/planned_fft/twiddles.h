@@ -85,19 +85,6 @@ inline Complex times(int16_t x, Complex w) { return real_product(sample_value(x)
 inline Complex times(float x, Complex w) { return real_product(x, w); }
 inline Complex times(Complex x, Complex w) { return complex_product(x, w); }
 
-// The sum from (0, 0) over p below count of x[p stride] * W[p step mod len], in ascending p; the
-// index walks by a step below len, so one subtraction reduces it.
-template <class T>
-Complex stepped_sum(const T* x, uint64_t stride, uint64_t count, const Complex* W, uint64_t len, uint64_t step) {
-    Complex sum{0.0f, 0.0f};
-    for (uint64_t p = 0, t = 0; p < count; ++p) {
-        sum += times(x[p * stride], W[t]);
-        t += step;
-        if (t >= len) t -= len;
-    }
-    return sum;
-}
-
 // A sample as a complex value: real ones get an imaginary part of +0.
 inline Complex to_complex(int16_t v) { return {sample_value(v), 0.0f}; }
 inline Complex to_complex(float v) { return {v, 0.0f}; }
