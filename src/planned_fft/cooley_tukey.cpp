@@ -16,8 +16,9 @@ namespace vorel::audio::qentor {
 
 namespace {
 
-// Entry i is the smallest prime factor of i (i itself for 0, 1 and primes).
-std::vector<uint32_t> smallest_prime_factors(unsigned n) {
+// The prime factors of n in ascending order, with repetitions (none below 2), read off a table
+// of smallest prime factors.
+std::vector<uint32_t> prime_factors(unsigned n) {
     std::vector<uint32_t> table(static_cast<uint64_t>(n) + 1);
     std::iota(table.begin(), table.end(), 0u);
     if (n >= 4)
@@ -25,12 +26,6 @@ std::vector<uint32_t> smallest_prime_factors(unsigned n) {
             if (table[p] == p)
                 for (uint64_t j = 2 * p; j <= n; j += p)
                     if (table[j] > p) table[j] = static_cast<uint32_t>(p);
-    return table;
-}
-
-// The prime factors of n in ascending order, with repetitions; none below 2.
-std::vector<uint32_t> prime_factors(unsigned n) {
-    const std::vector<uint32_t> table = smallest_prime_factors(n);
     std::vector<uint32_t> primes;
     for (uint32_t rest = n; rest >= 2; rest /= table[rest]) primes.push_back(table[rest]);
     return primes;
@@ -63,12 +58,6 @@ std::vector<CooleyTukeyFactor> stage_records(unsigned n) {
     if (!forward && !records.empty())
         scale_table(records.back().W, 1.0f / static_cast<float>(records.back().outLength));
     return records;
-}
-
-uint32_t largest_radix(const std::vector<CooleyTukeyFactor>& factors) {
-    uint32_t r = 0;
-    for (const CooleyTukeyFactor& f : factors) r = std::max(r, f.radix);
-    return r;
 }
 
 // One output column of a general butterfly: the inputs block[j + p l] against the table
@@ -170,7 +159,7 @@ CooleyTukeyFFTImpl::CooleyTukeyFFTImpl(unsigned n, bool forward)
         bluestein = forward ? std::make_shared<BluesteinFFTImpl>(inner_length)
                             : std::make_shared<BluesteinIFFTImpl>(inner_length, false);
     }
-    work.resize(largest_radix(factors));
+    for (const CooleyTukeyFactor& f : factors) work.resize(std::max<size_t>(work.size(), f.radix));
 }
 
 template <class T>

@@ -25,35 +25,22 @@ void scale_table(std::vector<Complex>& table, float factor) {
 Complex complex_product_recovered(Complex z, Complex w) {
     float a = z.re, b = z.im, c = w.re, d = w.im;
     const float ac = a * c, bd = b * d, ad = a * d, bc = b * c;
-    auto box = [](float v) { return std::copysign(std::isinf(v) ? 1.0f : 0.0f, v); };
-    auto zero_nan = [](float& v) {
-        if (std::isnan(v)) v = std::copysign(0.0f, v);
+    const auto box = [](float& x, float& y) {
+        x = std::copysign(std::isinf(x) ? 1.0f : 0.0f, x);
+        y = std::copysign(std::isinf(y) ? 1.0f : 0.0f, y);
     };
-    bool recalc = false;
-    if (std::isinf(a) || std::isinf(b)) {
-        a = box(a);
-        b = box(b);
-        zero_nan(c);
-        zero_nan(d);
-        recalc = true;
+    const auto zero_nans = [](float& x, float& y) {
+        if (std::isnan(x)) x = std::copysign(0.0f, x);
+        if (std::isnan(y)) y = std::copysign(0.0f, y);
+    };
+    const bool z_infinite = std::isinf(a) || std::isinf(b), w_infinite = std::isinf(c) || std::isinf(d);
+    if (z_infinite) box(a, b), zero_nans(c, d);
+    if (w_infinite) box(c, d), zero_nans(a, b);
+    if (!z_infinite && !w_infinite) {
+        if (!std::isinf(ac) && !std::isinf(bd) && !std::isinf(ad) && !std::isinf(bc)) return {ac - bd, ad + bc};
+        zero_nans(a, b), zero_nans(c, d);
     }
-    if (std::isinf(c) || std::isinf(d)) {
-        c = box(c);
-        d = box(d);
-        zero_nan(a);
-        zero_nan(b);
-        recalc = true;
-    }
-    if (!recalc && (std::isinf(ac) || std::isinf(bd) || std::isinf(ad) || std::isinf(bc))) {
-        zero_nan(a);
-        zero_nan(b);
-        zero_nan(c);
-        zero_nan(d);
-        recalc = true;
-    }
-    if (!recalc) return {ac - bd, ad + bc};
-    const float inf = INFINITY;
-    return {inf * (a * c - b * d), inf * (a * d + b * c)};
+    return {INFINITY * (a * c - b * d), INFINITY * (a * d + b * c)};
 }
 
 }  // namespace vorel::audio::qentor
