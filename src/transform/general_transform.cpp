@@ -58,20 +58,6 @@ struct GeneralPlan {
 constexpr std::size_t kMaxTwiddlesPerElement = 16;
 constexpr std::size_t kMaxPlanned = std::size_t{1} << 16;
 
-// Block b of the level with factors f[0..k-1], digits reversed: r1 (q2..qk) + ... + rk becomes
-// r1 + q1 r2 + ... + (q1..q(k-1)) rk.
-std::size_t reversed_block(std::size_t b, const FactorList& f, std::size_t k) {
-    std::size_t weight = 1;
-    for (std::size_t j = 0; j < k; ++j) weight *= f[j];
-    std::size_t rev = 0;
-    for (std::size_t j = k; j-- > 0;) {
-        weight /= f[j];
-        rev += (b % f[j]) * weight;
-        b /= f[j];
-    }
-    return rev;
-}
-
 // (1, +0) or (1, -0): the forward table's angle 0 is -0, whose sine is -0.
 bool is_unit(float re, float im) {
     const float one = 1.0f;
@@ -119,7 +105,8 @@ GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vecto
     for (std::size_t p = 1; p < plan.passes.size() && plan.passes[p].across_blocks; ++p)
         level_blocks = plan.passes[p].blocks, --level_factors;
     plan.level_block.resize(level_blocks);
-    for (std::size_t b = 0; b < level_blocks; ++b) plan.level_block[reversed_block(b, factors, level_factors)] = b;
+    for_each_decimated(level_blocks, factors, level_factors,
+                       [&](std::size_t to, std::size_t from) { plan.level_block[from] = to; });
     plan.usable = true;
     return plan;
 }
