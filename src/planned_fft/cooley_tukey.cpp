@@ -44,25 +44,19 @@ std::vector<CooleyTukeyFactor> stage_records(unsigned n) {
     std::vector<CooleyTukeyFactor> records;
     uint32_t m = n / inner_length;
     for (uint32_t radix : radices) {
-        CooleyTukeyFactor f{};
-        f.inCount = m;
-        f.inLength = n / m;
-        f.radix = radix;
+        records.push_back({m, n / m, radix, m / radix, n / (m / radix), {}});
         m /= radix;
-        f.outCount = m;
-        f.outLength = n / m;
-        f.W = radix == 2 ? calcW<forward, true, false, false>(f.outLength)
-                         : calcW<forward, false, false, false>(f.outLength);
-        records.push_back(std::move(f));
+        const uint32_t len = records.back().outLength;
+        records.back().W = radix == 2 ? calcW<forward, true, false, false>(len)
+                                      : calcW<forward, false, false, false>(len);
     }
     if (!forward && !records.empty())
         scale_table(records.back().W, 1.0f / static_cast<float>(records.back().outLength));
     return records;
 }
 
-// One output column of a general butterfly: the inputs block[j + p l] against the table
-// entries (j + q l) p mod len. The table index walks by steps below len, so one subtraction
-// reduces it.
+// One output column of a general butterfly: inputs block[j + p l] times entries (j + q l) p mod
+// len, the index walking by a step below len, so that one subtraction reduces it.
 Complex column_sum(const Complex* block, const std::vector<Complex>& W, uint64_t r, uint64_t l, uint64_t j,
                    uint64_t q) {
     const uint64_t len = W.size();
@@ -165,8 +159,7 @@ CooleyTukeyFFTImpl::CooleyTukeyFFTImpl(unsigned n, bool forward)
 template <class T>
 void CooleyTukeyFFTImpl::run(const T* input, Complex* output, std::vector<T>& scratch, bool scale_last) {
     if (scratch.empty()) scratch.resize(size);
-    // Private copies: the plan's own index and scratch are never written by exec, and the
-    // inner plans stay alive for the call whatever happens to the plan's pointers.
+    // Private copies: exec writes neither the plan's index nor its scratch, and holds the inner plans.
     const std::vector<uint32_t> order = index;
     const std::shared_ptr<FFTImpl> inner_plan = inner;
     const std::shared_ptr<BluesteinFFTImpl> chirp_plan = bluestein;
