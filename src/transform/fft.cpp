@@ -3,6 +3,7 @@
 // unless the scalar level is asked for.
 #include "transform/fft.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <utility>
@@ -86,10 +87,7 @@ void bit_reverse(float* data, std::size_t n) {
     const int bits = std::countr_zero(n);
     for (std::size_t k = 1; k + 1 < n; ++k) {
         const std::size_t j = reversed_index(static_cast<std::uint32_t>(k), bits);
-        if (k < j) {
-            std::swap(data[2 * k], data[2 * j]);
-            std::swap(data[2 * k + 1], data[2 * j + 1]);
-        }
+        if (k < j) std::swap_ranges(data + 2 * k, data + 2 * k + 2, data + 2 * j);
     }
 }
 

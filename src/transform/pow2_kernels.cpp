@@ -50,12 +50,6 @@ std::vector<float> make_columns(std::size_t len, const std::vector<float>& table
     return value;
 }
 
-// The column twiddles of the power of two n >= 16 in one direction, from its FftTable value.
-const std::vector<float>& column_twiddles_of(std::size_t n, bool inverse, const std::vector<float>& table) {
-    using Key = std::pair<std::size_t, bool>;
-    return cached<Key, std::vector<float>>(Key{n, inverse}, [&] { return make_columns(n, table); });
-}
-
 template <class V>
 VOREL_INLINE void transform_of(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
                                const float* table, const float* cols, bool inverse) {
@@ -97,7 +91,10 @@ void pow2_transform_to(float* dst, const float* src, Pow2Input input, std::size_
         alignas(64) float local[kStackFloats];
         const AlignedFloats heap = scratch != nullptr || 2 * n <= kStackFloats ? nullptr : make_aligned_floats(2 * n);
         float* d = scratch != nullptr ? scratch : heap ? heap.get() : local;
-        return kBuilds(isa)(src, input, d, dst, n, table.data(), column_twiddles_of(n, inverse, table).data(), inverse);
+        using Key = std::pair<std::size_t, bool>;
+        const std::vector<float>& cols = cached<Key, std::vector<float>>(Key{n, inverse},
+                                                                         [&] { return make_columns(n, table); });
+        return kBuilds(isa)(src, input, d, dst, n, table.data(), cols.data(), inverse);
     }
     // The plain path in place on dst, filled from the last element down so that src may be dst.
     for (std::size_t k = n; k-- > 0;) {
