@@ -10,13 +10,11 @@
 
 namespace vorel::audio::qentor::fft {
 
-// The chirp w[k] = exp(-i pi k^2 / n) follows the table rule with the index k^2 taken as it
-// stands, not reduced modulo 2n. The sine series then sees arguments up to about pi (n - 1),
-// so accuracy falls away from n = 13, entries overflow from n = 44, and from n = 230 a term of
-// the series overflows: the series then stops at that term, the entries are not finite and so
-// are all outputs, but the constructor returns.
-// exec writes scratch held in the object: one plan must not run on two threads at once.
-// Input and output may be the same array. A plan of length 0 writes nothing.
+// The chirp w[k] = exp(-i pi k^2 / n) follows the table rule with k^2 not reduced modulo 2n, so
+// accuracy falls away from n = 13, entries overflow from n = 44, and from n = 230 the series
+// overflows (it stops, so the constructor returns, and all outputs are not finite).
+// exec writes scratch in the object: not for two threads at once. Input may be the output.
+// A plan of length 0 writes nothing.
 class BluesteinFFTImpl : public FFTImpl {
 public:
     explicit BluesteinFFTImpl(unsigned n);

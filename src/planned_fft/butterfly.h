@@ -8,19 +8,15 @@
 
 namespace vorel::audio::qentor {
 
-// For j below count: t = w[j] * hi[j] (complex product), a = lo[j], scaled part by part by
-// *factor when one is given; then lo[j] = a + t and hi[j] = a - t. The product and the sum are
-// commutative to the bit for every result that is a number, so the same butterfly serves
-// either operand order.
-// Above Isa::scalar pairs of butterflies run in vector lanes that round as the scalar code
-// does; a pair in which a product needs the recovery of infinite results is redone by the
-// plain code. At Isa::scalar one butterfly at a time: the reference, the same bits.
+// For j below count: t = w[j] * hi[j], a = lo[j] (times *factor when given); lo[j] = a + t,
+// hi[j] = a - t. Product and sum commute to the bit for every result that is a number, so either
+// operand order is served. Above Isa::scalar pairs run in vector lanes; a pair whose product
+// needs the recovery of infinite results is redone by the plain code.
 void radix2_butterflies(Complex* lo, Complex* hi, const Complex* w, uint64_t count, const float* factor = nullptr,
                         simd::Isa isa = simd::best_isa());
 
-// One pass over every whole block of 2 * half elements among the first n of out, each block
-// with the butterflies above on its two halves and the table w. Above Isa::scalar unscaled
-// blocks of two elements (half 1) run two blocks to a vector.
+// The butterflies above on the two halves of every whole block of 2 half among the first n of
+// out; above Isa::scalar unscaled blocks of two run two to a vector.
 void radix2_pass(Complex* out, uint64_t n, const Complex* w, uint64_t half, const float* factor = nullptr,
                  simd::Isa isa = simd::best_isa());
 

@@ -16,8 +16,9 @@ namespace vorel::audio::qentor {
 
 namespace {
 
-// Entry i is the smallest prime factor of i (i itself for 0, 1 and primes).
-std::vector<uint32_t> smallest_prime_factors(unsigned n) {
+// The prime factors of n in ascending order, with repetitions (none below 2), read off a table
+// of smallest prime factors.
+std::vector<uint32_t> prime_factors(unsigned n) {
     std::vector<uint32_t> table(static_cast<uint64_t>(n) + 1);
     std::iota(table.begin(), table.end(), 0u);
     if (n >= 4)
@@ -25,12 +26,6 @@ std::vector<uint32_t> smallest_prime_factors(unsigned n) {
             if (table[p] == p)
                 for (uint64_t j = 2 * p; j <= n; j += p)
                     if (table[j] > p) table[j] = static_cast<uint32_t>(p);
-    return table;
-}
-
-// The prime factors of n in ascending order, with repetitions; none below 2.
-std::vector<uint32_t> prime_factors(unsigned n) {
-    const std::vector<uint32_t> table = smallest_prime_factors(n);
     std::vector<uint32_t> primes;
     for (uint32_t rest = n; rest >= 2; rest /= table[rest]) primes.push_back(table[rest]);
     return primes;
@@ -49,31 +44,19 @@ std::vector<CooleyTukeyFactor> stage_records(unsigned n) {
     std::vector<CooleyTukeyFactor> records;
     uint32_t m = n / inner_length;
     for (uint32_t radix : radices) {
-        CooleyTukeyFactor f{};
-        f.inCount = m;
-        f.inLength = n / m;
-        f.radix = radix;
+        records.push_back({m, n / m, radix, m / radix, n / (m / radix), {}});
         m /= radix;
-        f.outCount = m;
-        f.outLength = n / m;
-        f.W = radix == 2 ? calcW<forward, true, false, false>(f.outLength)
-                         : calcW<forward, false, false, false>(f.outLength);
-        records.push_back(std::move(f));
+        const uint32_t len = records.back().outLength;
+        records.back().W = radix == 2 ? calcW<forward, true, false, false>(len)
+                                      : calcW<forward, false, false, false>(len);
     }
     if (!forward && !records.empty())
         scale_table(records.back().W, 1.0f / static_cast<float>(records.back().outLength));
     return records;
 }
 
-uint32_t largest_radix(const std::vector<CooleyTukeyFactor>& factors) {
-    uint32_t r = 0;
-    for (const CooleyTukeyFactor& f : factors) r = std::max(r, f.radix);
-    return r;
-}
-
-// One output column of a general butterfly: the inputs block[j + p l] against the table
-// entries (j + q l) p mod len. The table index walks by steps below len, so one subtraction
-// reduces it.
+// One output column of a general butterfly: inputs block[j + p l] times entries (j + q l) p mod
+// len, the index walking by a step below len, so that one subtraction reduces it.
 Complex column_sum(const Complex* block, const std::vector<Complex>& W, uint64_t r, uint64_t l, uint64_t j,
                    uint64_t q) {
     const uint64_t len = W.size();
@@ -170,14 +153,13 @@ CooleyTukeyFFTImpl::CooleyTukeyFFTImpl(unsigned n, bool forward)
         bluestein = forward ? std::make_shared<BluesteinFFTImpl>(inner_length)
                             : std::make_shared<BluesteinIFFTImpl>(inner_length, false);
     }
-    work.resize(largest_radix(factors));
+    for (const CooleyTukeyFactor& f : factors) work.resize(std::max<size_t>(work.size(), f.radix));
 }
 
 template <class T>
 void CooleyTukeyFFTImpl::run(const T* input, Complex* output, std::vector<T>& scratch, bool scale_last) {
     if (scratch.empty()) scratch.resize(size);
-    // Private copies: the plan's own index and scratch are never written by exec, and the
-    // inner plans stay alive for the call whatever happens to the plan's pointers.
+    // Private copies: exec writes neither the plan's index nor its scratch, and holds the inner plans.
     const std::vector<uint32_t> order = index;
     const std::shared_ptr<FFTImpl> inner_plan = inner;
     const std::shared_ptr<BluesteinFFTImpl> chirp_plan = bluestein;

@@ -26,25 +26,20 @@ struct CooleyTukeyFactor {
 // block of outLength into radix sub-sequences of stride radix.
 std::vector<uint32_t> CooleyTukeyIndex(const std::vector<CooleyTukeyFactor>& factors, unsigned n);
 
-// A stage of radix r other than 2: a straight r-point transform per butterfly, r * r products,
-// the table lookup carrying twiddle and transform in one exponent: work[q] = sum over ascending
-// p of output[j + (p + g r) l] * W[(j + q l) p mod outLength], started from (0, 0), then
-// written back. work holds r entries. Above Isa::scalar two columns q run side by side in
-// vector lanes; a pair in which a product needs the recovery of infinite results is redone by
-// the plain code. At Isa::scalar one column at a time: the reference, the same bits.
+// A stage of radix r other than 2: work[q] = sum over ascending p, from (0, 0), of
+// output[j + (p + g r) l] * W[(j + q l) p mod outLength], then written back; work holds r
+// entries. Above Isa::scalar two columns run in vector lanes; a pair whose product needs the
+// recovery of infinite results is redone by the plain code.
 void general_stage(const CooleyTukeyFactor& f, Complex* output, Complex* work, simd::Isa isa = simd::best_isa());
 
 namespace fft {
 
-// The largest prime factor L of n is the inner length: all n / L innermost transforms run as
-// one batch (hard-coded kernels below 6, direct evaluation from 6 to 31, Bluestein from 32 on,
-// one call per transform). The other prime factors, largest first, each get a stage working in
-// place on the output; radix 2 has its own butterfly, any other radix is a plain r-point
-// transform whose table lookup carries the twiddles too.
-// All input is read before the output is first written, so complex input may be the output.
-// exec writes `work` and allocates scratch lazily: one plan must not run on two threads at
-// once. A prime n leaves no stage and an inner length of 0, so exec writes nothing; n below 2
-// plans nothing either.
+// The largest prime factor L of n is the inner length: the n / L innermost transforms run as
+// one batch (hard-coded kernels below 6, direct evaluation to 31, then Bluestein one by one).
+// The other prime factors, largest first, each get a stage in place on the output. All input is
+// read before the output is written, so complex input may be the output. exec writes `work`
+// and allocates scratch lazily: not for two threads at once. A prime n or n below 2 leaves no
+// stage and an inner length of 0, so exec writes nothing.
 class CooleyTukeyFFTImpl : public FFTImpl {
 public:
     explicit CooleyTukeyFFTImpl(unsigned n);

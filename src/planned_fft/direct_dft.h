@@ -8,10 +8,9 @@
 
 namespace vorel::audio::qentor::fft {
 
-// Runs size / n transforms of length n back to back. Every output starts at (0, 0) and takes
-// the terms x[j] * W[j k mod n] in ascending j; real samples also multiply the imaginary
-// parts of W, so a NaN or infinity anywhere in the input reaches every output. Input and
-// output must be distinct arrays. Read-only during exec: one plan may run on several threads.
+// Runs size / n transforms of length n back to back: each output sums x[j] * W[j k mod n] from
+// (0, 0) in ascending j, real samples times both parts of W, so a NaN or infinity reaches every
+// output. Input and output must be distinct; read-only during exec, so threads may share a plan.
 class DFTImpl : public FFTImpl {
 public:
     DFTImpl(unsigned n, unsigned size);

@@ -8,33 +8,24 @@
 
 namespace vorel::audio::qentor {
 
-// Builds a plan once and runs it any number of times, with any of the three input types in
-// any order; inverse plans include the factor 1/n. Input and output are treated as distinct.
-//
-// Choice by length: below 6 the hard-coded kernels (so 2 and 4 too), a power of two radix-2,
-// a prime Bluestein, anything else Cooley-Tukey. Bluestein's accuracy therefore falls away for
-// primes from 13 on, and its outputs are not finite for primes from 47 on.
-// n = 0 (the only length below 1) builds a do-nothing hard-coded plan: exec writes nothing.
-//
-// With an explicit algorithm nothing is checked: radix-2 on a length that is no power of two,
-// or Cooley-Tukey on a prime or a length below 2, gives meaningless or no output, but no plan
-// reads or writes past the n elements of its buffers. A length of 4294967295 is not supported
-// by the choosing constructor (its primality sieve would not fit in 32-bit indices).
-//
-// No lock is taken: distinct objects may run side by side; one object must not run on two
-// threads at once (Bluestein and Cooley-Tukey plans write scratch held in the plan).
+// Builds a plan once and runs it any number of times, with the three input types in any order;
+// inverse plans include 1/n. Input and output are treated as distinct.
+// Choice by length: below 6 the hard-coded kernels (so 2 and 4 too), a power of two radix-2, a
+// prime Bluestein (whose accuracy falls away from 13 and outputs are not finite from 47), else
+// Cooley-Tukey. n = 0 builds a do-nothing plan.
+// With an explicit algorithm nothing is checked: a wrong length gives meaningless or no output,
+// but no plan reads or writes past its n elements. The choosing constructor does not support
+// 4294967295. One object must not run on two threads at once (plans may hold scratch).
 class FFT {
 public:
     FFT(unsigned n, bool forward);
     FFT(unsigned n, bool forward, fft::FFTAlgorithm algorithm);
     virtual ~FFT() = default;
-    // Not copied: a copy would share the plan, and with it the scratch of Bluestein and
-    // Cooley-Tukey plans, so that two copies could not run on two threads.
+    // Not copied: copies would share the plan and its scratch.
     FFT(const FFT&) = delete;
     FFT& operator=(const FFT&) = delete;
 
-    // Builds the new plan completely before the old one is released: if building throws,
-    // the object keeps its old plan.
+    // The new plan is built whole before the old one is released; if building throws, the old stays.
     void init(unsigned n, bool forward, fft::FFTAlgorithm algorithm);
 
     void exec(const int16_t* input, Complex* output) { impl->exec(input, output); }

@@ -1,7 +1,7 @@
 // The kernels of length 1 to 5, their constant tables, and the batch plans around them.
 #include "planned_fft/hard_kernels.h"
 
-#include <bit>
+#include <array>
 #include <type_traits>
 
 #include "planned_fft/twiddles.h"
@@ -10,60 +10,19 @@ namespace vorel::audio::qentor {
 
 namespace {
 
-constexpr Complex bits(uint32_t re, uint32_t im) { return {std::bit_cast<float>(re), std::bit_cast<float>(im)}; }
-
-constexpr uint32_t one = 0x3f800000, zero = 0x00000000, minus_zero = 0x80000000, minus_one = 0xbf800000,
-                   quarter = 0x3e800000, minus_quarter = 0xbe800000;
-
-// exp(-2 pi i k / N) exactly as the table rule makes them (not the correctly rounded roots),
-// and the inverse entries divided by float(N), which differ in places from products with 1/N.
-template <int N, bool scaled_inverse>
-struct Constants;
-
-template <>
-struct Constants<3, false> {
-    // 1; -0.50000006 - 0.8660254i; -0.4999999 + 0.86602545i
-    static constexpr Complex w[3] = {bits(one, zero), bits(0xbf000001, 0xbf5db3d7), bits(0xbefffffd, 0x3f5db3d8)};
-};
-template <>
-struct Constants<3, true> {
-    // 0.33333334 - 0i; -0.16666669 + 0.28867513i; -0.16666664 - 0.28867516i
-    static constexpr Complex w[3] = {bits(0x3eaaaaab, minus_zero), bits(0xbe2aaaac, 0x3e93cd3a),
-                                     bits(0xbe2aaaa9, 0xbe93cd3b)};
-};
-template <>
-struct Constants<4, false> {
-    static constexpr Complex w[4] = {bits(one, zero), bits(zero, minus_one), bits(minus_one, zero), bits(zero, one)};
-};
-template <>
-struct Constants<4, true> {
-    static constexpr Complex w[4] = {bits(quarter, minus_zero), bits(zero, quarter), bits(minus_quarter, minus_zero),
-                                     bits(zero, minus_quarter)};
-};
-template <>
-struct Constants<5, false> {
-    // 1; 0.30901697 - 0.95105654i; -0.80901706 - 0.5877852i; -0.80901694 + 0.58778536i;
-    // 0.30901712 + 0.9510565i
-    static constexpr Complex w[5] = {bits(one, zero), bits(0x3e9e3779, 0xbf737871), bits(0xbf4f1bbe, 0xbf167917),
-                                     bits(0xbf4f1bbc, 0x3f16791a), bits(0x3e9e377e, 0x3f737870)};
-};
-template <>
-struct Constants<5, true> {
-    // 0.2 - 0i; 0.061803393 + 0.19021131i; -0.16180341 + 0.117557034i;
-    // -0.1618034 - 0.11755707i; 0.061803423 - 0.1902113i
-    static constexpr Complex w[5] = {bits(0x3e4ccccd, minus_zero), bits(0x3d7d258e, 0x3e42c6c1),
-                                     bits(0xbe25afcb, 0x3df0c1be), bits(0xbe25afca, 0xbdf0c1c3),
-                                     bits(0x3d7d2596, 0xbe42c6c0)};
-};
-
-// The table a kernel variant multiplies by: the unscaled inverse is the forward table with
-// every imaginary part negated, +0 to -0 included.
+// The table rule's entries for N, made at compile time; the scaled inverse's divided by
+// float(N), which differs in places from a product with 1/N.
 template <int N, bool forward, bool scaled>
 struct KernelTable {
-    static constexpr Complex entry(int k) {
-        const Complex w = Constants < N, !forward && scaled > ::w[k];
-        return forward || scaled ? w : Complex{w.re, -w.im};
-    }
+    static constexpr std::array<Complex, N> w = [] {
+        std::array<Complex, N> table{};
+        for (int k = 0; k < N; ++k) {
+            const Complex e = w_entry(k, N, forward);
+            table[k] = forward || !scaled ? e : Complex{e.re / static_cast<float>(N), e.im / static_cast<float>(N)};
+        }
+        return table;
+    }();
+    static constexpr Complex entry(int k) { return w[k]; }
 };
 
 template <int N, bool forward, bool scaled, class T>

@@ -8,12 +8,10 @@
 
 namespace vorel::audio::qentor {
 
-// A kernel runs one length-N transform on each group of N consecutive elements of the first
-// size elements (size is a total count, a multiple of N). Three variants exist per N and
-// input type: <true, true> forward with no factor, <false, true> inverse with 1/N folded into
-// its constants (as divisions by N), <false, false> inverse with no factor. Length 3 to 5
-// kernels take every term of the matrix product, multiplications by zero included, the sum
-// started by the first term; each group's inputs are read before its outputs are written.
+// A kernel runs one length-N transform on each group of N of the first `size` elements:
+// <true, true> forward, <false, true> inverse with 1/N folded into its constants, <false, false>
+// inverse unscaled. Lengths 3 to 5 take every term of the matrix product, zeros included, the
+// sum started by the first term; a group's inputs are read before its outputs are written.
 template <class T>
 using HardKernel = void (*)(const T* input, Complex* output, uint64_t size);
 
@@ -36,9 +34,8 @@ HardKernel<T> GetDFTHardFunc(uint64_t n);
 
 namespace fft {
 
-// Hands all `size` elements to one kernel call per exec. Plans hold no state, so any number
-// of threads may run one plan at once. A length outside 1..5 gives a plan whose exec leaves
-// the output as it was.
+// Hands all `size` elements to one kernel call per exec; stateless, so threads may share a
+// plan. A length outside 1..5 gives a plan whose exec leaves the output as it was.
 class DFTHARDImpl : public FFTImpl {
 public:
     DFTHARDImpl(unsigned n, unsigned size);

@@ -36,9 +36,8 @@ IFFT2Impl::IFFT2Impl(unsigned n)
 
 template <class T>
 void FFT2Impl::run(const T* input, Complex* output, bool scale_last) const {
-    // Element i goes to r, the low log2_size bits of i reversed (the 32-bit reversal of i
-    // shifted right by 32 - log2_size). r is kept as a counter that adds one at its top bit and
-    // carries downwards; past 2^log2_size (a length that is no power of two) it wraps to 0.
+    // Element i goes to r, the low log2_size bits of i reversed, kept as a counter that adds one
+    // at its top bit and carries downwards; past 2^log2_size (no power of two) it wraps to 0.
     const uint64_t top = log2_size == 0 ? 0 : uint64_t{1} << (log2_size - 1);
     uint64_t r = 0;
     for (uint64_t i = 0; i < size; ++i) {
@@ -50,8 +49,8 @@ void FFT2Impl::run(const T* input, Complex* output, bool scale_last) const {
         }
         r |= bit;
     }
-    // Only whole blocks inside n run, which for a power of two is every block. The inverse's
-    // last stage scales the untwiddled operand; its table already carries 1/n.
+    // Only whole blocks inside n run. The inverse's last stage scales the untwiddled operand;
+    // its table already carries 1/n.
     const float factor = 1.0f / static_cast<float>(size);
     for (size_t s = 0; s < w_tables.size(); ++s) {
         const bool scaled = scale_last && s + 1 == w_tables.size();

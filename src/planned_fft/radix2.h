@@ -8,12 +8,10 @@
 
 namespace vorel::audio::qentor::fft {
 
-// The input is scattered to bit-reversed positions of the output, then butterflies run in
-// place there, stage by stage, each stage with its own half table (table s for block length
-// 2^(s+1)). Input and output must be distinct. exec writes nothing but the output, so one
-// plan may run on several threads at once.
-// A length that is not a power of two gives meaningless numbers, but exec still touches no
-// element at or past n of either array.
+// The input is scattered to bit-reversed positions of the output, then butterflies run in place
+// stage by stage, table s for block length 2^(s+1). Input and output must be distinct; exec
+// writes nothing but the output, so threads may share a plan. A length that is no power of two
+// gives meaningless numbers but touches nothing past n.
 class FFT2Impl : public FFTImpl {
 public:
     explicit FFT2Impl(unsigned n);

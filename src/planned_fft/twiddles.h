@@ -1,5 +1,4 @@
-// Roots of unity for every table of the planned engine, the sine series they come from, and
-// the complex arithmetic all plans share.
+// Roots of unity for every table of the planned engine and the complex arithmetic all plans share.
 #pragma once
 
 #include <cstdint>
@@ -10,15 +9,41 @@
 namespace vorel::audio::qentor {
 
 // Taylor series of the sine in double, summed until a term falls below 2^-23 (that term
-// included). There is no range reduction: large arguments take many terms and, far enough
-// out, overflow so that the loop never ends.
-double sine_series(double x);
+// included), with no range reduction. A term that has left the finite range never comes back
+// below the end test, so the series stops there and very large arguments give a non-finite
+// value instead of no answer; every other series ends at the same term.
+constexpr double sine_series(double x) {
+    double s = x, t = x;
+    uint32_t i = 2;  // (i + 1) * i wraps in 32 bits, as the product of the rule does
+    do {
+        t = t * ((-x * x) / static_cast<double>(static_cast<int32_t>((i + 1u) * i)));
+        s = s + t;
+        i += 2;
+    } while (!((t < 0 ? -t : t) < 1.1920928955078125e-7) && t - t == 0);
+    return s;
+}
 
 // exp(-2 pi i k / len) forward, its conjugate otherwise. k = 0, len/2, len/4 and 3 len/4 are
-// exact; every other entry takes the series on an angle first rounded to float, so entries are
-// close to but not exactly the roots of unity. k may exceed len (the chirp of the Bluestein
-// plans uses k^2 unreduced).
-Complex w_entry(uint64_t k, uint64_t len, bool forward);
+// exact; every other entry takes the series on an angle rounded to float after the product and
+// the quotient (6.2831855f is the float nearest 2 pi), so entries are close to but not exactly
+// the roots of unity. k may exceed len (the Bluestein chirp uses k^2 unreduced).
+constexpr Complex w_entry(uint64_t k, uint64_t len, bool forward) {
+    const auto angle = [&](float two_pi) {
+        return static_cast<double>((static_cast<float>(k) * two_pi) / static_cast<float>(len));
+    };
+    if (k == 0) return {1.0f, forward ? 0.0f : -0.0f};
+    Complex w{};
+    if (len % k == 0 && len / k == 2)
+        w = {-1.0f, 0.0f};
+    else if (len % k == 0 && len / k == 4)
+        w = {0.0f, -1.0f};
+    else if (3 * len == 4 * k)
+        w = {0.0f, 1.0f};
+    else
+        w = {static_cast<float>(sine_series(angle(-6.2831855f) + 1.5707963267948966)),
+             -static_cast<float>(sine_series(angle(6.2831855f)))};
+    return {w.re, forward ? w.im : -w.im};
+}
 
 // The table of n entries, or n/2 entries (truncated) when half is set. The last two
 // parameters select nothing.
@@ -28,8 +53,8 @@ std::vector<Complex> calcW(uint64_t n);
 // Both parts of every entry times factor, in float.
 void scale_table(std::vector<Complex>& table, float factor);
 
-// Slow path of complex_product: both parts came out NaN, so infinities are boxed to 1 or 0,
-// NaNs opposite them set to signed zero, and the product retaken with infinity as its scale.
+// Slow path of complex_product when both parts came out NaN: infinities boxed to 1 or 0, NaNs
+// opposite them set to signed zero, and the product retaken with infinity as its scale.
 Complex complex_product_recovered(Complex z, Complex w);
 
 // (ac - bd) + (ad + bc)i, four float products with no fused operation, recovering an infinite
@@ -44,15 +69,14 @@ inline Complex complex_product(Complex z, Complex w) {
     return r;
 }
 
-// A real sample times a table entry: both parts scaled, the imaginary one too, so that a NaN or
-// infinity in the sample reaches both.
+// A real sample times a table entry: both parts, so that a NaN or infinity reaches both.
 inline Complex real_product(float v, Complex w) { return {w.re * v, w.im * v}; }
 
 inline Complex operator+(Complex a, Complex b) { return {a.re + b.re, a.im + b.im}; }
 inline Complex operator-(Complex a, Complex b) { return {a.re - b.re, a.im - b.im}; }
 inline Complex& operator+=(Complex& a, Complex b) { return a = a + b; }
 
-// Sample types enter the float arithmetic as they stand: a 16-bit sample is not normalised.
+// Samples enter the float arithmetic as they stand: a 16-bit sample is not normalised.
 inline float sample_value(int16_t v) { return static_cast<float>(v); }
 inline float sample_value(float v) { return v; }
 

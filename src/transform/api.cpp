@@ -29,27 +29,32 @@ const std::vector<float>& table_of(int n, bool inverse) {
     return remembered<int, Table>(n, [n]() -> const Table& { return FftTable::instance().ref_table(n); });
 }
 
-// n real samples to 2 n floats of spectrum, all bins, unscaled. src is read whole before dst
-// is written, so the two may share a buffer of 2 n floats.
-void fft_into(float* dst, const float* src, int n) {
+// Forward: n real samples to all n bins, unscaled. Inverse: n complex bins to n complex
+// samples, divided by n. src is read whole before dst is written, so they may share a buffer.
+void transform_into(float* dst, const float* src, int n, bool inverse) {
     require_working_set(n);
+    const std::vector<float>& table = table_of(n, inverse);
     // Powers of two, and other lengths with a plan at this level, run between the caller's buffers.
-    if (is_pow2(n)) return pow2_transform_to(dst, src, Pow2Input::real, n, table_of(n, false), false);
-    if (general_transform_to(dst, src, true, static_cast<std::size_t>(n), table_of(n, false), false)) return;
+    if (is_pow2(n))
+        return pow2_transform_to(dst, src, inverse ? Pow2Input::interleaved : Pow2Input::real, n, table, inverse);
+    if (general_transform_to(dst, src, !inverse, static_cast<std::size_t>(n), table, inverse)) return;
     std::vector<float> data(complex_floats(n));
-    fft_pre_process(data, src, n);
-    fft(data, n, table_of(n, false));
+    if (inverse) {
+        std::copy(src, src + data.size(), data.begin());
+        ifft(data, n, table);
+    } else {
+        fft_pre_process(data, src, n);
+        fft(data, n, table);
+    }
     std::copy(data.begin(), data.end(), dst);
 }
 
-// 2 n floats of spectrum to 2 n floats of complex signal, divided by n. src may be dst.
-void ifft_into(float* dst, const float* src, int n) {
-    require_working_set(n);
-    if (is_pow2(n)) return pow2_transform_to(dst, src, Pow2Input::interleaved, n, table_of(n, true), true);
-    if (general_transform_to(dst, src, false, static_cast<std::size_t>(n), table_of(n, true), true)) return;
-    std::vector<float> data(src, src + complex_floats(n));
-    ifft(data, n, table_of(n, true));
-    std::copy(data.begin(), data.end(), dst);
+int transform_call(float* dst, const float* src, int fft_n, bool inverse) {
+    if (dst == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
+    return call_frame([&] {
+        require(fft_n >= 1, "Invalid fft_n size.");
+        transform_into(dst, src, fft_n, inverse);
+    });
 }
 
 }  // namespace
@@ -57,18 +62,6 @@ void ifft_into(float* dst, const float* src, int n) {
 
 using namespace vorel::audio;
 
-extern "C" int vorelAudioFFT(float* dst, const float* src, int fft_n) {
-    if (dst == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
-    return call_frame([&] {
-        require(fft_n >= 1, "Invalid fft_n size.");
-        fft_into(dst, src, fft_n);
-    });
-}
+extern "C" int vorelAudioFFT(float* dst, const float* src, int fft_n) { return transform_call(dst, src, fft_n, false); }
 
-extern "C" int vorelAudioIFFT(float* dst, const float* src, int fft_n) {
-    if (dst == nullptr || src == nullptr) return VOREL_STATUS_INVALID_ARGUMENT;
-    return call_frame([&] {
-        require(fft_n >= 1, "Invalid fft_n size.");
-        ifft_into(dst, src, fft_n);
-    });
-}
+extern "C" int vorelAudioIFFT(float* dst, const float* src, int fft_n) { return transform_call(dst, src, fft_n, true); }

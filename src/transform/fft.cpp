@@ -3,6 +3,7 @@
 // unless the scalar level is asked for.
 #include "transform/fft.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <utility>
@@ -24,39 +25,40 @@ void fft_pre_process(std::vector<float>& data, const float* src, int n) {
 namespace {
 
 // 2 n floats at least; a working set declares them whole, so a run of frames allocates nothing.
-void ensure_size(std::vector<float>& buffer, std::size_t n) {
-    if (buffer.size() < 2 * n) buffer.resize(2 * n);
+std::vector<float>& sized(std::vector<float>* buffer, std::vector<float>& own, std::size_t n) {
+    std::vector<float>& b = buffer != nullptr ? *buffer : own;
+    if (b.size() < 2 * n) b.resize(2 * n);
+    return b;
 }
 
-void transform(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch,
+void transform(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>* scratch,
                bool inverse) {
     const std::size_t len = static_cast<std::size_t>(n);
-    ensure_size(scratch, len);
+    std::vector<float> own;
+    std::vector<float>& tmp = sized(scratch, own, len);
     if (is_pow2(n))
         return pow2_transform_to(data.data(), data.data(), Pow2Input::interleaved, len, table, inverse,
-                                 simd::best_isa(), scratch.data());
-    fft_general(data, n, table, &scratch);
+                                 simd::best_isa(), tmp.data());
+    fft_general(data, n, table, &tmp);
     if (inverse) divide_by_length(data.data(), len);
 }
 
 }  // namespace
 
 void fft(std::vector<float>& data, int n, const std::vector<float>& table) {
-    std::vector<float> scratch;
-    transform(data, n, table, scratch, false);
+    transform(data, n, table, nullptr, false);
 }
 
 void ifft(std::vector<float>& data, int n, const std::vector<float>& table) {
-    std::vector<float> scratch;
-    transform(data, n, table, scratch, true);
+    transform(data, n, table, nullptr, true);
 }
 
 void fft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch) {
-    transform(data, n, table, scratch, false);
+    transform(data, n, table, &scratch, false);
 }
 
 void ifft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch) {
-    transform(data, n, table, scratch, true);
+    transform(data, n, table, &scratch, true);
 }
 
 std::size_t fft_work_bytes(int n) {
@@ -66,16 +68,6 @@ std::size_t fft_work_bytes(int n) {
 }
 
 void divide_by_length(float* data, std::size_t n) { divide_by_length<float>(data, kInterleaved, n); }
-
-// ---- Powers of two ----
-
-void fft_pow2(std::vector<float>& data, int n, const std::vector<float>& table) {
-    pow2_transform_to(data.data(), data.data(), Pow2Input::interleaved, static_cast<std::size_t>(n), table, false);
-}
-
-void ifft_pow2(std::vector<float>& data, int n, const std::vector<float>& table) {
-    pow2_transform_to(data.data(), data.data(), Pow2Input::interleaved, static_cast<std::size_t>(n), table, true);
-}
 
 void fft_pow2_core(std::vector<float>& data, int n, int start, int size, int quarter, const std::vector<float>& table,
                    std::size_t table_pos) {
@@ -95,35 +87,24 @@ void bit_reverse(float* data, std::size_t n) {
     const int bits = std::countr_zero(n);
     for (std::size_t k = 1; k + 1 < n; ++k) {
         const std::size_t j = reversed_index(static_cast<std::uint32_t>(k), bits);
-        if (k < j) {
-            std::swap(data[2 * k], data[2 * j]);
-            std::swap(data[2 * k + 1], data[2 * j + 1]);
-        }
+        if (k < j) std::swap_ranges(data + 2 * k, data + 2 * k + 2, data + 2 * j);
     }
 }
 
-// ---- Other lengths ----
-
-void mixed_radix_transform(float* data, float* tmp, std::size_t n, const float* table) {
+void fft_general(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>* scratch) {
+    const std::size_t len = static_cast<std::size_t>(n);
+    std::vector<float> own;
+    float *d = data.data(), *tmp = sized(scratch, own, len).data(), *cur = d;
     FactorList factors;
-    const std::size_t factor_n = mixed_radix_factors(n, factors);
-    float* cur = data;
+    const std::size_t factor_n = mixed_radix_factors(len, factors);
     if (factor_n > 0) {
-        for_each_decimated(n, factors, factor_n,
-                           [&](std::size_t to, std::size_t from) { std::memcpy(tmp + 2 * to, data + 2 * from, 8); });
+        for_each_decimated(len, factors, factor_n,
+                           [&](std::size_t to, std::size_t from) { std::memcpy(tmp + 2 * to, d + 2 * from, 8); });
         cur = tmp;
     }
-    const float* result = mixed_radix_steps<float>(cur, cur == data ? tmp : data, kInterleaved, n, table, false, false,
-                                                   n);
-    if (result != data) std::memcpy(data, result, 2 * n * sizeof(float));
-}
-
-void fft_general(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>* tmp) {
-    std::vector<float> own;
-    std::vector<float>& scratch = tmp != nullptr ? *tmp : own;
-    const std::size_t len = static_cast<std::size_t>(n);
-    ensure_size(scratch, len);
-    mixed_radix_transform(data.data(), scratch.data(), len, table.data());
+    const float* result = mixed_radix_steps<float>(cur, cur == d ? tmp : d, kInterleaved, len, table.data(), false,
+                                                   false, len);
+    if (result != d) std::memcpy(d, result, 2 * len * sizeof(float));
 }
 
 void dft_sub(std::vector<float>& data, int n, int block_n, const std::vector<float>& table) {

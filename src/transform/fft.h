@@ -13,24 +13,17 @@ bool is_pow2(int n);
 // Real samples to an interleaved complex buffer: src[k] at 2k, 0 at 2k + 1.
 void fft_pre_process(std::vector<float>& data, const float* src, int n);
 
-// Forward transform in place with the forward table of FftTable for n.
+// Forward transform in place with the forward table of FftTable for n; the inverse with the
+// inverse table, then divided by n. A caller transforming frame after frame passes its own
+// scratch (grown to 2 n floats) and so allocates once.
 void fft(std::vector<float>& data, int n, const std::vector<float>& table);
-// Inverse transform in place with the inverse table for n, scaled by 1/n (a division).
 void ifft(std::vector<float>& data, int n, const std::vector<float>& table);
-
-// The same with caller-held scratch, so that a caller transforming frame after frame
-// allocates once.
 void fft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch);
 void ifft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch);
 
 // Bytes a transform of length n needs besides its own data: the table of one direction and
 // 2 n floats of scratch.
 std::size_t fft_work_bytes(int n);
-
-// ---- Powers of two ----
-void fft_pow2(std::vector<float>& data, int n, const std::vector<float>& table);
-// The same with the inverse butterfly and table, then every float divided by float(n).
-void ifft_pow2(std::vector<float>& data, int n, const std::vector<float>& table);
 
 // One column of radix-4 butterflies, i = start, start + size, ... below n, with the 12
 // twiddle floats at table_pos.
@@ -42,20 +35,15 @@ void ifft_pow2_core(std::vector<float>& data, int n, int start, int size, int qu
 // (a, b) -> (a + b, a - b) on each pair of neighbouring complex elements.
 void fft_pow2_merge(std::vector<float>& data, int n);
 
-// Swaps complex elements k and reversed k of an interleaved buffer, n a power of two. Only
-// elements move, so any order of moves gives the same bits.
+// Swaps complex elements k and reversed k, n a power of two; only elements move.
 void bit_reverse(float* data, std::size_t n);
 
 // Every float of 2 n divided by float(n): the scaling of the inverse transforms.
 void divide_by_length(float* data, std::size_t n);
 
-// ---- Other lengths ----
 // Mixed radix: factors found while the data is decimated, direct DFTs on the leaf blocks,
-// then one combine step per factor; `tmp` (resized to 2 n floats) is kept by the caller or made.
+// then one combine step per factor; `tmp` (grown to 2 n floats) is the caller's or made here.
 void fft_general(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>* tmp = nullptr);
-
-// The same on 2 n floats at `data` with 2 n floats of scratch at `tmp`.
-void mixed_radix_transform(float* data, float* tmp, std::size_t n, const float* table);
 
 // Direct DFT of block_n consecutive blocks of n / block_n elements, with table entries
 // block_n * (m * k mod L).

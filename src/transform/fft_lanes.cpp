@@ -1,10 +1,6 @@
-// The lane transform: the power-of-two schedules of schedules.h, or the mixed-radix steps below,
-// over a vector of frames, on a buffer whose element k holds the real parts of all frames, then
-// their imaginary parts. The scalar level runs the same template at width 1 once per frame, sse2
-// twice over four frames, avx2 and avx512 once over eight (no FMA: every multiply and add rounds
-// on its own). Sixteen frames in one AVX-512 vector measured 1.4 times slower on the 400-point
-// spectrogram (the lane buffers outgrow the first-level cache); an eight-lane build with the 32
-// registers of AVX-512 measured no faster.
+// The lane transform: the schedules of schedules.h over a vector of frames. The scalar level
+// runs them at width 1 once per frame, sse2 twice over four frames, avx2 and above once over
+// eight (sixteen frames outgrow the first-level cache).
 #include "transform/fft_lanes.h"
 
 #include <bit>
@@ -20,19 +16,12 @@ namespace {
 
 constexpr Strided kFrames{kLaneStride, kFrameLanes};
 
-// With `shortcut`, the short forms: the same sums as the full transform, with the work left
-// out that provably changes no bit read (see group_output): the real leaves of the forward
-// transform read no imaginary part, term 0 of every sum is added without its product, and the
-// forward transform's last step (one block spanning all n) stops after bin n/2, since each
-// output of a step is an independent sum and nobody reads the bins above.
-// The shortcuts are exact while every step's input is finite. When one is not, it reaches an
-// output of its step, and so the input of every later step: an infinite or NaN factor makes its
-// product infinite or NaN (also times a zero twiddle), a sum with such a term stays so, and the
-// shortcut's first term keeps the value itself. So the outputs are checked: the forward form's
-// bins 0 .. n/2 (each input of the last step reaches one of them, since its block length is at
-// most n/2) once all lanes are done (see run_form), and the inverse's every output as it is
-// divided, which clears `finite` when one is not. When the check fails the caller runs the full
-// transform. Powers of two take no shortcut.
+// With `shortcut`, the same sums with the work left out that provably changes no bit read (see
+// group_output): real leaves, term 0 without its product, and the forward transform's last step
+// stopping after bin n/2. That is exact while every step's input is finite; an infinity or NaN
+// reaches the outputs of every later step, so the outputs read are checked (the forward bins
+// 0 .. n/2 in run_form, the inverse's as they are divided) and on failure the caller runs the
+// full transform. Powers of two take no shortcut.
 template <class V, bool Inverse, bool Shortcut>
 VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, const float* table, bool& finite) {
     float* result = data;
@@ -51,14 +40,12 @@ VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, co
 
 using LanesFn = float* (*)(float*, float*, std::size_t, const float*, bool, bool);
 
-// The frames of the buffers, kLanes<V> at a time. The short forms of a mixed-radix length, all
-// lanes done, hand the group back unless the outputs read are all finite.
+// The frames of the buffers, kLanes<V> at a time; null when a short form's outputs are not finite.
 template <class V>
 VOREL_INLINE float* run_form(float* data, float* spare, std::size_t n, const float* table, bool inverse,
                              bool shortcut) {
     float* result = nullptr;
     bool finite = true;
-    // The flags are fixed per instantiation, so that no shortcut is tested inside a sum.
     for (std::size_t l = 0; l < kFrameLanes; l += simd::kLanes<V>) {
         float *d = data + l, *s = spare + l, *r = nullptr;
         if (inverse)

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstddef>
 
-#include "common/process_table.h"
 #include "errors/checks.h"
 #include "transform/fft.h"
 

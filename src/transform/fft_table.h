@@ -5,6 +5,8 @@
 #include <mutex>
 #include <vector>
 
+#include "common/process_table.h"
+
 namespace vorel::audio {
 
 // Powers of two (n >= 4) hold n/4 rows of 12 floats laid out for the radix-4 butterfly;
@@ -38,6 +40,19 @@ const Entry& remembered(const Key& key, Find&& find) {
         last.key = key;
     }
     return *last.entry;
+}
+
+// The entry of key in a process-wide cache of the call site, made by make() and inserted whole,
+// so that a failed build leaves no entry behind; remembered per thread.
+template <class Key, class Entry, class Make>
+const Entry& cached(const Key& key, Make&& make) {
+    return remembered<Key, Entry>(key, [&]() -> const Entry& {
+        static std::mutex lock;
+        static std::map<Key, Entry> entries;
+        return lock_build_find(lock, entries, key, [&] {
+            if (entries.count(key) == 0) entries.emplace(key, make());
+        });
+    });
 }
 
 }  // namespace vorel::audio

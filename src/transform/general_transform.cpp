@@ -1,18 +1,14 @@
-// Whole transforms of lengths that are not powers of two in vector lanes: the per-length plans,
-// and their passes written once over the vector type and built for each level above scalar. Outputs of one pass are
-// independent sums, so lanes may hold any of them; each lane does the scalar operations in the scalar order (no fused
-// multiply-add).
+// Whole transforms of lengths that are not powers of two in vector lanes, through per-length
+// plans. Outputs of one pass are independent sums, so lanes may hold any of them; each lane
+// does the scalar operations in the scalar order (no fused multiply-add).
 #include "transform/general_transform.h"
 
 #include <algorithm>
 #include <cstring>
-#include <map>
-#include <mutex>
 #include <tuple>
 #include <utility>
 
 #include "common/aligned_floats.h"
-#include "common/process_table.h"
 #include "simd/lanes.h"
 #include "simd/vec.h"
 #include "transform/fft_table.h"
@@ -29,17 +25,12 @@ using simd::kLanes;
 using simd::load;
 using simd::store;
 
-// A plan, cached per length, direction and width like the coefficient tables, holds the order of the passes (the leaf
-// DFTs, then one combine step per factor), the reordering between layouts, and every twiddle already gathered in the
-// order the passes read it, so that a call computes no index and no angle.
-//
-// Two layouts share the passes. While many blocks remain, element j of block b lies at
-// j B + rev(b), rev reversing the digits of b (the factors found first are its low digits):
-// consecutive blocks of a pass are consecutive floats, and the sub-blocks that a combine step
-// joins lie B' apart, so the lanes run across blocks. The decimated input is then the input
-// itself: element m of leaf block b is input element rev(b) + B m. Once fewer blocks remain than
-// lanes, one transposition moves the data to block after block, and the lanes run across
-// consecutive outputs of a block.
+// A plan, cached per length, direction and width, holds the passes (the leaf DFTs, then one
+// combine step per factor), the reordering between layouts, and every twiddle in the order the
+// passes read it. While many blocks remain, element j of block b lies at j B + rev(b) (b's
+// digits reversed), so the lanes run across blocks and the decimated input is the input itself.
+// Once fewer blocks remain than lanes, a transposition puts blocks one after another, and the
+// lanes run across consecutive outputs of a block.
 struct GeneralPass {
     std::size_t q;         // terms of each output sum (the leaf length for the leaves)
     std::size_t len;       // length of the sub-blocks joined (1 for the leaves)
@@ -48,43 +39,24 @@ struct GeneralPass {
     std::size_t twiddles;  // offset of its q * q * len twiddles, entry t * q len + x
 };
 
-// Floats after the last twiddle of each part, so that a kernel may load a short vector from
-// any twiddle.
+// Floats after the last twiddle, so that a kernel may load a vector from any twiddle.
 constexpr std::size_t kTwiddlePad = 16;
 
 struct GeneralPlan {
     bool usable = false;  // false: the length has no fast plan at this width (few blocks, huge leaves)
     std::vector<GeneralPass> passes;
-    // The transposition after the passes across blocks, at a level of B = `level_block.size()`
-    // blocks: element x of the block level_block[c] moves from x B + c to level_block[c] n / B + x.
+    // The transposition to block order at B = level_block.size() blocks: element x of block
+    // level_block[c] moves from x B + c to level_block[c] n / B + x.
     std::vector<std::size_t> level_block;
     std::vector<float> tw_re, tw_im;
-    // Whether every twiddle of term 0 is exactly (1, +0) or (1, -0) (always, with a correct sine
-    // and cosine).
+    // Whether every twiddle of term 0 is exactly (1, +-0).
     bool unit_first = false;
 };
 
-// Plans whose gathered twiddles would pass this many per element are left to the plain path:
-// those are lengths with a long leaf (a large prime factor), where the table would be huge.
-// Common lengths need four to six.
+// Lengths with more twiddles per element (a long leaf) or longer than kMaxPlanned keep the plain
+// path, so that a plan costs a few megabytes at most and no call is refused for want of one.
 constexpr std::size_t kMaxTwiddlesPerElement = 16;
-// Longer lengths keep the plain path too, so that a plan never costs more memory than a few
-// megabytes, and a call that fits in memory without a plan is never refused for want of one.
 constexpr std::size_t kMaxPlanned = std::size_t{1} << 16;
-
-// Block b of the level with factors f[0..k-1] (the last found is its lowest digit), with its
-// digits reversed: r1 (q2..qk) + ... + rk becomes r1 + q1 r2 + ... + (q1..q(k-1)) rk.
-std::size_t reversed_block(std::size_t b, const FactorList& f, std::size_t k) {
-    std::size_t weight = 1;
-    for (std::size_t j = 0; j < k; ++j) weight *= f[j];
-    std::size_t rev = 0;
-    for (std::size_t j = k; j-- > 0;) {
-        weight /= f[j];
-        rev += (b % f[j]) * weight;
-        b /= f[j];
-    }
-    return rev;
-}
 
 // (1, +0) or (1, -0): the forward table's angle 0 is -0, whose sine is -0.
 bool is_unit(float re, float im) {
@@ -113,8 +85,7 @@ GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vecto
     }
     if (twiddles > kMaxTwiddlesPerElement * n) return plan;
 
-    // Entry t x mod size (scaled to the table of n) of term t for output x: the plain path
-    // reaches the same reduced exponent by adding and subtracting.
+    // Entry c (t x mod size) for term t of output x, the entry the plain path reads.
     plan.tw_re.reserve(twiddles + kTwiddlePad), plan.tw_im.reserve(twiddles + kTwiddlePad);
     plan.unit_first = true;
     for (const GeneralPass& pass : plan.passes) {
@@ -134,28 +105,19 @@ GeneralPlan make_general_plan(std::size_t n, std::size_t lanes, const std::vecto
     for (std::size_t p = 1; p < plan.passes.size() && plan.passes[p].across_blocks; ++p)
         level_blocks = plan.passes[p].blocks, --level_factors;
     plan.level_block.resize(level_blocks);
-    for (std::size_t b = 0; b < level_blocks; ++b) plan.level_block[reversed_block(b, factors, level_factors)] = b;
+    for_each_decimated(level_blocks, factors, level_factors,
+                       [&](std::size_t to, std::size_t from) { plan.level_block[from] = to; });
     plan.usable = true;
     return plan;
 }
 
 const GeneralPlan& general_plan_of(std::size_t n, bool inverse, std::size_t lanes, const std::vector<float>& table) {
     using Key = std::tuple<std::size_t, bool, std::size_t>;
-    const Key key{n, inverse, lanes};
-    return remembered<Key, GeneralPlan>(key, [&]() -> const GeneralPlan& {
-        static std::mutex lock;
-        static std::map<Key, GeneralPlan> plans;
-        return lock_build_find(lock, plans, key, [&] {
-            // Built whole before insertion, so a failed build leaves no entry behind.
-            if (plans.count(key) == 0) plans.emplace(key, make_general_plan(n, lanes, table));
-        });
-    });
+    return cached<Key, GeneralPlan>(Key{n, inverse, lanes}, [&] { return make_general_plan(n, lanes, table); });
 }
 
-// Every lane set to *p: a whole vector loaded from p (the plan pads its twiddles for that),
-// lane 0 copied to all lanes. Written this way it is one broadcast from memory in every build;
-// a vector built from the scalar, or a short vector widened, becomes a chain of lane inserts or
-// a spill to the stack once inlined here.
+// Every lane set to *p, written as lane 0 of a whole vector load (the twiddles are padded) so
+// that every build makes it one broadcast from memory rather than lane inserts or a spill.
 template <class V, std::size_t... I>
 VOREL_INLINE V splat_lanes(const float* p, std::index_sequence<I...>) {
     const V v = load<V>(p);
@@ -170,8 +132,7 @@ VOREL_INLINE V splat(const float* p) {
         return splat_lanes<V>(p, std::make_index_sequence<kLanes<V>>{});
 }
 
-// f(V{}, lo, hi) over [lo, hi) in runs of the widest vector, the rest in halves of it down to
-// four lanes, then single floats.
+// f(V{}, lo, hi) over [lo, hi) in runs of the widest vector, the rest in halves down to 4, then 1.
 template <class V, class F>
 VOREL_INLINE void by_widths(std::size_t lo, std::size_t hi, F& f) {
     constexpr std::size_t w = kLanes<V>;
@@ -181,13 +142,10 @@ VOREL_INLINE void by_widths(std::size_t lo, std::size_t hi, F& f) {
         if (mid < hi) by_widths<simd::Vec<float, (w > 4 ? w / 2 : 1)>>(mid, hi, f);
 }
 
-// One pass; the q outputs r len + s of a group read the same inputs, so they are computed
-// together. Across blocks (the first layout: element j of block b at j B + rev(b), real parts at
-// `in`, imaginary parts n floats later), output x = r len + s of block b' sums element s of its
-// sub-blocks t = 0 .. q-1, which lie at s B + t B' + rev(b'), and goes to x B' + rev(b'); the
-// lanes run over b'. The leaves are the case len = 1 with B' = B. Across outputs (blocks one
-// after another), output x of block b sums element s of its sub-blocks, at b size + t len + s;
-// the lanes run over s.
+// One pass; the q outputs r len + s of a group share their inputs. Across blocks (real parts at
+// `in`, imaginary parts n floats on), output x = r len + s of block b' sums element s of its
+// sub-blocks, at s B + t B' + rev(b'), to x B' + rev(b'), lanes over b'. Across outputs, output
+// x of block b sums elements b size + t len + s, lanes over s.
 template <class Top, bool Across, bool RealIn, std::size_t Q>
 VOREL_INLINE void run_pass(const float* in, float* out, std::size_t n, const GeneralPass& pass, const float* tw_re,
                            const float* tw_im, bool unit) {
@@ -219,7 +177,7 @@ VOREL_INLINE void run_pass(const float* in, float* out, std::size_t n, const Gen
 }
 
 // From the first layout to blocks one after another (see GeneralPlan::level_block): tiles of
-// eight by eight transposed in vectors in the builds with eight lanes or more, the rest one by one.
+// eight by eight transposed in vectors where the build has eight lanes, the rest one by one.
 template <class Top>
 VOREL_INLINE void to_block_order(const float* in, float* out, std::size_t n, const std::vector<std::size_t>& block) {
     const std::size_t blocks = block.size(), size = n / blocks;
@@ -243,13 +201,11 @@ VOREL_INLINE void to_block_order(const float* in, float* out, std::size_t n, con
     }
 }
 
-// All passes from the input at src, through scratch a and b of 2 n floats each (real parts,
-// then imaginary); returns the one holding the output in natural order.
+// All passes from src through scratch a and b of 2 n floats (real parts, then imaginary);
+// returns the one holding the output in natural order.
 template <class Top>
 VOREL_INLINE float* run_passes(const GeneralPlan& plan, const float* src, bool real_input, std::size_t n, bool unit,
                                float* a, float* b) {
-    // The first layout of the leaves is the input order itself. Real leaves read no imaginary
-    // parts.
     if (real_input) {
         std::copy(src, src + n, a);
     } else {
@@ -279,12 +235,9 @@ VOREL_INLINE float* run_passes(const GeneralPlan& plan, const float* src, bool r
     return a;
 }
 
-// The whole transform to dst. Term 0 is added without its product (group_output) unless a pass
-// input holds an infinity or NaN. Such a value never leaves the outputs: each output of the
-// next pass that reads it has a product with it (x * w is infinite or NaN, and so is x + 0),
-// and a sum with an infinite or NaN term is infinite or NaN. Passes on finite input give the
-// same bits either way, so an output that is all finite proves every pass input finite, and
-// any other output is computed again with every product.
+// The whole transform to dst. Term 0 is added without its product (group_output); an infinity
+// or NaN in any pass input reaches the outputs (x * w and sums with it stay non-finite), so an
+// all-finite output proves the shortcut exact, and any other is computed again in full.
 template <class Top>
 VOREL_INLINE void run_plan(const GeneralPlan& plan, float* dst, const float* src, bool real_input, std::size_t n,
                            bool inverse, float* a, float* b) {
@@ -315,14 +268,11 @@ VOREL_TARGET_AVX512 void run_avx512(const GeneralPlan& plan, float* dst, const f
     run_plan<float16>(plan, dst, src, real_input, n, inverse, a, b);
 }
 
-// A build and the lane count its plans are made for.
 struct Build {
     RunFn run;
     std::size_t lanes;
 };
 constexpr Build kSse2{run_sse2, 4}, kAvx2{run_avx2, 8}, kAvx512{run_avx512, 16};
-// The 512-bit build measured a few per cent faster than the 256-bit one on this family's
-// AVX-512 machines (which issue 512-bit operations as two halves): fewer instructions.
 constexpr simd::IsaBuilds<const Build*> kBuilds{nullptr, &kSse2, &kAvx2, &kAvx512};
 
 }  // namespace
@@ -334,8 +284,7 @@ bool general_transform_to(float* dst, const float* src, bool real_input, std::si
     const GeneralPlan& plan = general_plan_of(n, inverse, build->lanes, table);
     const RunFn run = build->run;
     if (!plan.usable) return false;
-    // Two buffers of 2 n floats: on the stack up to n = 1024, where an allocation would cost a
-    // fair share of the transform, else on the heap.
+    // Two buffers of 2 n floats, on the stack up to n = 1024 where an allocation would show.
     constexpr std::size_t kStackFloats = 4096;
     if (4 * n <= kStackFloats) {
         alignas(64) float local[kStackFloats];

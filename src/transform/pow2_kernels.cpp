@@ -1,15 +1,11 @@
-// The builds of the split-layout transform: four lanes for SSE2 (every x86-64 CPU), eight for
-// AVX2 and sixteen for AVX-512, each the template of pow2_stages.h compiled for its level.
-// Contraction is off, so no build fuses a multiply into an add.
+// The builds of the split-layout transform (pow2_stages.h) at four, eight and sixteen lanes, and
+// its column twiddles.
 #include "transform/pow2_kernels.h"
 
 #include <bit>
-#include <map>
-#include <mutex>
 #include <utility>
 
 #include "common/aligned_floats.h"
-#include "common/process_table.h"
 #include "transform/fft.h"
 #include "transform/fft_table.h"
 #include "transform/pow2_stages.h"
@@ -21,9 +17,8 @@ namespace {
 using pow2::kColumnValues, pow2::kLastStageFloats, pow2::kRowNegated, pow2::kRowSource;
 using simd::Isa;
 
-// Floats of the rearranged twiddles of n: kColumnValues per column of each stage with a
-// quarter of at least 4, in stage order; then, from n = 64 on, the last two stages as sixteen
-// lanes each (kLastStageFloats per stage, float c of lane l at 16 c + l).
+// Floats of the column twiddles of n: kColumnValues per column of each stage of quarter 4 or
+// more; then, from n = 64 on, the last two stages as sixteen lanes (float c of lane l at 16 c + l).
 std::size_t column_twiddle_floats(std::size_t n) {
     std::size_t floats = n >= 64 ? 2 * kLastStageFloats : 0;
     for (std::size_t quarter = n / 4; quarter >= 4; quarter /= 4) floats += kColumnValues * quarter;
@@ -41,9 +36,8 @@ std::vector<float> make_columns(std::size_t len, const std::vector<float>& table
                 if (!kRowNegated[c]) value[offset + kRowSource[c] * quarter + start] = table[start * step + c];
         offset += kColumnValues * quarter;
     }
-    // The last two stages as sixteen lanes: quarters 4 and 1 of an even log2(n), or 8 and 2 of
-    // an odd one. Lane l of the first stage is column l mod its quarter; the second stage has
-    // column l mod 2 of quarter 2, or column 0 of quarter 1 (row 0).
+    // The last two stages (quarters 4 and 1, or 8 and 2): lane l of the first is column l mod
+    // its quarter; of the second column l mod 2 of quarter 2, or row 0.
     if (len >= 64) {
         const std::size_t quarter = std::countr_zero(len) % 2 == 0 ? 4 : 8;
         const std::size_t step1 = 12 * (len / (4 * quarter)), step2 = 12 * (len / 8);
@@ -54,21 +48,6 @@ std::vector<float> make_columns(std::size_t len, const std::vector<float>& table
             }
     }
     return value;
-}
-
-// The column twiddles of the power of two n >= 16 in one direction, built once per process from
-// that direction's FftTable value `table`, and remembered per thread.
-const std::vector<float>& column_twiddles_of(std::size_t n, bool inverse, const std::vector<float>& table) {
-    using Key = std::pair<std::size_t, bool>;
-    const Key key{n, inverse};
-    return remembered<Key, std::vector<float>>(key, [&]() -> const std::vector<float>& {
-        static std::mutex lock;
-        static std::map<Key, std::vector<float>> columns;
-        return lock_build_find(lock, columns, key, [&] {
-            // Built whole before insertion, so a failed build leaves no entry behind.
-            if (columns.count(key) == 0) columns.emplace(key, make_columns(n, table));
-        });
-    });
 }
 
 template <class V>
@@ -107,13 +86,15 @@ constexpr simd::IsaBuilds<SplitFn> kBuilds{nullptr, split_sse2, split_avx2, spli
 void pow2_transform_to(float* dst, const float* src, Pow2Input input, std::size_t n, const std::vector<float>& table,
                        bool inverse, Isa isa, float* scratch) {
     if (n >= 16 && isa != Isa::scalar) {
-        // Without caller scratch: 64-byte aligned floats of the stack up to n = 1024, where an
-        // allocation would cost a fair share of the transform, else of the heap.
+        // Without caller scratch: the stack up to n = 1024, where an allocation would show.
         constexpr std::size_t kStackFloats = 2048;
         alignas(64) float local[kStackFloats];
         const AlignedFloats heap = scratch != nullptr || 2 * n <= kStackFloats ? nullptr : make_aligned_floats(2 * n);
         float* d = scratch != nullptr ? scratch : heap ? heap.get() : local;
-        return kBuilds(isa)(src, input, d, dst, n, table.data(), column_twiddles_of(n, inverse, table).data(), inverse);
+        using Key = std::pair<std::size_t, bool>;
+        const std::vector<float>& cols = cached<Key, std::vector<float>>(Key{n, inverse},
+                                                                         [&] { return make_columns(n, table); });
+        return kBuilds(isa)(src, input, d, dst, n, table.data(), cols.data(), inverse);
     }
     // The plain path in place on dst, filled from the last element down so that src may be dst.
     for (std::size_t k = n; k-- > 0;) {

@@ -1,14 +1,8 @@
-// The power-of-two transform from n = 16 on with butterflies in vector lanes, written once
-// over the vector type and built by pow2_kernels.cpp for each level. Every helper is always
-// inlined, so each build compiles them for its own instruction set.
-//
+// The power-of-two transform from n = 16 on with butterflies in vector lanes, written once over
+// the vector type and built by pow2_kernels.cpp for each level.
 // Split layout of group G: groups of G complex elements, G real parts then G imaginary parts.
-// The stages write it with G = W, the lanes of the build, so that W consecutive elements load
-// as two plain vectors. The last stages with sixteen lanes write the output in natural order
-// themselves; the others leave G = 4, which the bit reversal reads.
-// Butterflies within one stage touch disjoint elements, so a stage may run them in any order
-// and W at a time; each lane does exactly the scalar operations (no fused multiply-add). The
-// rearrangements between the layout and the lanes are the index rules of shuffles.h.
+// Butterflies of one stage touch disjoint elements, so they run W at a time in any order; each
+// lane does exactly the scalar operations (no fused multiply-add).
 #pragma once
 
 #include <bit>
@@ -28,21 +22,15 @@ using simd::kLanes;
 using simd::load;
 using simd::store;
 
-// Column twiddles: the radix-4 twiddles rearranged by column. For each stage whose columns
-// run in vector lanes, the distinct values of column `start` are stored by column
-// (value k of column s at k * quarter + s), so that consecutive columns load as one vector.
-// A row of 12 floats holds six distinct values; its three -sin entries are the negated sin
-// entries, and a float negates exactly, so the six values give back the row bit for bit at
-// half the memory. The values are copies of the FftTable rows; only their places change.
-// The six values are cos 2j, sin 2j, cos j, sin j, cos 3j, sin 3j; kRowSource and kRowNegated
-// give each of the row's 12 floats as value and sign.
+// Column twiddles: per stage, the six distinct values of a table row (cos 2j, sin 2j, cos j,
+// sin j, cos 3j, sin 3j), value k of column s at k * quarter + s, so that consecutive columns
+// load as one vector. The row's -sin entries are negated values: negation is exact.
 inline constexpr std::size_t kColumnValues = 6;
 inline constexpr std::size_t kRowSource[12] = {0, 1, 1, 0, 2, 3, 3, 2, 5, 4, 4, 5};
 inline constexpr bool kRowNegated[12] = {false, false, true, false, false, false,
                                          true,  false, true, false, false, false};
 
-// Floats of the twiddles of one of the last two stages as sixteen lanes, whole rows: they are
-// few, and read where they are used.
+// Floats of the twiddles of one of the last two stages as sixteen lanes, whole rows.
 constexpr std::size_t kLastStageFloats = 12 * 16;
 
 // Float offset of the real part of element i in the split layout of group G; the imaginary
@@ -52,13 +40,11 @@ constexpr std::size_t part_at(std::size_t i) {
     return 2 * G * (i / G) + i % G;
 }
 
-// The scaling of the inverse divides every float by n. For a power of two n, 1/n is exact,
-// and x (1/n) is the exact quotient rounded once, as x / n is, for every x (subnormal
-// results, zeros, infinities and NaN alike): the multiplication gives the division's bits.
+// For a power of two n, 1/n is exact, so x (1/n) is x / n rounded once, as the division is,
+// for every x (subnormals, zeros, infinities and NaN alike).
 inline float scale_of(std::size_t n) { return 1.0f / static_cast<float>(n); }
 
-// Where the first stage reads its elements: the split layout, n real samples (imaginary
-// parts 0), or interleaved complex elements. Later stages read the split layout of group G.
+// How the first stage reads its elements; later stages read the split layout.
 enum class Input { split, real, interleaved };
 
 // W consecutive elements from element i of `src` held as In says; i is a multiple of W,
@@ -75,8 +61,7 @@ VOREL_INLINE void load_input(const float* src, std::size_t i, V& re, V& im) {
     }
 }
 
-// The 12 twiddles of W consecutive columns from their six distinct values, `stride` floats
-// apart (see kColumnValues); negating a float is exact.
+// The 12 twiddles of W consecutive columns from their six values, `stride` floats apart.
 template <class V>
 VOREL_INLINE void column_twiddles(const float* values, std::size_t stride, V (&t)[12]) {
     V w[kColumnValues];
@@ -84,10 +69,9 @@ VOREL_INLINE void column_twiddles(const float* values, std::size_t stride, V (&t
     for (std::size_t c = 0; c < 12; ++c) t[c] = kRowNegated[c] ? -w[kRowSource[c]] : w[kRowSource[c]];
 }
 
-// A stage whose quarter is a multiple of W: lanes are W consecutive columns, whose twiddles
-// are W consecutive floats of the column table `cols` of the stage. Reads `src` as In says
-// and writes the split layout of group G to d; each butterfly reads all its elements before
-// it writes, so d may be src.
+// A stage whose quarter is a multiple of W, lanes over W consecutive columns, from `src` read
+// as In says to the split layout of group G at d; each butterfly reads before it writes, so d
+// may be src.
 template <bool Inverse, class V, Input In, std::size_t G>
 VOREL_INLINE void wide_stage(float* d, const float* src, std::size_t n, std::size_t size, const float* cols) {
     const std::size_t quarter = size / 4;
@@ -147,11 +131,8 @@ VOREL_INLINE V halves(V x, V y) {
     return lanes::unpack<4, 2, Hi>(x, y);
 }
 
-// The last stages below W lanes, over 16 elements from p: they read the split layout of group
-// G and write it with group 4 (16 elements take the same 32 floats in both).
-
-// Quarter 2 (groups g0..g3): lanes are columns 0, 1 at element 0 and columns 0, 1 at
-// element 8. A and B of the first two lanes share g0, C and D share g1.
+// The last stages below W lanes, over 16 elements from p, from group G to group 4.
+// Quarter 2: lanes are columns 0, 1 at elements 0 and 8; A and B share g0, C and D g1.
 template <bool Inverse, std::size_t G>
 VOREL_INLINE void butterflies_of_halves(float* p, const float4* t) {
     const Group g0 = load_group<G>(p, 0), g1 = load_group<G>(p, 1), g2 = load_group<G>(p, 2), g3 = load_group<G>(p, 3);
@@ -166,8 +147,7 @@ VOREL_INLINE void butterflies_of_halves(float* p, const float4* t) {
     store_group(p + 24, Group{halves<1>(cr, dr), halves<1>(ci, di)});
 }
 
-// Quarter 1: each group holds A, B, C, D of one butterfly, so a transpose of the four groups
-// brings the four butterflies into lanes.
+// Quarter 1: each group holds one butterfly, so a transpose brings four into lanes.
 template <bool Inverse, std::size_t G>
 VOREL_INLINE void butterflies_within_groups(float* p, const float4* t) {
     Group g0 = load_group<G>(p, 0), g1 = load_group<G>(p, 1), g2 = load_group<G>(p, 2), g3 = load_group<G>(p, 3);
@@ -179,8 +159,7 @@ VOREL_INLINE void butterflies_within_groups(float* p, const float4* t) {
     store_group(p, g0), store_group(p + 8, g1), store_group(p + 16, g2), store_group(p + 24, g3);
 }
 
-// The radix-2 pass on W floats of the split layout: (a, b) -> (a + b, a - b) on neighbours 0, 1
-// and 2, 3 of each group (real and imaginary parts alike).
+// The radix-2 pass on W floats of the split layout: (a, b) -> (a + b, a - b) on neighbours.
 constexpr auto kPairFirst = [](std::size_t i, std::size_t) { return i - i % 2; };
 constexpr auto kPairSecond = [](std::size_t i, std::size_t) { return i - i % 2 + 1; };
 constexpr auto kSumThenDifference = [](std::size_t i, std::size_t w) { return i % 2 == 0 ? i : w + i; };
@@ -191,14 +170,10 @@ VOREL_INLINE V radix2(V v) {
     return lanes::shuffle<kSumThenDifference>(a + b, a - b);
 }
 
-// The last stages with sixteen lanes, on 64 elements kept in registers. transpose4<U> transposes the 4 x 4 cells of U
-// floats that four vectors form in each block of 4 U floats. Between the two stages the lanes go straight from the
-// first stage's order to the second's.
-
-// Twiddle c of sixteen lanes, read where it is used rather than held in registers. Row 0
-// (UnitRow) has cosines of exactly 1, and x * 1 is x for every x but a NaN, which the sum that
-// follows passes on as a NaN either way: its cosine products are left out. Its sines, -0 or +0
-// by direction, stay products: x * (+-0) is a zero of either sign or a NaN.
+// The last stages with sixteen lanes, on 64 elements kept in registers.
+// Twiddle c of sixteen lanes, read where used. Row 0 (UnitRow) has cosines of exactly 1: x * 1
+// is x for every x but a NaN, which the following sum passes on as a NaN either way. Its sines
+// (+-0) stay products, since x * (+-0) may be a zero of either sign or a NaN.
 template <bool UnitRow = false>
 struct TwiddleLanes {
     const float* p;
@@ -207,11 +182,9 @@ struct TwiddleLanes {
     }
 };
 
-// Quarters 4 and 1 on four blocks of 16 elements, block blk in re[blk], im[blk]. Transposing
-// blocks of four gives lane 4 blk + c of vector b element 4 b + c of block blk: the quarter-4
-// butterflies with column c. Transposing four floats of those four vectors then gives lane
-// 4 blk + b of vector c the same element: each lane is one group of 4, whose elements 0 to 3
-// are the quarter-1 butterfly (row 0). The lanes are left so.
+// Quarters 4 and 1 on four blocks of 16, block blk in re[blk], im[blk]: after the first
+// transpose lane 4 blk + c of vector b is element 4 b + c of block blk (column c of quarter 4);
+// after the second, lane 4 blk + b of vector c is that element (the quarter-1 butterflies).
 template <bool Inverse, class T>
 VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const T& t_first,
                                   const TwiddleLanes<true>& t_second) {
@@ -223,11 +196,9 @@ VOREL_INLINE void quarters4_and_1(float16 (&re)[4], float16 (&im)[4], const T& t
     butterfly<Inverse>(re[0], im[0], re[1], im[1], re[2], im[2], re[3], im[3], t_second);
 }
 
-// Quarters 8 and 2 on two blocks of 32 elements, groups re[g], im[g] of 16. Taking the same
-// half of two groups gives lane 8 blk + c of vector q element 8 q + c of block blk: the
-// quarter-8 butterflies with column c. Transposing cells of two floats gives lane
-// 8 blk + 2 q + c of vector u element 8 q + 2 u + c of block blk: the quarter-2 butterflies
-// with column c. The lanes are left so, the radix-2 pass to follow.
+// Quarters 8 and 2 on two blocks of 32, groups re[g], im[g] of 16: lane 8 blk + c of vector q
+// is element 8 q + c of block blk (column c of quarter 8); after the transpose, lane
+// 8 blk + 2 q + c of vector u is element 8 q + 2 u + c (column c of quarter 2).
 template <bool Inverse, class T>
 VOREL_INLINE void quarters8_and_2(float16 (&re)[4], float16 (&im)[4], const T& t_first, const T& t_second) {
     const auto by_halves = [](float16(&v)[4]) VOREL_INLINE_LAMBDA {
@@ -243,10 +214,8 @@ VOREL_INLINE void quarters8_and_2(float16 (&re)[4], float16 (&im)[4], const T& t
 }
 
 // The rows of the bit reversal (see bit_reverse_split) straight from the lanes of
-// quarters4_and_1, for the tile x whose block blk starts at element blk n/4 + 16 x: it holds
-// whole blocks mid = 4 x + b of the reversal, lane 4 hi + b of vector lo being the element
-// hi n/4 + 4 mid + lo, which goes to rev(lo) n/4 + 4 rev(mid) + rev(hi). Two rows b = 2 H and
-// 2 H + 1 of one lo are one rearrangement of its two vectors. Divided by n with Divide.
+// quarters4_and_1 for tile x: lane 4 hi + b of vector lo is element hi n/4 + 4 mid + lo,
+// mid = 4 x + b, which goes to rev(lo) n/4 + 4 rev(mid) + rev(hi). Divided by n with Divide.
 constexpr std::size_t rev2(std::size_t v) { return (v % 2) * 2 + v / 2; }
 
 template <std::size_t H>
@@ -279,12 +248,10 @@ VOREL_INLINE void store_rows_even(float* to, std::size_t n, std::size_t x, const
     }
 }
 
-// The same for quarters8_and_2 on the tile y of four blocks of 32, blocks hi = 0, 1 in a and
-// hi = 2, 3 in b: block mid = 8 y + 2 q + u / 2 holds at lo = 2 (u % 2) + c the element
-// 8 q + 2 u + c of each block, in lane 8 (hi % 2) + 2 q + c of vector u. Its row takes from a,
-// b, a, b in the order rev(hi): first the parts of four rows from each of a and b, then the
-// rows q = 2 H and 2 H + 1 of one c from those. The neighbours c = 0, 1 of the radix-2 pass
-// then stand at the same place of two vectors.
+// The same for quarters8_and_2 on tile y, blocks hi = 0, 1 in a and 2, 3 in b: block
+// mid = 8 y + 2 q + u / 2 holds at lo = 2 (u % 2) + c element 8 q + 2 u + c, in lane
+// 8 (hi % 2) + 2 q + c of vector u; its row takes from a, b, a, b in the order rev(hi). The
+// radix-2 neighbours c = 0, 1 then stand at the same place of two vectors.
 template <std::size_t H>
 constexpr auto kRowParts = [](std::size_t j, std::size_t w) { return (j % 2) * w + (j % 4 / 2) * 8 + 4 * H + j / 4; };
 template <std::size_t C>
@@ -321,15 +288,12 @@ VOREL_INLINE void store_rows_odd(float* to, std::size_t n, std::size_t y, const 
     }
 }
 
-// The last two stages per 64 elements held in registers: quarters 4 and 1 of an even
-// log2(n) >= 6 on tiles of four blocks of 16, or quarters 8 and 2 and the radix-2 pass of an
-// odd log2(n) >= 7 on tiles of four blocks of 32 in two halves; the blocks of a tile lie n/4
-// apart. `lanes` are the twiddles of the two stages as sixteen lanes (see
-// kLastStageFloats). The tiles go bit-reversed to `to`, divided by n for the inverse.
+// The last two stages per 64 elements: quarters 4 and 1 (even log2(n) >= 6) on tiles of four
+// blocks of 16, or quarters 8 and 2 and the radix-2 pass (odd log2(n) >= 7) on tiles of four
+// blocks of 32, blocks n/4 apart; written bit-reversed to `to`, divided by n for the inverse.
 template <bool Inverse, bool Odd>
 VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float* twiddle_lanes) {
-    // The even tiles leave the registers to their data; the odd ones run each stage twice and
-    // hold their twiddles (measured faster each way).
+    // The odd tiles run each stage twice and hold their twiddles in registers.
     const TwiddleLanes<> lanes_first{twiddle_lanes}, lanes_second{twiddle_lanes + 12 * 16};
     float16 held_first[12], held_second[12];
     if constexpr (Odd)
@@ -359,10 +323,9 @@ VOREL_INLINE void last_stages16(float* d, float* to, std::size_t n, const float*
     }
 }
 
-// The radix-4 stages of a power of two n >= 16, the first reading `src` as In says, all
-// writing the split layout to d, then the radix-2 pass when log2(n) is odd, leaving group 4
-// for the bit reversal; true when the last stages wrote `to` in natural order instead. `cols` are the column twiddles
-// of n (see kColumnValues), `table` the rows of FftTable, read by the last stages, whose quarter is below 4.
+// The radix-4 stages of n >= 16 to the split layout at d, then the radix-2 pass when log2(n)
+// is odd; true when the last stages wrote `to` in natural order already. `cols` are the column
+// twiddles of n, `table` the FftTable rows read by the stages of quarter below 4.
 template <bool Inverse, class V, Input In, std::size_t G = kLanes<V>>
 VOREL_INLINE bool split_stages(float* d, const float* src, float* to, std::size_t n, const float* table,
                                const float* cols) {
@@ -391,12 +354,10 @@ VOREL_INLINE bool split_stages(float* d, const float* src, float* to, std::size_
     return false;
 }
 
-// Bit reversal out of the split layout. Index hi * n/4 + mid * 4 + lo (hi, lo of two bits)
-// goes to rev(lo) * n/4 + rev(mid) * 4 + rev(hi): block mid (four rows of one group, n/4
-// elements apart) goes transposed to block rev(mid). One eight-float row holds a group's real
-// parts in its low half and imaginary parts in its high half, so one in-half transpose moves
-// both; the element pairs then interleave. With Divide every float is divided by n on the
-// way (the scaling of the inverse acts on each element where it stands).
+// Bit reversal out of the split layout: hi n/4 + 4 mid + lo (hi, lo of two bits) goes to
+// rev(lo) n/4 + 4 rev(mid) + rev(hi), so block mid (four rows n/4 apart) goes transposed to
+// block rev(mid); an eight-float row holds a group's real and imaginary parts, which then
+// interleave. With Divide every float is divided by n on the way.
 constexpr auto kInterleaveHalves = [](std::size_t i, std::size_t) { return (i % 2) * 4 + i / 2; };
 
 template <bool Divide>

@@ -1,9 +1,7 @@
 // The transform schedules and the mixed-radix factorisation, written once over the element
-// type V: a float for the plain path, or a vector whose lanes are independent items (frames,
-// blocks or outputs of one transform). A lane does exactly the operations of the scalar, in the
-// same order, so every width gives the same bits. Elements are reached through a layout (where
-// element k's real and imaginary parts lie), so the same loops run on an interleaved buffer and
-// on frames held in lanes.
+// type V: a float, or a vector whose lanes are independent items, each doing the scalar's
+// operations in its order. Elements are reached through a layout, so the same loops run on an
+// interleaved buffer and on frames held in lanes.
 #pragma once
 
 #include <array>
@@ -16,8 +14,7 @@
 
 namespace vorel::audio {
 
-// The low `bits` bits of k (below 2^bits, bits <= 32) in reverse order: the 32 bits reversed
-// by swapping ever larger fields, then shifted down.
+// The low `bits` bits of k (below 2^bits, bits <= 32) in reverse order.
 inline std::uint32_t reversed_index(std::uint32_t k, int bits) {
     k = ((k >> 1) & 0x55555555u) | ((k & 0x55555555u) << 1);
     k = ((k >> 2) & 0x33333333u) | ((k & 0x33333333u) << 2);
@@ -28,8 +25,8 @@ inline std::uint32_t reversed_index(std::uint32_t k, int bits) {
 // At most log2(n) factors for any size_t n.
 using FactorList = std::array<std::size_t, 64>;
 
-// A divisor q of rem tried in the order 2 (even rem) or 3, 5, 7, ... (odd rem), or 0 when
-// none lies at or below the square root.
+// A divisor of rem tried in the order 2 (even rem) or 3, 5, 7, ..., or 0 when none lies at or
+// below the square root.
 inline std::size_t find_factor(std::size_t rem) {
     std::size_t q = rem % 2 == 0 ? 2 : 3;
     if (q * q > rem) return 0;
@@ -40,8 +37,7 @@ inline std::size_t find_factor(std::size_t rem) {
     return q;
 }
 
-// The factors of n in the order found, each find_factor of the remaining length; returns their
-// count. n over their product is the leaf length.
+// The factors of n in the order found and their count; n over their product is the leaf length.
 inline std::size_t mixed_radix_factors(std::size_t n, FactorList& factors) {
     std::size_t factor_n = 0, rem = n, blocks = 1;
     while (const std::size_t q = find_factor(rem)) {
@@ -52,10 +48,8 @@ inline std::size_t mixed_radix_factors(std::size_t n, FactorList& factors) {
     return factor_n;
 }
 
-// The reordering of all decimation steps at once, as move(to, from) on element indices. With
-// factors q1..qk (in the order found) and leaf length L, element r1 + q1 (r2 + q2 (... + qk s))
-// moves to r1 n/q1 + r2 n/(q1 q2) + ... + rk L + s: output block r1 (q2..qk) + ... + rk holds
-// the elements at input base r1 + q1 r2 + ... + (q1..q(k-1)) rk, a stride of q1..qk apart.
+// The reordering of all decimation steps at once, as move(to, from): with factors q1..qk and
+// leaf length L, element r1 + q1 (r2 + q2 (... + qk s)) moves to r1 n/q1 + ... + rk L + s.
 template <class Move>
 void for_each_decimated(std::size_t n, const FactorList& factors, std::size_t factor_n, Move&& move) {
     std::size_t blocks = 1;
@@ -75,9 +69,8 @@ void for_each_decimated(std::size_t n, const FactorList& factors, std::size_t fa
     }
 }
 
-// The q inputs t = 0 .. q-1 of a group of outputs (input t at p + t apart, its imaginary part
-// `im` floats after its real part), read once: held in registers for a radix fixed at compile
-// time (Q > 0), read where they are used otherwise. Real inputs have no imaginary parts read.
+// The q inputs of a group of outputs (input t at p + t apart, imaginary part `im` floats on):
+// held in registers for a radix fixed at compile time (Q > 0), read where used otherwise.
 template <class V, std::size_t Q, bool RealIn>
 struct GroupInputs {
     const float* at;
@@ -96,20 +89,12 @@ struct GroupInputs {
 };
 
 // One output of a group: the sum over t = 0 .. q-1, in order from +0, of input t times the
-// twiddle that twiddle(t, w_re, w_im) gives, each part of a product rounded before it is added.
-//
-// With `unit`, term 0 (whose twiddle is (1, +0) or (1, -0)) is added without its product. On
-// finite data that product is (x.re 1 - x.im (±0), x.re (±0) + x.im 1): each part is its own
-// value, or a zero of either sign where that value is a zero; added to the starting +0 it gives
-// the value itself, or +0 for either zero (+0 + -0 is +0 when rounding to nearest): exactly
-// +0 + x. An infinity or NaN in either part would make x 0 a NaN, so data that is not all
-// finite must take every product.
-//
-// RealIn: the inputs' imaginary parts are +0 (real input at the leaves). x.im w.re and x.im w.im
-// are then zeros for the finite twiddles, so each part of a product is x.re w, or a zero where
-// that is a zero. A sum that starts at +0 is never -0 in round-to-nearest (x + y is -0 only for
-// two -0), and adding a zero of either sign to a value that is not -0 leaves it as it is, so the
-// zero's sign cannot show. Infinities and NaN in x.re pass through x.re w alike.
+// twiddle(t, w_re, w_im), each part of a product rounded before it is added.
+// With `unit`, term 0 (twiddle (1, +-0)) is added without its product: on finite data each part
+// of that product is its value or a zero of either sign where the value is zero, and +0 plus
+// it gives +0 + x exactly. An infinity or NaN would make x 0 a NaN: such data takes every product.
+// RealIn: imaginary inputs are +0, so x.im w is a zero; a sum started at +0 is never -0 and
+// adding a zero to a value that is not -0 leaves it, so the zero's sign cannot show.
 template <class V, bool RealIn, class Inputs, class Twiddle>
 VOREL_INLINE void group_output(const Inputs& x_in, std::size_t q, bool unit, V& re, V& im, Twiddle&& twiddle) {
     re = V{}, im = V{};
@@ -161,9 +146,8 @@ VOREL_INLINE void butterfly(V& ar, V& ai, V& br, V& bi, V& cr, V& ci, V& dr, V& 
     di = zi * t[9] + zr * t[11];
 }
 
-// Element k of a buffer at `stride` floats per element, its imaginary part `im` floats after
-// its real part; V loads consecutive lanes from there. Interleaved complex: {2, 1}; frames in
-// lanes: {2 F, F} for F frames.
+// Element k at `stride` floats per element, its imaginary part `im` floats after its real part:
+// interleaved complex is {2, 1}, F frames in lanes {2 F, F}.
 struct Strided {
     std::size_t stride, im;
     template <class V>
@@ -204,9 +188,8 @@ VOREL_INLINE void radix2_pass(float* d, const Layout& at, std::size_t n) {
     }
 }
 
-// Every element divided by float(n): the scaling of the inverse transforms (a division). With
-// Check, also whether every quotient is finite, found in the same pass: v - v is +0 for a finite
-// v and NaN for an infinity or NaN, and a sum of +0 with a NaN stays NaN. True without Check.
+// Every element divided by float(n). With Check, also whether every quotient is finite: v - v
+// is +0 for a finite v and NaN otherwise, and a NaN stays in the sum. True without Check.
 template <class V, bool Check = false, class Layout>
 VOREL_INLINE bool divide_by_length(float* d, const Layout& at, std::size_t n) {
     const V length = simd::broadcast<V>(static_cast<float>(n));
@@ -227,8 +210,7 @@ VOREL_INLINE bool divide_by_length(float* d, const Layout& at, std::size_t n) {
     return true;
 }
 
-// Radix-4 stages, then the radix-2 pass when log2(n) is odd; the output stays in bit-reversed
-// order.
+// Radix-4 stages, then the radix-2 pass when log2(n) is odd; the output is bit-reversed.
 template <bool Inverse, class V, class Layout>
 VOREL_INLINE void pow2_stages(float* d, const Layout& at, std::size_t n, const float* table) {
     // size is the span of one butterfly column, step the table stride between its columns.
@@ -238,8 +220,7 @@ VOREL_INLINE void pow2_stages(float* d, const Layout& at, std::size_t n, const f
     if (std::countr_zero(n) % 2 == 1) radix2_pass<V>(d, at, n);
 }
 
-// f(std::integral_constant<std::size_t, Q>) with Q = q for the common radices, so that their
-// sums unroll, or Q = 0 (q read at run time) for any other.
+// f(integral_constant Q) with Q = q for the common radices, so that their sums unroll, or Q = 0.
 template <class F>
 VOREL_INLINE void with_radix(std::size_t q, F&& f) {
     switch (q) {
@@ -251,12 +232,10 @@ VOREL_INLINE void with_radix(std::size_t q, F&& f) {
     }
 }
 
-// One step of the mixed-radix transform (the leaves are the case len = 1): output x = r len + s
-// of each block of q len elements sums input t len + s of the block, t = 0 .. q-1, times table
-// entry c ((t x) mod size), c = n / size, with the products of group_output. Only outputs
-// x < x_end are computed. For a radix fixed at compile time (Q > 0) the q inputs of a group are
-// exactly the places of its q outputs r len + s and are read into registers before any output
-// is stored, so `in` may be `out`.
+// One mixed-radix step (the leaves are len = 1): output x = r len + s of each block of q len
+// sums input t len + s times table entry c ((t x) mod size), c = n / size; only x < x_end are
+// computed. With Q > 0 a group's inputs are held before its outputs (the same places) are
+// stored, so `in` may be `out`.
 template <class V, std::size_t Q, bool RealIn>
 VOREL_INLINE void mixed_radix_step(const float* in, float* out, const Strided& at, std::size_t n, std::size_t q,
                                    std::size_t len, const float* table, std::size_t x_end, bool unit) {
@@ -264,12 +243,10 @@ VOREL_INLINE void mixed_radix_step(const float* in, float* out, const Strided& a
     const std::size_t size = q * len, blocks = n / size, c = n / size;
     constexpr std::size_t kHeld = Q > 0 ? Q : 1;
     for (std::size_t s = 0; s < len && s < x_end; ++s) {
-        // Outputs r len + s for r below `rows` are read by someone.
+        // Outputs r len + s for r below `rows` are read.
         std::size_t rows = 0;
         while (rows < q && rows * len + s < x_end) ++rows;
-        // The twiddles of all q outputs of the group (an entry of an output nobody reads is
-        // still inside the table), the exponent kept reduced by adding and subtracting: indexed
-        // by constants only, they stay in registers where they fit.
+        // The twiddles of all q outputs, the exponent kept reduced by adding and subtracting.
         [[maybe_unused]] V w_re[kHeld][kHeld], w_im[kHeld][kHeld];
         if constexpr (Q > 0)
             for (std::size_t r = 0; r < Q; ++r)
@@ -277,12 +254,9 @@ VOREL_INLINE void mixed_radix_step(const float* in, float* out, const Strided& a
                     w_re[r][t] = simd::broadcast<V>(table[2 * c * e]);
                     w_im[r][t] = simd::broadcast<V>(table[2 * c * e + 1]);
                 }
-        // row_n: `rows`, or Q itself as a constant when every output of the group is read (all
-        // groups but a few of a short last step), so that no row count is tested per block.
+        // row_n: `rows`, or the constant Q when every output is read (no count tested per block).
         const auto each_block = [&](auto row_n) VOREL_INLINE_LAMBDA {
             for (std::size_t b = 0; b < blocks; ++b) {
-                // Output r len + s of the block lies r len elements past its first input, so both
-                // are reached from the one group offset.
                 const std::size_t group = at.stride * (b * size + s);
                 const GroupInputs<V, Q, RealIn> x_in(in + group, q, at.stride * len, at.im);
                 for (std::size_t r = 0; r < (Q > 0 ? Q : q); ++r) {
@@ -314,9 +288,9 @@ VOREL_INLINE void mixed_radix_step(const float* in, float* out, const Strided& a
     }
 }
 
-// All steps of a length that is not a power of two on decimated input at `data`, from the
-// leaves (real input when real_leaf) to the last step, which stops after bin x_end - 1; small
-// radices in place, any other into the other buffer. Returns the buffer that holds the output.
+// All steps of a length that is not a power of two on decimated input at `data`, the leaves
+// real when real_leaf, the last step stopping before bin x_end; small radices in place, others
+// into the other buffer. Returns the buffer holding the output.
 template <class V>
 VOREL_INLINE float* mixed_radix_steps(float* data, float* spare, const Strided& at, std::size_t n, const float* table,
                                       bool real_leaf, bool unit, std::size_t x_end) {
