@@ -53,6 +53,10 @@ void ifft(std::vector<float>& data, int n, const std::vector<float>& table) {
     transform(data, n, table, nullptr, true);
 }
 
+void fft_pow2(std::vector<float>& data, int n, const std::vector<float>& table) { fft(data, n, table); }
+
+void ifft_pow2(std::vector<float>& data, int n, const std::vector<float>& table) { ifft(data, n, table); }
+
 void fft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch) {
     transform(data, n, table, &scratch, false);
 }

@@ -21,6 +21,10 @@ void ifft(std::vector<float>& data, int n, const std::vector<float>& table);
 void fft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch);
 void ifft(std::vector<float>& data, int n, const std::vector<float>& table, std::vector<float>& scratch);
 
+// The power-of-two transforms that fft and ifft select (n a power of two).
+void fft_pow2(std::vector<float>& data, int n, const std::vector<float>& table);
+void ifft_pow2(std::vector<float>& data, int n, const std::vector<float>& table);
+
 // Bytes a transform of length n needs besides its own data: the table of one direction and
 // 2 n floats of scratch.
 std::size_t fft_work_bytes(int n);
