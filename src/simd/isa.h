@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "simd/vec.h"
+
 // Functions carrying these are compiled for the level; always-inlined templates called from
 // them are compiled with them. The avx2 level includes FMA, which only the exact replicas of
 // library functions use: contraction is off, so no other arithmetic fuses.
@@ -50,5 +52,42 @@ struct IsaBuilds {
         return scalar;
     }
 };
+
+// One kernel compiled for each level: K::run<V>(args...) at V = float, float4, float8 and float16,
+// each entry carrying its level's attribute, so that the always-inlined kernel is compiled for
+// that level. Fn is the entries' pointer type; the levels not in kLevels are left null and fall
+// to the level below.
+template <class Fn>
+struct EntriesOf;
+template <class R, class... A>
+struct EntriesOf<R (*)(A...)> {
+    template <class K>
+    static R scalar(A... a) {
+        return K::template run<float>(a...);
+    }
+    template <class K>
+    VOREL_TARGET_SSE2 static R sse2(A... a) {
+        return K::template run<float4>(a...);
+    }
+    template <class K>
+    VOREL_TARGET_AVX2 static R avx2(A... a) {
+        return K::template run<float8>(a...);
+    }
+    template <class K>
+    VOREL_TARGET_AVX512 static R avx512(A... a) {
+        return K::template run<float16>(a...);
+    }
+};
+
+template <class Fn, class K, Isa... kLevels>
+constexpr IsaBuilds<Fn> builds_of() {
+    using E = EntriesOf<Fn>;
+    IsaBuilds<Fn> builds;
+    if constexpr (((kLevels == Isa::scalar) || ...)) builds.scalar = &E::template scalar<K>;
+    if constexpr (((kLevels == Isa::sse2) || ...)) builds.sse2 = &E::template sse2<K>;
+    if constexpr (((kLevels == Isa::avx2) || ...)) builds.avx2 = &E::template avx2<K>;
+    if constexpr (((kLevels == Isa::avx512) || ...)) builds.avx512 = &E::template avx512<K>;
+    return builds;
+}
 
 }  // namespace vorel::audio::simd

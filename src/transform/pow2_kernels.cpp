@@ -50,36 +50,23 @@ std::vector<float> make_columns(std::size_t len, const std::vector<float>& table
     return value;
 }
 
-template <class V>
-VOREL_INLINE void transform_of(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
-                               const float* table, const float* cols, bool inverse) {
-    using pow2::Input;
-    if (input == Pow2Input::real)
-        inverse ? pow2::transform<true, V, Input::real>(src, d, to, n, table, cols)
-                : pow2::transform<false, V, Input::real>(src, d, to, n, table, cols);
-    else
-        inverse ? pow2::transform<true, V, Input::interleaved>(src, d, to, n, table, cols)
-                : pow2::transform<false, V, Input::interleaved>(src, d, to, n, table, cols);
-}
+struct Split {
+    template <class V>
+    VOREL_INLINE static void run(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
+                                 const float* table, const float* cols, bool inverse) {
+        using pow2::Input;
+        if (input == Pow2Input::real)
+            inverse ? pow2::transform<true, V, Input::real>(src, d, to, n, table, cols)
+                    : pow2::transform<false, V, Input::real>(src, d, to, n, table, cols);
+        else
+            inverse ? pow2::transform<true, V, Input::interleaved>(src, d, to, n, table, cols)
+                    : pow2::transform<false, V, Input::interleaved>(src, d, to, n, table, cols);
+    }
+};
 
 using SplitFn = void (*)(const float*, Pow2Input, float*, float*, std::size_t, const float*, const float*, bool);
 
-VOREL_TARGET_SSE2 void split_sse2(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
-                                  const float* table, const float* cols, bool inverse) {
-    transform_of<simd::float4>(src, input, d, to, n, table, cols, inverse);
-}
-
-VOREL_TARGET_AVX2 void split_avx2(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
-                                  const float* table, const float* cols, bool inverse) {
-    transform_of<simd::float8>(src, input, d, to, n, table, cols, inverse);
-}
-
-VOREL_TARGET_AVX512 void split_avx512(const float* src, Pow2Input input, float* d, float* to, std::size_t n,
-                                      const float* table, const float* cols, bool inverse) {
-    transform_of<simd::float16>(src, input, d, to, n, table, cols, inverse);
-}
-
-constexpr simd::IsaBuilds<SplitFn> kBuilds{nullptr, split_sse2, split_avx2, split_avx512};
+constexpr auto kBuilds = simd::builds_of<SplitFn, Split, simd::Isa::sse2, simd::Isa::avx2, simd::Isa::avx512>();
 
 }  // namespace
 
