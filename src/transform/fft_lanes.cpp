@@ -20,7 +20,7 @@ constexpr Strided kFrames{kLaneStride, kFrameLanes};
 // group_output): real leaves, term 0 without its product, and the forward transform's last step
 // stopping after bin n/2. That is exact while every step's input is finite; an infinity or NaN
 // reaches the outputs of every later step, so the outputs read are checked (the forward bins
-// 0 .. n/2 in run_form, the inverse's as they are divided) and on failure the caller runs the
+// 0 .. n/2 in Form::run, the inverse's as they are divided) and on failure the caller runs the
 // full transform. Powers of two take no shortcut.
 template <class V, bool Inverse, bool Shortcut>
 VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, const float* table, bool& finite) {
@@ -41,41 +41,29 @@ VOREL_INLINE float* transform_lanes(float* data, float* spare, std::size_t n, co
 using LanesFn = float* (*)(float*, float*, std::size_t, const float*, bool, bool);
 
 // The frames of the buffers, kLanes<V> at a time; null when a short form's outputs are not finite.
-template <class V>
-VOREL_INLINE float* run_form(float* data, float* spare, std::size_t n, const float* table, bool inverse,
-                             bool shortcut) {
-    float* result = nullptr;
-    bool finite = true;
-    for (std::size_t l = 0; l < kFrameLanes; l += simd::kLanes<V>) {
-        float *d = data + l, *s = spare + l, *r = nullptr;
-        if (inverse)
-            r = shortcut ? transform_lanes<V, true, true>(d, s, n, table, finite)
-                         : transform_lanes<V, true, false>(d, s, n, table, finite);
-        else
-            r = shortcut ? transform_lanes<V, false, true>(d, s, n, table, finite)
-                         : transform_lanes<V, false, false>(d, s, n, table, finite);
-        result = r - l;
+struct Form {
+    template <class V>
+    VOREL_INLINE static float* run(float* data, float* spare, std::size_t n, const float* table, bool inverse,
+                                   bool shortcut) {
+        float* result = nullptr;
+        bool finite = true;
+        for (std::size_t l = 0; l < kFrameLanes; l += simd::kLanes<V>) {
+            float *d = data + l, *s = spare + l, *r = nullptr;
+            if (inverse)
+                r = shortcut ? transform_lanes<V, true, true>(d, s, n, table, finite)
+                             : transform_lanes<V, true, false>(d, s, n, table, finite);
+            else
+                r = shortcut ? transform_lanes<V, false, true>(d, s, n, table, finite)
+                             : transform_lanes<V, false, false>(d, s, n, table, finite);
+            result = r - l;
+        }
+        if (shortcut && !inverse && !is_pow2(static_cast<int>(n)))
+            finite = simd::all_finite<V>(result, kLaneStride * (n / 2 + 1));
+        return finite ? result : nullptr;
     }
-    if (shortcut && !inverse && !is_pow2(static_cast<int>(n)))
-        finite = simd::all_finite<V>(result, kLaneStride * (n / 2 + 1));
-    return finite ? result : nullptr;
-}
+};
 
-float* lanes_scalar(float* data, float* spare, std::size_t n, const float* table, bool inverse, bool shortcut) {
-    return run_form<float>(data, spare, n, table, inverse, shortcut);
-}
-
-VOREL_TARGET_SSE2 float* lanes_sse2(float* data, float* spare, std::size_t n, const float* table, bool inverse,
-                                    bool shortcut) {
-    return run_form<simd::float4>(data, spare, n, table, inverse, shortcut);
-}
-
-VOREL_TARGET_AVX2 float* lanes_avx2(float* data, float* spare, std::size_t n, const float* table, bool inverse,
-                                    bool shortcut) {
-    return run_form<simd::float8>(data, spare, n, table, inverse, shortcut);
-}
-
-constexpr simd::IsaBuilds<LanesFn> kBuilds{lanes_scalar, lanes_sse2, lanes_avx2, nullptr};
+constexpr auto kBuilds = simd::builds_of<LanesFn, Form, simd::Isa::scalar, simd::Isa::sse2, simd::Isa::avx2>();
 
 }  // namespace
 

@@ -238,51 +238,32 @@ VOREL_INLINE float* run_passes(const GeneralPlan& plan, const float* src, bool r
 // The whole transform to dst. Term 0 is added without its product (group_output); an infinity
 // or NaN in any pass input reaches the outputs (x * w and sums with it stay non-finite), so an
 // all-finite output proves the shortcut exact, and any other is computed again in full.
-template <class Top>
-VOREL_INLINE void run_plan(const GeneralPlan& plan, float* dst, const float* src, bool real_input, std::size_t n,
-                           bool inverse, float* a, float* b) {
-    const float* out = run_passes<Top>(plan, src, real_input, n, plan.unit_first, a, b);
-    if (plan.unit_first && !simd::all_finite<Top>(out, 2 * n))
-        out = run_passes<Top>(plan, src, real_input, n, false, a, b);
-    const float length = static_cast<float>(n);
-    for (std::size_t k = 0; k < n; ++k) {
-        dst[2 * k] = inverse ? out[k] / length : out[k];
-        dst[2 * k + 1] = inverse ? out[n + k] / length : out[n + k];
+struct RunPlan {
+    template <class Top>
+    VOREL_INLINE static void run(const GeneralPlan& plan, float* dst, const float* src, bool real_input, std::size_t n,
+                                 bool inverse, float* a, float* b) {
+        const float* out = run_passes<Top>(plan, src, real_input, n, plan.unit_first, a, b);
+        if (plan.unit_first && !simd::all_finite<Top>(out, 2 * n))
+            out = run_passes<Top>(plan, src, real_input, n, false, a, b);
+        const float length = static_cast<float>(n);
+        for (std::size_t k = 0; k < n; ++k) {
+            dst[2 * k] = inverse ? out[k] / length : out[k];
+            dst[2 * k + 1] = inverse ? out[n + k] / length : out[n + k];
+        }
     }
-}
+};
 
 using RunFn = void (*)(const GeneralPlan&, float*, const float*, bool, std::size_t, bool, float*, float*);
 
-VOREL_TARGET_SSE2 void run_sse2(const GeneralPlan& plan, float* dst, const float* src, bool real_input, std::size_t n,
-                                bool inverse, float* a, float* b) {
-    run_plan<float4>(plan, dst, src, real_input, n, inverse, a, b);
-}
-
-VOREL_TARGET_AVX2 void run_avx2(const GeneralPlan& plan, float* dst, const float* src, bool real_input, std::size_t n,
-                                bool inverse, float* a, float* b) {
-    run_plan<float8>(plan, dst, src, real_input, n, inverse, a, b);
-}
-
-VOREL_TARGET_AVX512 void run_avx512(const GeneralPlan& plan, float* dst, const float* src, bool real_input,
-                                    std::size_t n, bool inverse, float* a, float* b) {
-    run_plan<float16>(plan, dst, src, real_input, n, inverse, a, b);
-}
-
-struct Build {
-    RunFn run;
-    std::size_t lanes;
-};
-constexpr Build kSse2{run_sse2, 4}, kAvx2{run_avx2, 8}, kAvx512{run_avx512, 16};
-constexpr simd::IsaBuilds<const Build*> kBuilds{nullptr, &kSse2, &kAvx2, &kAvx512};
+constexpr auto kBuilds = simd::builds_of<RunFn, RunPlan, simd::Isa::sse2, simd::Isa::avx2, simd::Isa::avx512>();
 
 }  // namespace
 
 bool general_transform_to(float* dst, const float* src, bool real_input, std::size_t n, const std::vector<float>& table,
                           bool inverse, simd::Isa isa) {
-    const Build* build = kBuilds(isa);
-    if (build == nullptr) return false;
-    const GeneralPlan& plan = general_plan_of(n, inverse, build->lanes, table);
-    const RunFn run = build->run;
+    const RunFn run = kBuilds(isa);
+    if (run == nullptr) return false;
+    const GeneralPlan& plan = general_plan_of(n, inverse, simd::isa_lanes(isa), table);
     if (!plan.usable) return false;
     // Two buffers of 2 n floats, on the stack up to n = 1024 where an allocation would show.
     constexpr std::size_t kStackFloats = 4096;
