@@ -62,49 +62,49 @@ VOREL_INLINE void decibels(float* dst, const float* src, std::size_t n, float re
 // value. A NaN seed stays in every lane; otherwise no lane ever takes a NaN. Equal maxima can
 // differ only in the sign of zero, which the later floor removes. The lanes run from the end
 // down (the order cannot change the value), so the level pass starts on the warm front.
-template <class V>
-VOREL_INLINE float maximum(const float* src, std::size_t n) {
-    constexpr std::size_t W = simd::kLanes<V>;
-    float best = src[0];
-    std::size_t end = n;  // elements [1, end) remain
-    if constexpr (W > 1) {
-        using F = typename math::LaneTypes<W>::F;
-        if (n >= 4 * W + 1) {
-            F acc[4];
-            for (F& a : acc) a = math::to_lanes(simd::broadcast<V>(best));
-            for (; end >= 4 * W + 1; end -= 4 * W)
-                for (std::size_t j = 0; j < 4; ++j) {
-                    const F x = math::to_lanes(simd::load<V>(src + end - (j + 1) * W));
-                    acc[j] = math::select(acc[j] < x, x, acc[j]);
-                }
-            for (std::size_t j = 1; j < 4; ++j) acc[0] = math::select(acc[0] < acc[j], acc[j], acc[0]);
-            for (std::size_t l = 0; l < W; ++l)
-                if (best < acc[0][l]) best = acc[0][l];
+struct Maximum {
+    template <class V>
+    VOREL_INLINE static float run(const float* src, std::size_t n) {
+        constexpr std::size_t W = simd::kLanes<V>;
+        float best = src[0];
+        std::size_t end = n;  // elements [1, end) remain
+        if constexpr (W > 1) {
+            using F = typename math::LaneTypes<W>::F;
+            if (n >= 4 * W + 1) {
+                F acc[4];
+                for (F& a : acc) a = math::to_lanes(simd::broadcast<V>(best));
+                for (; end >= 4 * W + 1; end -= 4 * W)
+                    for (std::size_t j = 0; j < 4; ++j) {
+                        const F x = math::to_lanes(simd::load<V>(src + end - (j + 1) * W));
+                        acc[j] = math::select(acc[j] < x, x, acc[j]);
+                    }
+                for (std::size_t j = 1; j < 4; ++j) acc[0] = math::select(acc[0] < acc[j], acc[j], acc[0]);
+                for (std::size_t l = 0; l < W; ++l)
+                    if (best < acc[0][l]) best = acc[0][l];
+            }
         }
+        for (std::size_t i = 1; i < end; ++i)
+            if (best < src[i]) best = src[i];
+        return best;
     }
-    for (std::size_t i = 1; i < end; ++i)
-        if (best < src[i]) best = src[i];
-    return best;
-}
+};
 
-float maximum_plain(const float* s, std::size_t n) { return maximum<float>(s, n); }
-VOREL_TARGET_SSE2 float maximum_sse2(const float* s, std::size_t n) { return maximum<simd::float4>(s, n); }
-VOREL_TARGET_AVX2 float maximum_avx2(const float* s, std::size_t n) { return maximum<simd::float8>(s, n); }
-VOREL_TARGET_AVX512 float maximum_avx512(const float* s, std::size_t n) { return maximum<simd::float16>(s, n); }
+constexpr auto kMaximum =
+    simd::builds_of<float (*)(const float*, std::size_t), Maximum, Isa::scalar, Isa::sse2, Isa::avx2, Isa::avx512>();
 
-using Maximum = float (*)(const float*, std::size_t);
-const simd::IsaBuilds<Maximum> kMaximum{maximum_plain, maximum_sse2, maximum_avx2, maximum_avx512};
+struct Decibels {
+    template <class V>
+    VOREL_INLINE static void run(float* d, const float* s, std::size_t n, float ref_db, bool clamp, float floor_db) {
+        if constexpr (simd::kLanes<V> == 1)
+            decibels_plain(d, s, n, ref_db, clamp, floor_db);
+        else
+            clamp ? decibels<V, true>(d, s, n, ref_db, floor_db) : decibels<V, false>(d, s, n, ref_db, floor_db);
+    }
+};
 
-VOREL_TARGET_AVX2 void decibels_avx2(float* d, const float* s, std::size_t n, float r, bool c, float f) {
-    c ? decibels<simd::float8, true>(d, s, n, r, f) : decibels<simd::float8, false>(d, s, n, r, f);
-}
-VOREL_TARGET_AVX512 void decibels_avx512(float* d, const float* s, std::size_t n, float r, bool c, float f) {
-    c ? decibels<simd::float16, true>(d, s, n, r, f) : decibels<simd::float16, false>(d, s, n, r, f);
-}
-
-using Decibels = void (*)(float*, const float*, std::size_t, float, bool, float);
 // log10f fuses inside (its logf is the FMA variant), so lanes exist only at levels with FMA.
-const simd::IsaBuilds<Decibels> kDecibels{decibels_plain, nullptr, decibels_avx2, decibels_avx512};
+constexpr auto kDecibels = simd::builds_of<void (*)(float*, const float*, std::size_t, float, bool, float), Decibels,
+                                           Isa::scalar, Isa::avx2, Isa::avx512>();
 
 }  // namespace
 

@@ -97,35 +97,26 @@ struct Sincosf {
     static void fix(const Args& g, std::size_t i) { sincosf(g.a[i], &g.out[i], &g.out2[i]); }
 };
 
-// Whole vectors through the kernel, then the tail at one lane. The arguments are a copy: the
-// stores could otherwise alias the caller's record, whose pointers would be reloaded per vector.
-template <class V, class K>
-VOREL_INLINE void map(const Args g) {
-    const auto fix = [&](std::size_t i) { K::fix(g, i); };
-    std::size_t i = blocks_of_lanes<kLanes<V>>(
-        g.n, [&](std::size_t j) { return K::template step<V>(g, j); }, fix);
-    for (; i < g.n; ++i)
-        if (K::template step<float>(g, i) != 0) fix(i);
-}
-
 using Run = void (*)(const Args&);
 
+// Whole vectors through the kernel, then the tail at one lane; at one lane, plain calls. The
+// arguments are a copy: the stores could otherwise alias the caller's record, whose pointers would
+// be reloaded per vector.
 template <class K>
-void plain(const Args& g) {
-    for (std::size_t i = 0; i < g.n; ++i) K::fix(g, i);
-}
-template <class K>
-VOREL_TARGET_SSE2 void lanes_sse2(const Args& g) {
-    map<float4, K>(g);
-}
-template <class K>
-VOREL_TARGET_AVX2 void lanes_avx2(const Args& g) {
-    map<float8, K>(g);
-}
-template <class K>
-VOREL_TARGET_AVX512 void lanes_avx512(const Args& g) {
-    map<float16, K>(g);
-}
+struct Map {
+    template <class V>
+    VOREL_INLINE static void run(const Args g) {
+        std::size_t i = 0;
+        if constexpr (kLanes<V> != 1) {
+            const auto fix = [&](std::size_t j) { K::fix(g, j); };
+            i = blocks_of_lanes<kLanes<V>>(
+                g.n, [&](std::size_t j) { return K::template step<V>(g, j); }, fix);
+            for (; i < g.n; ++i)
+                if (K::template step<float>(g, i) != 0) fix(i);
+        }
+        for (; i < g.n; ++i) K::fix(g, i);
+    }
+};
 
 // log1pf and atan2f are plain float code in the libm and have replicas from four lanes on;
 // log10f (through logf), powf and sincosf fuse, so their replicas (and the square-root rule,
@@ -133,9 +124,9 @@ VOREL_TARGET_AVX512 void lanes_avx512(const Args& g) {
 template <class K, bool kFuses>
 constexpr IsaBuilds<Run> builds() {
     if constexpr (kFuses)
-        return {plain<K>, nullptr, lanes_avx2<K>, lanes_avx512<K>};
+        return builds_of<Run, Map<K>, Isa::scalar, Isa::avx2, Isa::avx512>();
     else
-        return {plain<K>, lanes_sse2<K>, lanes_avx2<K>, lanes_avx512<K>};
+        return builds_of<Run, Map<K>, Isa::scalar, Isa::sse2, Isa::avx2, Isa::avx512>();
 }
 
 // By LibmFn.
