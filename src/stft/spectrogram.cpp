@@ -43,24 +43,13 @@ StftScratch StftScratch::declare(WorkingSet& ws, std::size_t n) {
     return {ws.vector(n), ws.vector(2 * n), ws.vector(2 * n)};
 }
 
-void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window) {
-    scale_floats(comp, stft_norm_factor(VOREL_AUDIO_NORM_TYPE_TORCH, 0, window));
-}
-
-void scale_stft_scipy(std::vector<float>& comp, int fft_n) {
-    scale_floats(comp, stft_norm_factor(VOREL_AUDIO_NORM_TYPE_SCIPY, fft_n, {}));
-}
-
 void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, const std::vector<float>& fft_table,
                const std::vector<float>& window, int norm_type, std::vector<float>& scratch) {
     apply_window(seg, window);
     fft_pre_process(comp, seg.data(), fft_n);
     fft(comp, fft_n, fft_table, scratch);
-    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) {
-        scale_stft_scipy(comp, fft_n);
-    } else if (norm_type == VOREL_AUDIO_NORM_TYPE_TORCH) {
-        scale_stft_torch(comp, window);
-    }
+    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY || norm_type == VOREL_AUDIO_NORM_TYPE_TORCH)
+        scale_floats(comp, stft_norm_factor(norm_type, fft_n, window));
 }
 
 namespace {
@@ -73,13 +62,6 @@ static_assert(2 * kFrameLanes == simd::kLineFloats, "a group's cells of one bin 
 
 std::size_t run_groups(std::size_t freq_n) {
     return std::clamp<std::size_t>(kRunBytes / (freq_n * 2 * kFrameLanes * sizeof(float)), 1, kRunGroups);
-}
-
-// One output cell: the bin itself, or (norm, +0.0) when power is positive. The single place
-// where both paths take the norms of the spectrogram (a power shortcut of the norm goes here).
-inline void store_cell(float* cell, float re, float im, float power) {
-    cell[0] = power > 0.0f ? complex_norm(re, im, power * 0.5f) : re;
-    cell[1] = power > 0.0f ? 0.0f : im;
 }
 
 }  // namespace
@@ -165,8 +147,8 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
             cut_frame(seg, src, sample_n, static_cast<int64_t>(t) * hop_n, center);
             stft_core(comp, seg, fft_n, fft_table, window, norm_type, scratch);
             // Bins above fft_n/2 are dropped, so their norms are never taken.
-            for (std::size_t k = 0; k < freq_n; ++k)
-                store_cell(dst + k * stride + 2 * t, comp[2 * k], comp[2 * k + 1], power);
+            if (power > 0.0f) complex_norm_pairs(comp.data(), freq_n, power, isa);
+            for (std::size_t k = 0; k < freq_n; ++k) std::copy_n(&comp[2 * k], 2, dst + k * stride + 2 * t);
         });
 }
 
