@@ -9,7 +9,6 @@
 #include <new>
 #include <vector>
 
-#include "common/signal_padding.h"
 #include "errors/checks.h"
 #include "stft/framing.h"
 #include "vorel_audio.h"
@@ -47,12 +46,7 @@ void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, 
     std::vector<float> segment(static_cast<std::size_t>(win_n));
     const auto power = [&](int t) {
         const int at = static_cast<int>(static_cast<std::uint32_t>(t) * static_cast<std::uint32_t>(hop_n));
-        const std::int64_t first = static_cast<std::int64_t>(at) - win_n / 2;
-        const float* x = segment.data();
-        if (first >= 0 && first + win_n <= sample_n)
-            x = src + first;
-        else
-            extract_segment_sample_center_reflect(segment, src, sample_n, at, win_n / 2);
+        const float* x = frame_at(segment, src, sample_n, at, VOREL_AUDIO_CENTER_REFLECT);
         double acc = 0.0;
         for (int i = 0; i < win_n; ++i) {
             const double v = x[i];

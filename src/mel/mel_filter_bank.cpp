@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <tuple>
 #include <utility>
 
 #include "common/memory_budget.h"
@@ -33,20 +34,10 @@ inline float triangle_weight(float lower, float upper_r, float upper_w) {
     return lower;
 }
 
-// -1 when a < b, +1 when b < a, else 0.
-template <class T>
-int order(T a, T b) {
-    if (a < b) return -1;
-    if (b < a) return 1;
-    return 0;
-}
-
-// Floats in the key's order (see MelFilterBankParam): NaNs last, among themselves by bits.
-int order(float a, float b) {
-    const bool a_nan = std::isnan(a), b_nan = std::isnan(b);
-    if (!a_nan && !b_nan) return order<float>(a, b);
-    if (a_nan != b_nan) return a_nan ? 1 : -1;
-    return order(std::bit_cast<std::uint32_t>(a), std::bit_cast<std::uint32_t>(b));
+// A float as the key orders it (see MelFilterBankParam): numbers by value, NaNs after them by bits.
+std::tuple<bool, float, std::uint32_t> float_key(float f) {
+    if (std::isnan(f)) return {true, 0.0f, std::bit_cast<std::uint32_t>(f)};
+    return {false, f, 0};
 }
 
 }  // namespace
@@ -114,13 +105,11 @@ void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, 
 }
 
 bool MelFilterBankParam::operator<(const MelFilterBankParam& b) const {
-    const MelFilterBankParam& a = *this;
-    // Field by field: a field that is neither less nor greater passes the decision on.
-    for (const int side :
-         {order(a.freq_n, b.freq_n), order(a.f_min, b.f_min), order(a.f_max, b.f_max), order(a.mel_n, b.mel_n),
-          order(a.sample_rate, b.sample_rate), order(a.mel_norm, b.mel_norm), order(a.mel_formula, b.mel_formula)})
-        if (side != 0) return side < 0;
-    return false;
+    const auto key = [](const MelFilterBankParam& p) {
+        return std::tuple(p.freq_n, float_key(p.f_min), float_key(p.f_max), p.mel_n, p.sample_rate, p.mel_norm,
+                          p.mel_formula);
+    };
+    return key(*this) < key(b);
 }
 
 MFBTable& MFBTable::instance() {

@@ -30,13 +30,19 @@ namespace vorel::audio {
 
 namespace {
 
-BandSpan span_of(const float* row, std::size_t n) {
-    std::size_t begin = 0;
-    while (begin < n && row[begin] == 0.0f) ++begin;
-    if (begin == n) return {0, 0};
-    std::size_t end = n;
-    while (row[end - 1] == 0.0f) --end;
-    return {begin, end};
+// The span of each of mel_n rows of n weights, rows(m) giving row m.
+template <class Rows>
+std::vector<BandSpan> spans_of(const Rows& rows, std::size_t mel_n, std::size_t n) {
+    std::vector<BandSpan> spans(mel_n, BandSpan{0, 0});
+    for (std::size_t m = 0; m < mel_n; ++m) {
+        const float* row = rows(m);
+        std::size_t begin = 0, end = n;
+        while (begin < n && row[begin] == 0.0f) ++begin;
+        if (begin == n) continue;
+        while (row[end - 1] == 0.0f) --end;
+        spans[m] = {begin, end};
+    }
+    return spans;
 }
 
 // Frames per block of the spectrogram product whose finiteness is tested together.
@@ -67,32 +73,7 @@ VOREL_INLINE void band_columns(float* dst, std::size_t dst_stride, const float* 
 }  // namespace
 
 std::vector<BandSpan> band_spans(const float* fb, std::size_t mel_n, std::size_t freq_n) {
-    std::vector<BandSpan> spans(mel_n);
-    for (std::size_t m = 0; m < mel_n; ++m) spans[m] = span_of(fb + m * freq_n, freq_n);
-    return spans;
-}
-
-std::vector<BandSpan> band_spans(const MelMatrix& fb) {
-    std::vector<BandSpan> spans(fb.size());
-    for (std::size_t m = 0; m < fb.size(); ++m) spans[m] = span_of(fb[m].data(), fb[m].size());
-    return spans;
-}
-
-void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
-                            int mel_n) {
-    for (int m = 0; m < mel_n; ++m) {
-        float acc = 0.0f;
-        for (std::size_t j = 0; j < fb[m].size(); ++j) acc = acc + fb[m][j] * magnitude[j];
-        band[m] = acc;
-    }
-}
-
-void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
-                            const std::vector<BandSpan>& spans, int mel_n) {
-    const bool finite = simd::all_finite<simd::float4>(magnitude.data(), magnitude.size());
-    band_columns<float, 1>(
-        band.data(), 1, magnitude.data(), 1, magnitude.size(), static_cast<std::size_t>(mel_n),
-        [&](std::size_t m) { return fb[m].data(); }, spans, finite);
+    return spans_of([&](std::size_t m) { return fb + m * freq_n; }, mel_n, freq_n);
 }
 
 void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, int freq_n, int frame_n, int mel_n) {
@@ -101,8 +82,8 @@ void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, i
     const std::size_t bins = static_cast<std::size_t>(std::max(freq_n, 0));
     const std::size_t frames = static_cast<std::size_t>(frame_n);
     const std::size_t bands = static_cast<std::size_t>(mel_n);
-    const std::vector<BandSpan> spans = band_spans(mel_fb, bands, bins);
     const auto rows = [&](std::size_t m) { return mel_fb + m * bins; };
+    const std::vector<BandSpan> spans = spans_of(rows, bands, bins);
 
     // Each frame is its own column, so the sums keep their order.
     for (std::size_t t0 = 0; t0 < frames; t0 += kFrameBlock) {
@@ -134,7 +115,7 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
 
     WorkingSet ws;
     const StftScratch one = StftScratch::declare(ws, n);
-    const VectorPart magnitude_part = ws.vector(bins), band_part = ws.vector(bands);
+    const VectorPart magnitude_part = ws.vector(bins);
     SpectrumLanes::Parts lane_parts{};
     Part<float> mag_part{};
     Part<float> pairs_part{};
@@ -154,8 +135,9 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
                                                          mel_norm, mel_formula != VOREL_AUDIO_MEL_FORMULA_SLANEY);
     ws.allocate();
     std::vector<float>&seg = ws[one.seg], &comp = ws[one.comp], &scratch = ws[one.fft];
-    std::vector<float>&magnitude = ws[magnitude_part], &band = ws[band_part];
-    const std::vector<BandSpan> spans = band_spans(fb);
+    std::vector<float>& magnitude = ws[magnitude_part];
+    const auto rows = [&](std::size_t m) { return fb[m].data(); };
+    const std::vector<BandSpan> spans = spans_of(rows, bands, bins);
     std::optional<SpectrumLanes> lanes;
     if (split.lanes()) lanes.emplace(ws, lane_parts, fft_n, fft_table, window, fft_norm_type, isa);
     float* const mag = ws[mag_part];
@@ -175,16 +157,15 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
             complex_norm_array(mag, pairs, kFrameLanes * bins, power, isa);
             // A finite lane sums the full row to the bits of its span, so one non-finite lane may
             // send all of them through the full rows.
-            band_columns<simd::float4, kFrameLanes / 4>(
-                dst + t, frames, mag, kFrameLanes, bins, bands, [&](std::size_t m) { return fb[m].data(); }, spans,
-                simd::all_finite<simd::float4>(mag, bins * kFrameLanes));
+            band_columns<simd::float4, kFrameLanes / 4>(dst + t, frames, mag, kFrameLanes, bins, bands, rows, spans,
+                                                        simd::all_finite<simd::float4>(mag, bins * kFrameLanes));
         },
         [&](std::size_t t) {
             cut_frame(seg, src, sample_n, static_cast<int64_t>(t) * hop_n, center);
             stft_core(comp, seg, fft_n, fft_table, window, fft_norm_type, scratch);
-            complex_norm_1d(magnitude, comp, power);
-            convert_freq_to_mel_1d(band, magnitude, fb, spans, mel_n);
-            for (std::size_t m = 0; m < bands; ++m) dst[m * frames + t] = band[m];
+            complex_norm_array(magnitude.data(), comp.data(), bins, power, isa);
+            band_columns<float, 1>(dst + t, frames, magnitude.data(), 1, bins, bands, rows, spans,
+                                   simd::all_finite<simd::float4>(magnitude.data(), bins));
         });
 }
 

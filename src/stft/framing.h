@@ -20,8 +20,8 @@ int get_frame_len(int sample_n, int fft_n, int hop_n, int center);
 // is longer than 2^24 samples.
 void cut_frame(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center);
 
-// The frame cut_frame would give, as a pointer into src when it lies wholly inside the signal
-// (no padding or zeros needed), else null.
-const float* frame_inside(const float* src, int sample_n, std::size_t size, int64_t pos, int center);
+// The frame cut_frame would give: a pointer into src when the frame lies wholly inside the
+// signal, else seg.data() after cutting it there.
+const float* frame_at(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center);
 
 }  // namespace vorel::audio

@@ -44,19 +44,11 @@ void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp
     std::fill_n(frame.end() - static_cast<std::ptrdiff_t>(2 * span.half), 2 * span.half, 0.0f);
 }
 
-void scale_istft_torch(std::vector<float>&, const std::vector<float>&) {}
-
-void scale_istft_scipy(std::vector<float>& frame, int fft_n) { scale_floats(frame, static_cast<float>(fft_n) * 0.5f); }
-
 void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, const std::vector<float>& fft_table,
                 const std::vector<float>& window, int norm_type, std::vector<float>& scratch) {
     ifft(comp, fft_n, fft_table, scratch);
     apply_window_comp(frame, comp, window);
-    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) {
-        scale_istft_scipy(frame, fft_n);
-    } else if (norm_type == VOREL_AUDIO_NORM_TYPE_TORCH) {
-        scale_istft_torch(frame, window);
-    }
+    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) scale_floats(frame, static_cast<float>(fft_n) * 0.5f);
 }
 
 namespace {
@@ -113,13 +105,6 @@ void lane_rows(float* rows, const FrameLanes& lanes, std::size_t n) {
         for (std::size_t l = 0; l < kFrameLanes; ++l) rows[l * n + i] = lanes.out(i)[l];
 }
 
-// Frames whose samples reach the output: the copy reads the accumulator below `reach`, and a
-// frame starting at or past it adds nothing there. Every sample below `reach` gets the sums of
-// the same frames in the same order as with all frames, so its bits do not change.
-std::size_t frames_reaching(std::size_t frame_n, std::size_t hop, std::size_t reach) {
-    return hop == 0 ? frame_n : std::min(frame_n, (reach - 1) / hop + 1);
-}
-
 }  // namespace
 
 void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n, int win_n, int win_type,
@@ -138,7 +123,9 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
     const std::size_t off = center != VOREL_AUDIO_CENTER_NONE ? n / 2 : 0;
     const std::size_t out_n = std::min(total_n - off, static_cast<std::size_t>(max_sample_n));
     const std::size_t out_end = off + out_n;
-    const std::size_t frames = frames_reaching(all_frames, hop, out_end);
+    // Only frames starting below out_end reach the output; every sample there gets the sums of
+    // the same frames in the same order as with all frames.
+    const std::size_t frames = hop == 0 ? all_frames : std::min(all_frames, (out_end - 1) / hop + 1);
     const std::size_t acc_n = n + (frames - 1) * hop;
     // The sums cover a stretch of the signal that slides along it (see settle below): room for
     // a group of frames, never more than the whole accumulator.

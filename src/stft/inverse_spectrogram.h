@@ -23,7 +23,8 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
                          int max_sample_n, int center, int norm_type, simd::Isa isa = simd::best_isa());
 
 // comp (fft_n complex bins) -> frame (fft_n complex samples): inverse transform, window, and
-// the factor fft_n * 0.5f for norm_type 2. norm_type 1 has no inverse factor on purpose.
+// the factor fft_n * 0.5f for norm_type 2. norm_type 1 has no inverse factor on purpose: the
+// forward factor 1/sqrt(sum of window squares) stays in the result.
 // `scratch` serves the transform, so that a frame loop allocates once.
 void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, const std::vector<float>& fft_table,
                 const std::vector<float>& window, int norm_type, std::vector<float>& scratch);
@@ -31,9 +32,5 @@ void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, 
 // frame = comp with both floats of each element multiplied by the window centred in it, zeros
 // outside its span (placement as in apply_window).
 void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp, const std::vector<float>& window);
-
-// Empty: the forward factor 1/sqrt(sum of window squares) stays in the result.
-void scale_istft_torch(std::vector<float>& frame, const std::vector<float>& window);
-void scale_istft_scipy(std::vector<float>& frame, int fft_n);
 
 }  // namespace vorel::audio

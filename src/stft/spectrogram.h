@@ -47,7 +47,4 @@ void apply_window(std::vector<float>& seg, const std::vector<float>& window);
 // order), the scipy norm's 2/fft_n, 1 for none.
 float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& window);
 
-void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window);
-void scale_stft_scipy(std::vector<float>& comp, int fft_n);
-
 }  // namespace vorel::audio

@@ -39,12 +39,7 @@ SpectrumLanes::SpectrumLanes(WorkingSet& ws, const Parts& parts, int fft_n, cons
 void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int center, int64_t first) {
     const float* frames[kFrameLanes];
     for (std::size_t l = 0; l < kFrameLanes; ++l) {
-        const int64_t pos = (first + static_cast<int64_t>(l)) * hop_n;
-        frames[l] = frame_inside(src, sample_n, n_, pos, center);
-        if (frames[l] == nullptr) {
-            cut_frame(*segs_[l], src, sample_n, pos, center);
-            frames[l] = segs_[l]->data();
-        }
+        frames[l] = frame_at(*segs_[l], src, sample_n, (first + static_cast<int64_t>(l)) * hop_n, center);
     }
     // The samples that the group after next reaches beyond the next one, asked for while this
     // group computes: eight frames apart, the hardware's own prefetching finds them late.
