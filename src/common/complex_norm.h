@@ -1,8 +1,5 @@
 // The norm of complex values raised to a power, shared by the spectrogram, the mel spectrogram
-// and the feature functions: powf(re*re + im*im, power * 0.5f), each square and the sum rounded
-// to float on their own. Runs of values go through the exact vector powf when its guard passed;
-// power 2 (exponent 1) skips powf where the libm's powf(x, 1) is provably x (not for NaN sums),
-// and power 1 (exponent 0.5) takes the square root where it provably equals powf's result.
+// and the feature functions: powf(re*re + im*im, power * 0.5f), each operation rounded to float.
 #pragma once
 
 #include <cstddef>

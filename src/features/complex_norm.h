@@ -1,5 +1,4 @@
-// The feature functions over complex spectra: norms of a flat array, and the magnitude/phase
-// split of a spectrum, row by row. The norm itself lives in common/complex_norm.h.
+// The magnitude/phase split of complex spectra; the norm itself lives in common/complex_norm.h.
 #pragma once
 
 #include <cstddef>

@@ -23,9 +23,8 @@ using MelMatrix = std::vector<std::vector<float>>;
 void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
                       bool mel_formula);
 
-// Cache key. Ordered field by field; numbers by plain less-than, so +0.0 and -0.0 share a key.
-// A NaN limit sorts after every number and NaNs by bit pattern, so a NaN key never matches
-// another call's key and the order stays strict weak with NaN keys in the map.
+// Cache key, ordered field by field: numbers by less-than (+0.0 and -0.0 share a key), a NaN
+// limit after every number and NaNs by bit pattern, so the order stays strict weak.
 struct MelFilterBankParam {
     int freq_n;
     float f_min;

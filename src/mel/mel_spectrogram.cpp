@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-
 #include <optional>
 
 #include "common/complex_norm.h"
@@ -20,13 +19,10 @@
 
 namespace vorel::audio {
 
-// Skipping zero weights. Every band sum starts at +0.0 and adds products in ascending bin
-// order. A zero weight times a finite value is a zero (of either sign). In round-to-nearest,
-// a sum is -0.0 only when both addends are -0.0, so an accumulator that starts at +0.0 never
-// becomes -0.0, and adding a zero to it changes nothing: it stays +0.0 through the leading
-// zero weights, and any value is kept through the trailing ones. So with finite inputs the
-// sum over a band's span equals the full sum bit for bit. An infinite or NaN input times a
-// zero weight is NaN, which must reach the sum: then the full row is summed.
+// Skipping zero weights: a zero weight times a finite value is a zero, and a sum from +0.0 never
+// becomes -0.0 (round-to-nearest gives -0.0 only for -0.0 + -0.0), so adding zeros changes no
+// bit and with finite inputs the span's sum equals the full sum. An infinite or NaN input times
+// a zero weight is NaN, which must reach the sum: then the full row is summed.
 
 namespace {
 
@@ -49,10 +45,9 @@ std::vector<BandSpan> spans_of(const Rows& rows, std::size_t mel_n, std::size_t 
 constexpr std::size_t kFrameBlock = 64;
 static_assert(kFrameLanes % 4 == 0, "the band sums hold a group of frames in vectors of four");
 
-// Band sums of G vectors V of columns side by side (column i of bin k at x[k * x_stride + i]):
-// each column its own sum from +0.0 over the band's span in ascending bin order, or over the
-// full row of `bins` weights when not `finite`, stored to dst[m * dst_stride + i]. rows(m) gives
-// the weights of band m.
+// Band sums of G vectors V of columns (column i of bin k at x[k * x_stride + i]), each from +0.0
+// in ascending bin order over the band's span, or the full row when not `finite`, stored to
+// dst[m * dst_stride + i]. rows(m) gives the weights of band m.
 template <class V, std::size_t G, class Rows>
 VOREL_INLINE void band_columns(float* dst, std::size_t dst_stride, const float* x, std::size_t x_stride,
                                std::size_t bins, std::size_t bands, const Rows& rows,
@@ -102,10 +97,9 @@ void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, i
 void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n, int hop_n, int win_n,
                      int win_type, int max_frame_n, int center, float power, int fft_norm_type, float f_min,
                      float f_max, int mel_n, int mel_norm, int mel_formula, simd::Isa isa) {
-    // Without centring, frames never reach past the signal by more than the zeros that
-    // cut_frame supplies; the count is the one the caller computes, so the stride matches.
+    // The count the caller computes, so the stride matches (cut_frame supplies zeros past the end).
     const int frame_n = std::min(get_frame_len(sample_n, fft_n, hop_n, center), max_frame_n);
-    // No frame: nothing is written, and no table or scratch is built for nothing.
+    // No frame: nothing is written, and no table or scratch is built.
     if (frame_n < 1) return;
     const std::size_t n = static_cast<std::size_t>(fft_n);
     const std::size_t bins = n / 2 + 1;
@@ -123,8 +117,7 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
         lane_parts = SpectrumLanes::declare(ws, n), mag_part = ws.part<float>(kFrameLanes * bins);
         pairs_part = ws.part<float>(2 * kFrameLanes * bins);
     }
-    // The band spans (a vector the span-skipping sums take), and the tables: transform, window,
-    // and the filter bank with its row headers.
+    // The band spans and the tables: transform, window, and the filter bank with its rows.
     ws.outside(bands * sizeof(BandSpan) + fft_work_bytes(fft_n) + sizeof(float) * static_cast<std::size_t>(win_n) +
                bands * (bins * sizeof(float) + sizeof(std::vector<float>)));
     ws.require_fits();
@@ -147,16 +140,14 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
         split,
         [&](std::size_t t) {
             lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
-            // Pair l of bin k is value k * kFrameLanes + l, so one call of the norm's own path
-            // (the single place where the norms of the lanes are taken) fills mag in the order
+            // Pair l of bin k is value k * kFrameLanes + l: one norm call fills mag in the order
             // the band sums read it.
             for (std::size_t k = 0; k < bins; ++k) {
                 const float* b = lanes->bin(k);
                 simd::interleave(pairs + 2 * kFrameLanes * k, b, b + kFrameLanes, kFrameLanes);
             }
             complex_norm_array(mag, pairs, kFrameLanes * bins, power, isa);
-            // A finite lane sums the full row to the bits of its span, so one non-finite lane may
-            // send all of them through the full rows.
+            // A finite lane's full sum has its span's bits: one non-finite lane sends all full.
             band_columns<simd::float4, kFrameLanes / 4>(dst + t, frames, mag, kFrameLanes, bins, bands, rows, spans,
                                                         simd::all_finite<simd::float4>(mag, bins * kFrameLanes));
         },

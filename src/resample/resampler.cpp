@@ -1,6 +1,5 @@
 // The converter: walks the step sequences of the pair's filter over the zero-padded input,
-// one 65-tap dot product in double per output sample, sixteen lanes at a time where the
-// signal is long enough.
+// sixteen lanes of outputs at a time where the signal is long enough.
 #include "resample/resampler.h"
 
 #include <algorithm>
@@ -36,8 +35,7 @@ struct Walk {
     std::size_t i = 0;
 };
 
-// The signal as the walk sees it: element i of the padded input is x[i - 32] inside the
-// signal and zero outside, without a padded copy of the whole signal.
+// The signal as the walk sees it: padded element i is x[i - 32] inside the signal, else zero.
 struct Source {
     const float* x;
     std::int64_t n;
@@ -79,9 +77,8 @@ void run_plain(float* dst, const std::vector<float>& window, std::int64_t first,
 }
 
 // Lanes: the first 16 x block_n x span outputs are cut into sixteen runs of block_n spans, one
-// per lane, and block b computes span b of every run. A span is a whole number of cycles of
-// the sequences, so all lanes use the same row at the same s. Each lane reads its input as
-// one forward stream, widened a span at a time into the kernel's chunk.
+// per lane, and block b computes span b of every run. A span is whole cycles of the sequences,
+// so all lanes use the same row at the same s.
 constexpr std::int64_t min_span = 128;             // outputs per lane, to spread the widening of a block
 constexpr std::int64_t max_input_per_output = 16;  // beyond this, widening costs more than it saves
 
@@ -110,10 +107,8 @@ LanePlan plan_lanes(const Filter& f, std::int64_t src_n, std::int64_t limit) {
     return p;
 }
 
-// Scratch of the lane blocks, allocated before anything is written. The kernel's chunk has a
-// fixed number of rows, whatever the rates, and starts on a cache line so that no vector of
-// a row straddles two. Lanes whose inputs reach into the zero padding read them from padded
-// copies of the signal's ends, each one lane long.
+// Scratch of the lane blocks, allocated before anything is written: the kernel's chunk, on a
+// cache line, and padded copies of the signal's ends for lanes that reach into the padding.
 struct LaneScratch {
     static constexpr std::size_t line = 64 / sizeof(double);
     std::vector<double> store;
@@ -180,8 +175,7 @@ int get_resample_len(int dst_sample_rate, int src_sample_n, int src_sample_rate)
 
 void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate, int src_n,
               simd::Isa isa) {
-    // No kernel (scalar): the plain walk alone. Everything is allocated and the input copied
-    // where dst overlaps it, before the first store.
+    // Everything is allocated, and the input copied where dst overlaps it, before the first store.
     const ResampleLaneKernel kernel = resample_lane_kernel(isa);
     ResampleFilterTable& table = ResampleFilterTable::instance();
     const ResampleFilterTable::Coef& coef = table.ref_coef(dst_sample_rate, src_sample_rate);
@@ -199,9 +193,8 @@ void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int 
         s.x = own.data();
     }
     LaneScratch scratch(plan, s);
-    // The plain walk finishes from where the blocks stop, on its own padded window: no longer
-    // than the rest of the padded input, nor than the outputs still wanted can reach (a cycle
-    // of up outputs advances down elements, and the last output reads 65 from its start).
+    // The plain walk finishes from where the blocks stop, on a padded window no longer than the
+    // rest of the input nor than the outputs still wanted reach (up outputs advance down).
     const std::int64_t first = plan.block_n * lane_n * plan.span_down;
     const std::int64_t rest_n = std::max<std::int64_t>(limit - plan.block_n * lane_n * plan.span, 0);
     const std::int64_t reach = (rest_n + f.up - 1) / f.up * f.down + resample_tap_n;

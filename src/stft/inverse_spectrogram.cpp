@@ -64,8 +64,7 @@ void gather_column(std::vector<float>& comp, const float* src, std::size_t frame
 
 constexpr std::size_t kAheadGroups = 4;
 
-// Columns t0 .. t0 + kFrameLanes - 1 into the lanes. The cells of one row are neighbours, so
-// each bin's (re, im) pairs of all lanes come in four vectors and are split into real and
+// Columns t0 .. t0 + kFrameLanes - 1 into the lanes, each bin's pairs split into real and
 // imaginary lanes; a mirrored bin negates its imaginary parts, as gather_column does.
 void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n, std::size_t freq_n, std::size_t fft_n,
                   std::size_t t0) {
@@ -76,8 +75,7 @@ void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n
         const bool mirrored = k >= freq_n;
         const float* cell = src + 2 * ((mirrored ? fft_n - k : k) * frame_n + t0);
         float* to = lanes.in(j);
-        // Each row is read 64 bytes per group, too many streams for the hardware to foresee:
-        // the lines of a later group are asked for now (a prefetch never faults).
+        // Too many row streams for the hardware prefetcher: ask for a later group's line now.
         if (!mirrored) __builtin_prefetch(cell + kAheadGroups * 2 * kFrameLanes);
         for (std::size_t l = 0; l < kFrameLanes; l += 4) {
             const float4 a = simd::load<float4>(cell + 2 * l), b = simd::load<float4>(cell + 2 * l + 4);
@@ -89,8 +87,7 @@ void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n
     }
 }
 
-// The real parts of the lanes' outputs as one row of n samples per lane: rows[l * n + i] is
-// sample i of lane l. Blocks of four samples of four lanes are transposed in registers.
+// The real parts of the lanes' outputs as one row of n samples per lane: rows[l * n + i].
 void lane_rows(float* rows, const FrameLanes& lanes, std::size_t n) {
     using simd::float4;
     std::size_t i = 0;
@@ -127,8 +124,7 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
     // the same frames in the same order as with all frames.
     const std::size_t frames = hop == 0 ? all_frames : std::min(all_frames, (out_end - 1) / hop + 1);
     const std::size_t acc_n = n + (frames - 1) * hop;
-    // The sums cover a stretch of the signal that slides along it (see settle below): room for
-    // a group of frames, never more than the whole accumulator.
+    // The sliding stretch (see settle) holds a group of frames, at most the whole signal.
     const std::size_t cap = std::min(acc_n, n + kFrameLanes * hop);
     const simd::LaneSplit split = simd::split_lanes(frames, frame_lane_width(isa), lanes_suit(n));
 
@@ -161,11 +157,9 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
     const float scipy_factor = static_cast<float>(fft_n) * 0.5f;
     const WindowSpan span = window_span(n, window.size());
 
-    // Frames come in ascending order, so once a frame starts at p no later one adds below p:
-    // the samples [base, p) are final. They are divided by their sum of window squares where it
-    // exceeds 1e-10, stored where the output holds them, and the stretch moves on to p. Every
-    // sample gets the same sums in the same order as an accumulator over the whole signal, and
-    // a sample no frame reached is +0.0 there as here.
+    // Once a frame starts at p no later one adds below p: samples [base, p) are final, divided
+    // by their window square sum where it exceeds 1e-10, stored, and the stretch moves on to p.
+    // Each sample gets the same sums in the same order as over a whole-signal accumulator.
     std::size_t base = 0;  // signal position of acc[0] and sums[0]
     // For a float s, s > tiny exactly when s widened to double exceeds 1e-10 (NaN: neither).
     float tiny = 1e-10f;
@@ -183,8 +177,7 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
         std::copy(sums + done, sums + cap, sums), std::fill(sums + cap - done, sums + cap, 0.0f);
         base = upto;
     };
-    // The stretch from frame start `start` on, for frames that reach `end`; the window squares
-    // of a frame are added as its samples are.
+    // The stretch offset of a frame from `start` to `end`, settling what it must first.
     const auto reach = [&](std::size_t start, std::size_t end) {
         if (end - base > cap) settle(start);
         return start - base;
@@ -196,10 +189,8 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
 
     simd::run_lanes_then_rest(
         split,
-        // Columns t0 .. t0 + kFrameLanes - 1 transformed in lanes, then windowed, scaled and
-        // added frame after frame, as the frame loop adds them.
-        // The short inverse is exact while everything stays finite; otherwise the full one runs
-        // on a fresh gather.
+        // A group of columns in lanes, added frame after frame as the frame loop adds them. The
+        // short inverse is exact while all stays finite; otherwise the full one runs afresh.
         [&](std::size_t t0) {
             gather_lanes(*lanes, src, all_frames, bins, n, t0);
             if (!lanes->transform_real(true)) {

@@ -14,11 +14,10 @@ namespace vorel::audio {
 int get_sample_len(int frame_n, int freq_n, int hop_n, bool center);
 
 // src: freq_n rows of frame_n complex cells (row stride frame_n). Writes at most max_sample_n
-// real samples to dst, and never more than the accumulator holds after the centring offset.
-// Expects win_n <= 2 * freq_n - 2, which the caller checks. Only the frames that reach the
-// samples written are summed, and they are summed in a stretch of fft_n + kFrameLanes hop_n
-// samples that slides along the signal, each sample stored once final: dst must not overlap src. Full groups of frames
-// are transformed in the lanes of `isa` (scalar: every frame on its own).
+// samples, never past the signal's end after the centring offset. Expects win_n <= 2 * freq_n
+// - 2 (the caller checks). Overlap-add runs in a stretch that slides along the signal, each
+// sample stored once final, so dst must not overlap src. Full groups of frames run in the lanes
+// of `isa` (scalar: every frame on its own).
 void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n, int win_n, int win_type,
                          int max_sample_n, int center, int norm_type, simd::Isa isa = simd::best_isa());
 

@@ -1,6 +1,5 @@
-// Short-time spectra of kFrameLanes consecutive frames at once, one frame per vector lane:
-// each frame is cut and windowed as the per-frame path does, and the transform and the
-// scaling do per lane exactly the per-frame operations, so every bin has the same bits.
+// Short-time spectra of kFrameLanes consecutive frames, one per vector lane, each lane doing
+// exactly the per-frame operations, so every bin has the per-frame bits.
 #pragma once
 
 #include <cstddef>
@@ -34,8 +33,7 @@ public:
     const float* bin(std::size_t k) const { return lanes_.out(k); }
 
 private:
-    // The windowed frames into the lanes, as the transform's first step reads them, in vectors
-    // of the level; the imaginary parts (+0.0) only when that step reads them.
+    // The windowed frames into the lanes; the imaginary parts (+0.0) only when read.
     void load(const float* const* frames, bool imaginary);
 
     std::size_t n_;
