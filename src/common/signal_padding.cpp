@@ -53,14 +53,11 @@ void extract_segment_sample_center_constant(std::vector<float>& dst, const float
 void extract_segment_sample_center_odd(std::vector<float>& dst, const float* src, int src_n, int start, int pad) {
     for (std::size_t i = 0; i < dst.size(); ++i) {
         const int64_t q = signal_pos(start, pad, i);
-        if (q < 0) {
-            const float edge = src[0] + src[0];
-            dst[i] = edge - src[mirror(q, src_n)];
-        } else if (q >= src_n) {
-            const float edge = src[src_n - 1] + src[src_n - 1];
-            dst[i] = edge - src[mirror(q, src_n)];
-        } else {
+        if (q >= 0 && q < src_n) {
             dst[i] = src[q];
+        } else {
+            const float edge = src[clamp_index(q, src_n)];
+            dst[i] = (edge + edge) - src[mirror(q, src_n)];
         }
     }
 }

@@ -96,14 +96,6 @@ void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int m
     }
 }
 
-void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
-                   int mel_formula) {
-    const MelMatrix& fb = MFBTable::instance().ref_table(freq_n, f_min, f_max, mel_n, sample_rate, mel_norm,
-                                                         mel_formula != VOREL_AUDIO_MEL_FORMULA_SLANEY);
-    float* out = dst;
-    for (const std::vector<float>& row : fb) out = std::copy(row.begin(), row.end(), out);
-}
-
 bool MelFilterBankParam::operator<(const MelFilterBankParam& b) const {
     const auto key = [](const MelFilterBankParam& p) {
         return std::tuple(p.freq_n, float_key(p.f_min), float_key(p.f_max), p.mel_n, p.sample_rate, p.mel_norm,

@@ -37,11 +37,6 @@ struct MelFilterBankParam {
     bool operator<(const MelFilterBankParam& b) const;
 };
 
-// Copies the cached bank to dst, row after row: dst[m * freq_n + j]. mel_formula other than 0
-// selects htk.
-void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
-                   int mel_formula);
-
 class MFBTable {
 public:
     static MFBTable& instance();
