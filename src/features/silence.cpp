@@ -1,6 +1,6 @@
 // Non-silent range of a signal: frame powers in double, judged against the loudest frame.
-// The powers are not stored: a first pass finds the loudest frame, a second recomputes (to
-// the same bits) only the frames needed to find the first and the last one above threshold.
+// The powers are not stored: a first pass finds the loudest frame, a second recomputes (to the
+// same bits) only the frames scanned for the first and the last one above threshold.
 #include "features/silence.h"
 
 #include <algorithm>
@@ -53,46 +53,20 @@ void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, 
 
     // Every frame is measured before any is judged: the reference is the loudest of all.
     double peak = frame_power_floor;
-    int first_peak = -1, last_peak = -1;
-    for (int t = 0; t < frames; ++t) {
-        const double p = power(t);
-        if (peak < p) {
-            peak = p;
-            first_peak = last_peak = t;
-        } else if (p == peak) {
-            if (first_peak < 0) first_peak = t;
-            last_peak = t;
-        }
-    }
+    for (int t = 0; t < frames; ++t) peak = std::max(peak, power(t));  // a NaN power never wins
     const double ref = ten_log10(peak);
     const double threshold = static_cast<double>(-thr_db);
-    // The decision is 10 log10(p) - ref > threshold in double. log10 is within a few ulps, so
-    // the level is within 1e-11 dB of its true value, while a power 1e-6 off the crossing is
-    // 4.3e-6 dB off the threshold: only powers inside that band, and NaN, take the exact test.
-    // Where the crossing underflows it lies far below the floor every p reaches.
-    const bool by_power = std::isfinite(ref) && !std::isnan(threshold);
-    const double crossing = by_power ? peak * std::pow(10.0, threshold / 10.0) : 0.0;
-    const double above = crossing * (1.0 + 1e-6), below = crossing * (1.0 - 1e-6);
-    const auto loud = [&](int t) {
-        const double p = power(t);
-        if (by_power && p > above) return true;
-        if (by_power && p < below) return false;
-        return ten_log10(p) - ref > threshold;
-    };
+    const auto loud = [&](int t) { return ten_log10(power(t)) - ref > threshold; };
 
-    // A frame at the peak has level exactly 0 when ref is finite, so with 0 above the threshold
-    // the scans stop there at the latest; otherwise the forward scan may cover every frame.
-    const bool peak_loud = first_peak >= 0 && std::isfinite(ref) && 0.0 > threshold;
-    const int forward_end = peak_loud ? first_peak + 1 : frames;
     int first = -1;
-    for (int t = 0; t < forward_end && first < 0; ++t)
+    for (int t = 0; t < frames && first < 0; ++t)
         if (loud(t)) first = t;
     if (first < 0) {
         *start_pos = -1;
         *nonsilent_len = 0;
         return;
     }
-    int last = peak_loud ? last_peak : first;
+    int last = first;
     for (int t = frames - 1; t > last; --t)
         if (loud(t)) {
             last = t;
