@@ -10,6 +10,7 @@
 #include <numeric>
 #include <vector>
 
+#include "common/working_set.h"
 #include "errors/checks.h"
 #include "resample/resample_filter_table.h"
 #include "resample/resample_lanes.h"
@@ -107,33 +108,29 @@ LanePlan plan_lanes(const Filter& f, std::int64_t src_n, std::int64_t limit) {
     return p;
 }
 
-// Scratch of the lane blocks, allocated before anything is written: the kernel's chunk, on a
-// cache line, and padded copies of the signal's ends for lanes that reach into the padding.
+// Scratch of the lane blocks, allocated before anything is written: the kernel's chunk, and
+// padded copies of the signal's ends for lanes that reach into the padding.
 struct LaneScratch {
-    static constexpr std::size_t line = 64 / sizeof(double);
-    std::vector<double> store;
+    WorkingSet ws;
+    double* chunk = nullptr;
+    float *head = nullptr, *tail = nullptr;
     std::int64_t tail_first = 0;  // element of the padded input where `tail` starts
-    std::vector<float> head, tail;
 
     LaneScratch(const LanePlan& p, const Source& s) {
         if (p.block_n == 0) return;
-        const std::int64_t rows = std::min(p.extent, resample_chunk_rows);
-        store.resize(static_cast<std::size_t>(rows * lane_n) + line);
-        const std::int64_t end_n = p.extent + resample_half_tap_n;
-        head.resize(static_cast<std::size_t>(end_n));
-        tail.resize(static_cast<std::size_t>(end_n));
-        copy_padded(s, 0, end_n, head.data());
-        tail_first = s.n + 2 * resample_half_tap_n - end_n;
-        copy_padded(s, tail_first, end_n, tail.data());
-    }
-    double* chunk() {
-        const auto at = reinterpret_cast<std::uintptr_t>(store.data()) / sizeof(double);
-        return store.data() + (line - at % line) % line;
+        const auto end_n = static_cast<std::size_t>(p.extent + resample_half_tap_n);
+        const Part<double> chunk_part = ws.part<double>(std::min(p.extent, resample_chunk_rows) * lane_n);
+        const Part<float> head_part = ws.part<float>(end_n), tail_part = ws.part<float>(end_n);
+        ws.allocate();
+        chunk = ws[chunk_part], head = ws[head_part], tail = ws[tail_part];
+        copy_padded(s, 0, end_n, head);
+        tail_first = s.n + 2 * resample_half_tap_n - static_cast<std::int64_t>(end_n);
+        copy_padded(s, tail_first, end_n, tail);
     }
     // Lane input from element `first` of the padded input on, `extent` elements long.
     const float* lane_input(const Source& s, std::int64_t first, std::int64_t extent) const {
-        if (first < resample_half_tap_n) return head.data() + first;
-        if (first + extent > s.n + resample_half_tap_n) return tail.data() + (first - tail_first);
+        if (first < resample_half_tap_n) return head + first;
+        if (first + extent > s.n + resample_half_tap_n) return tail + (first - tail_first);
         return s.x + (first - resample_half_tap_n);
     }
 };
@@ -142,7 +139,7 @@ void run_lanes(ResampleLaneKernel kernel, float* dst, const Source& s, const Lan
                const Filter& f, Walk& w) {
     ResampleLaneBlock b{};
     b.extent = p.extent;
-    b.chunk = scratch.chunk();
+    b.chunk = scratch.chunk;
     b.coef = f.coef.data();
     b.kiro = f.kiro.data();
     b.diff = f.diff.data();
