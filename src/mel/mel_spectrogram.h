@@ -10,10 +10,8 @@
 
 namespace vorel::audio {
 
-// Band-major output packed with the computed frame count F = min(max_frame_n, frame count)
-// as row stride: dst[m * F + t]. A call that yields no frame returns before any table or
-// scratch is made, dst untouched; otherwise all scratch is made before the first value is
-// written. Full groups of frames run in the lanes of `isa` (scalar: every frame on its own).
+// dst[m * F + t], F = min(max_frame_n, frame count). Without a frame nothing is made or written;
+// otherwise all scratch is made before the first value. Full groups of frames run in lanes.
 void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n, int hop_n, int win_n,
                      int win_type, int max_frame_n, int center, float power, int fft_norm_type, float f_min,
                      float f_max, int mel_n, int mel_norm, int mel_formula, simd::Isa isa = simd::best_isa());

@@ -1,6 +1,5 @@
-// The process-wide cache of polyphase resampling filters, one per reduced rate pair up/down:
-// up rows of 65 windowed-sinc taps in double, and the row and input-advance sequences that
-// walk them.
+// The process-wide cache of polyphase filters, one per reduced rate pair up/down: up rows of 65
+// windowed-sinc taps in double, and the row and input-advance sequences that walk them.
 #pragma once
 
 #include <array>

@@ -13,10 +13,9 @@ inline constexpr int resample_lane_n = 16;
 // Rows of sixteen doubles in a kernel's chunk: a few outputs' inputs, with room to widen ahead.
 inline constexpr std::int64_t resample_chunk_rows = 512;
 
-// Lane l computes dst[l * lane_stride + s] for s in [0, span), span being whole cycles of the
-// step sequences, so that every lane uses the same row at the same s. Lane l reads `extent`
-// consecutive elements of the padded input from lane_src[l]; chunk holds
-// min(extent, resample_chunk_rows) x 16 doubles of scratch, 64-byte aligned.
+// Lane l computes dst[l * lane_stride + s] for s in [0, span) (whole cycles of the steps) from
+// `extent` padded inputs at lane_src[l]; chunk holds min(extent, resample_chunk_rows) x 16
+// doubles of scratch, 64-byte aligned.
 struct ResampleLaneBlock {
     const float* lane_src[resample_lane_n];
     std::int64_t extent;

@@ -54,9 +54,8 @@ void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, con
 
 namespace {
 
-// Groups of frames whose cells are written to the rows together: runs of up to 512 bytes per
-// bin, fewer groups for long frames so that the gathered cells stay within a few hundred
-// kilobytes (at least one group).
+// Groups of frames written to the rows together: runs of up to 512 bytes per bin, fewer for long
+// frames so that the gathered cells stay within a few hundred kilobytes.
 constexpr std::size_t kRunGroups = 8, kRunBytes = 256 * 1024;
 static_assert(2 * kFrameLanes == simd::kLineFloats, "a group's cells of one bin fill one cache line");
 
@@ -69,8 +68,7 @@ std::size_t run_groups(std::size_t freq_n) {
 void require_stft_arguments(int fft_n, int hop_n, int win_n, int win_type, int max_frame_n, int center, float power) {
     require(fft_n >= 1, "Invalid fft_n value.");
     require(hop_n >= 0, "Invalid hop_n value.");
-    // A window may be one sample longer than the frame (its last sample is then unused);
-    // a longer one has no place in the frame.
+    // A window may be one sample longer than the frame (its last sample unused), not more.
     require(win_n >= 1 && win_n <= static_cast<int64_t>(fft_n) + 1, "Invalid win_n value.");
     require_one_of(win_type, {VOREL_AUDIO_WIN_TYPE_HANN, VOREL_AUDIO_WIN_TYPE_HAMMING}, "Invalid win_type format.");
     require(max_frame_n >= 1, "Invalid max_frame_n size.");
@@ -92,8 +90,7 @@ int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame
 void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n, int win_type,
                  int max_frame_n, int center, float power, int norm_type, simd::Isa isa) {
     const int frame_n = stft_frame_len(sample_n, fft_n, hop_n, center, max_frame_n);
-    // Without a frame nothing is written; tables and scratch sized by fft_n are not built
-    // either, so a short signal with a huge fft_n returns at once.
+    // Without a frame nothing is built or written, so a short signal with a huge fft_n is cheap.
     if (frame_n < 1) return;
     const std::size_t n = static_cast<std::size_t>(fft_n);
     const std::size_t freq_n = n / 2 + 1;
@@ -120,8 +117,8 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
 
     simd::run_lanes_then_rest(
         split,
-        // The cells of `groups` groups gather per bin in its slot of `rows`, placed as they fall
-        // on the destination's cache lines, then each bin's run goes to its row in whole lines.
+        // Each bin's cells of `groups` groups gather in its slot, placed as on the destination's
+        // cache lines, then go to its row in whole lines.
         [&](std::size_t t) {
             const std::size_t g = t / kFrameLanes % groups;
             lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
@@ -135,8 +132,7 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
             const bool closing = t + kFrameLanes >= split.grouped;
             for (std::size_t k = 0; k < freq_n; ++k) {
                 float* const to = dst + k * stride + 2 * first;
-                // The norms of a bin's whole run in one call of the norm's own path, which
-                // skips or vectorises powf where that gives powf's bits.
+                // The norms of a bin's whole run in one call of the norm's path.
                 if (power > 0.0f)
                     complex_norm_pairs(rows + k * slot + simd::line_lead(to), (g + 1) * kFrameLanes, power, isa);
                 simd::stream_run(to, rows + k * slot, g + 1, first == 0, closing);
