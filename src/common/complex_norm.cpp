@@ -36,8 +36,7 @@ VOREL_INLINE void put(float* dst, V v) {
 // How a run of norms may skip powf: not at all, exponent 1 (identity) or 0.5 (square root).
 enum class Shortcut { none, identity, sqrt };
 
-// The norms of kLanes<V> sums of squares; lanes the kernel does not follow keep their sum and are
-// set in `special`.
+// The norms of kLanes<V> sums of squares; lanes it does not follow keep their sum, in `special`.
 template <Shortcut kShortcut, class V>
 VOREL_INLINE V norm_kernel(V sq, float exponent, std::uint32_t& special) {
     if constexpr (kShortcut == Shortcut::sqrt) {

@@ -1,5 +1,4 @@
-// The norm of complex values raised to a power, shared by the spectrogram, the mel spectrogram
-// and the feature functions: powf(re*re + im*im, power * 0.5f), each operation rounded to float.
+// The norm of complex values raised to a power, each operation rounded to float on its own.
 #pragma once
 
 #include <cstddef>

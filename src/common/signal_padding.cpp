@@ -1,5 +1,4 @@
-// The padding fillers: every index is formed in 64 bits and folded into the signal before it
-// is read.
+// The padding fillers: every index is formed in 64 bits and folded into the signal.
 #include "common/signal_padding.h"
 
 #include <cstdint>

@@ -1,5 +1,4 @@
-// Exported entry points of the feature utilities: complex norms, magnitude and phase, level
-// conversions, silence detection and frame fitting.
+// Exported entry points of the feature utilities.
 #include <algorithm>
 #include <cstddef>
 

@@ -12,8 +12,7 @@ namespace vorel::audio {
 // when its guard passed. phase must not overlap src.
 void phase_angles(float* phase, const float* src, std::size_t n, simd::Isa isa = simd::best_isa());
 
-// The same angles as unit phasors: phase[2i] = cos, phase[2i + 1] = sin of the angle, both from
-// the libm's one call sincosf.
+// The same angles as unit phasors by sincosf: phase[2i] = cos, phase[2i + 1] = sin.
 void phase_phasors(float* phase, const float* src, std::size_t n, simd::Isa isa = simd::best_isa());
 
 // Row by row over freq_n rows of frame_n complex cells (row stride frame_n): the norms into

@@ -1,5 +1,4 @@
-// The linear (IIR) filter: transposed direct form II over any element widths, computed in
-// double, forward or backward over a buffer, with a carried delay state.
+// The linear (IIR) filter in transposed direct form II, computed in double.
 #pragma once
 
 #include <vector>

@@ -1,5 +1,4 @@
-// The zero-phase filter: the linear filter run forward and then backward over a signal
-// extended at both ends, each pass starting from the settled state.
+// The zero-phase filter: forward and backward over the extended signal, from the settled state.
 #pragma once
 
 namespace vorel::audio {

@@ -1,5 +1,4 @@
-// Exported entry points of the mel analysis: filter banks, mel spectrograms, and the filter
-// bank product on an existing spectrogram.
+// Exported entry points of the mel analysis: filter banks, mel spectrograms, mel conversion.
 #include <algorithm>
 #include <vector>
 

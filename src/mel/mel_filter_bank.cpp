@@ -16,8 +16,7 @@ namespace vorel::audio {
 
 namespace {
 
-// The constants are fixed by their bit patterns: a decimal literal could round differently
-// in a careless edit, and the results depend on the last bit.
+// Constants by bit pattern: the results depend on their last bit.
 constexpr float kMelPerHzLinear = std::bit_cast<float>(std::uint32_t{0x3C75C28F});  // 0.015
 constexpr float kHzPerMelLinear = std::bit_cast<float>(std::uint32_t{0x42855555});  // 66.666664
 constexpr float kLogStep = std::bit_cast<float>(std::uint32_t{0x3D8CCDBB});         // ln(6.4)/27

@@ -1,5 +1,4 @@
-// Triangular mel filter banks: the two mel scales, the matrix builder and the process-wide
-// cache of built banks.
+// Triangular mel filter banks: the two mel scales, the builder and the process-wide cache.
 #pragma once
 
 #include <map>
@@ -18,8 +17,7 @@ float mel_to_hz_htk(float m);
 // mel_n rows (band m, lowest first) of freq_n weights (bin j).
 using MelMatrix = std::vector<std::vector<float>>;
 
-// Fills `fb`, which arrives as mel_n rows of freq_n zeros. mel_formula true selects htk;
-// mel_norm other than 0 scales each row to unit area over Hz.
+// Fills `fb` (mel_n rows of freq_n zeros); mel_formula true selects htk, mel_norm area norm.
 void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
                       bool mel_formula);
 

@@ -1,5 +1,4 @@
-// Mel spectrograms: samples to mel bands frame by frame, and a filter bank applied to an
-// existing real spectrogram.
+// Mel spectrograms, and a filter bank applied to an existing real spectrogram.
 #pragma once
 
 #include <cstddef>

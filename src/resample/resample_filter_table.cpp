@@ -1,5 +1,4 @@
-// Builds and caches the polyphase filters: windowed-sinc rows in double, and the step
-// sequences that pick a row and advance the input for each output sample.
+// Builds and caches the polyphase filters and their step sequences.
 #include "resample/resample_filter_table.h"
 
 #include <cmath>

@@ -1,5 +1,4 @@
-// The converter: walks the step sequences of the pair's filter over the zero-padded input,
-// sixteen lanes of outputs at a time where the signal is long enough.
+// The converter: the pair's step sequences walked over the zero-padded input, in lanes.
 #include "resample/resampler.h"
 
 #include <algorithm>

@@ -15,8 +15,7 @@ struct WindowSpan {
     bool extra;        // an odd difference leaves one more sample in the span: window value 0
 };
 
-// A window longer than the frame contributes its first frame_n samples, so every index stays
-// inside both vectors.
+// A window longer than the frame gives its first frame_n samples: every index stays inside.
 inline WindowSpan window_span(std::size_t frame_n, std::size_t win_n) {
     const int64_t d = static_cast<int64_t>(frame_n) - static_cast<int64_t>(win_n);
     const std::size_t half = d > 0 ? static_cast<std::size_t>(d / 2) : 0;

@@ -18,8 +18,7 @@ int get_frame_len(int sample_n, int fft_n, int hop_n, int center);
 // (a float frame count can reach one frame beyond a signal longer than 2^24 samples).
 void cut_frame(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center);
 
-// The frame cut_frame would give: a pointer into src when the frame lies wholly inside the
-// signal, else seg.data() after cutting it there.
+// The frame cut_frame gives: in place in src when wholly inside the signal, else cut into seg.
 const float* frame_at(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center);
 
 }  // namespace vorel::audio

@@ -1,5 +1,4 @@
-// Inverse short-time transform: inverse transform of each column, windowing, overlap-add and
-// normalisation by the summed window squares.
+// Inverse short-time transform: windowed overlap-add, normalised by the summed window squares.
 #pragma once
 
 #include <cstddef>
@@ -27,8 +26,7 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
 void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, const std::vector<float>& fft_table,
                 const std::vector<float>& window, int norm_type, std::vector<float>& scratch);
 
-// frame = comp with both floats of each element multiplied by the window centred in it, zeros
-// outside its span (placement as in apply_window).
+// frame = comp, both floats of each element times the window placed as in apply_window.
 void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp, const std::vector<float>& window);
 
 }  // namespace vorel::audio

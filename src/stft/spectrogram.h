@@ -1,5 +1,4 @@
-// Short-time Fourier transform: one frame windowed, transformed and scaled, and the frame loop
-// that stores the lower half of each spectrum as one column of the output.
+// Short-time Fourier transform: one frame, and the loop storing each spectrum's lower half.
 #pragma once
 
 #include <vector>
@@ -9,8 +8,7 @@
 
 namespace vorel::audio {
 
-// The argument checks that the spectrogram and the mel spectrogram share, in the order both
-// entry points make them (from fft_n through power).
+// The checks the spectrogram and the mel spectrogram share, in their order (fft_n to power).
 void require_stft_arguments(int fft_n, int hop_n, int win_n, int win_type, int max_frame_n, int center, float power);
 
 // min(get_frame_len(...), max_frame_n), and without centring never more than the frames wholly
@@ -37,8 +35,7 @@ void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, con
 // Multiplies seg by the window centred in it (placement as window_span); the rest becomes 0.
 void apply_window(std::vector<float>& seg, const std::vector<float>& window);
 
-// The factor of norm_type: the torch norm's 1/sqrt of the sum of window squares (summed in
-// order), the scipy norm's 2/fft_n, 1 for none.
+// torch: 1/sqrt of the window squares summed in order, scipy: 2/fft_n, none: 1.
 float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& window);
 
 }  // namespace vorel::audio

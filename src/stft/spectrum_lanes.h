@@ -1,5 +1,4 @@
-// Short-time spectra of kFrameLanes consecutive frames, one per vector lane, each lane doing
-// exactly the per-frame operations, so every bin has the per-frame bits.
+// Spectra of kFrameLanes consecutive frames, one per lane, each bin with the per-frame bits.
 #pragma once
 
 #include <cstddef>
