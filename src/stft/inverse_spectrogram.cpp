@@ -26,31 +26,6 @@ int get_sample_len(int frame_n, int freq_n, int hop_n, bool center) {
     return static_cast<int>(static_cast<uint32_t>(n));
 }
 
-void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp, const std::vector<float>& window) {
-    frame.resize(comp.size());
-    const WindowSpan span = window_span(comp.size() / 2, window.size());
-    const float* in = comp.data() + 2 * span.half;
-    float* out = frame.data() + 2 * span.half;
-    const float* w = window.data();
-    for (std::size_t i = 0; i < span.used; ++i) {
-        out[2 * i] = in[2 * i] * w[i];
-        out[2 * i + 1] = in[2 * i + 1] * w[i];
-    }
-    if (span.extra) {
-        out[2 * span.used] = in[2 * span.used] * 0.0f;
-        out[2 * span.used + 1] = in[2 * span.used + 1] * 0.0f;
-    }
-    std::fill_n(frame.begin(), 2 * span.half, 0.0f);
-    std::fill_n(frame.end() - static_cast<std::ptrdiff_t>(2 * span.half), 2 * span.half, 0.0f);
-}
-
-void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, const std::vector<float>& fft_table,
-                const std::vector<float>& window, int norm_type, std::vector<float>& scratch) {
-    ifft(comp, fft_n, fft_table, scratch);
-    apply_window_comp(frame, comp, window);
-    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) scale_floats(frame, static_cast<float>(fft_n) * 0.5f);
-}
-
 namespace {
 
 // Column t of the spectrogram into comp, the bins above freq_n - 1 mirrored as conjugates.
@@ -102,6 +77,16 @@ void lane_rows(float* rows, const FrameLanes& lanes, std::size_t n) {
         for (std::size_t l = 0; l < kFrameLanes; ++l) rows[l * n + i] = lanes.out(i)[l];
 }
 
+// Frame samples row[kStride * i] windowed (weight from place_window), scaled and added to y. A
+// factor of 1 leaves a product's bits, and a sample outside the window adds +0.0, which still
+// turns a -0.0 sum into +0.0.
+template <std::size_t kStride>
+void add_frame(float* y, const float* row, std::size_t n, const float* weight, WindowFactors f, float factor) {
+    for (std::size_t i = 0; i < f.begin; ++i) y[i] += 0.0f;
+    for (std::size_t i = f.begin; i < f.end; ++i) y[i] += row[kStride * i] * weight[i] * factor;
+    for (std::size_t i = f.end; i < n; ++i) y[i] += 0.0f;
+}
+
 }  // namespace
 
 void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n, int win_n, int win_type,
@@ -129,32 +114,27 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
     const simd::LaneSplit split = simd::split_lanes(frames, frame_lane_width(isa), lanes_suit(n));
 
     WorkingSet ws;
-    const VectorPart comp_part = ws.vector(2 * n), frame_part = ws.vector(2 * n);
-    const VectorPart fft_part = ws.vector(2 * n);
-    const Part<float> acc_part = ws.part<float>(cap), sums_part = ws.part<float>(cap);
+    const VectorPart comp_part = ws.vector(2 * n), fft_part = ws.vector(2 * n);
+    const Part<float> acc_part = ws.part<float>(cap), sums_part = ws.part<float>(cap), weight_part = ws.part<float>(n);
     FrameLanes::Parts lane_parts{};
-    Part<float> weight_part{}, rows_part{};
-    if (split.lanes())
-        lane_parts = FrameLanes::declare(ws, n), weight_part = ws.part<float>(n),
-        rows_part = ws.part<float>(kFrameLanes * n);
+    Part<float> rows_part{};
+    if (split.lanes()) lane_parts = FrameLanes::declare(ws, n), rows_part = ws.part<float>(kFrameLanes * n);
     ws.outside(fft_work_bytes(fft_n) + static_cast<std::size_t>(win_n) * sizeof(float));
     ws.require_fits();
     const std::vector<float>& fft_table = FftTable::instance().ref_inv_table(fft_n);
     const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
     ws.allocate();
-    std::vector<float>&comp = ws[comp_part], &frame = ws[frame_part], &scratch = ws[fft_part];
+    std::vector<float>&comp = ws[comp_part], &scratch = ws[fft_part];
     // Real parts only: nothing mixes them with the imaginary ones.
     float* const acc = ws[acc_part];
     float* const sums = ws[sums_part];
     std::optional<FrameLanes> lanes;
-    WindowFactors factors{0, 0};
-    if (split.lanes()) {
-        lanes.emplace(ws, lane_parts, n, fft_table, isa);
-        factors = place_window(ws[weight_part], n, window);
-    }
+    if (split.lanes()) lanes.emplace(ws, lane_parts, n, fft_table, isa);
+    const WindowFactors factors = place_window(ws[weight_part], n, window);
     const float* const weight = ws[weight_part];
     float* const rows = ws[rows_part];
-    const float scipy_factor = static_cast<float>(fft_n) * 0.5f;
+    // The scipy norm's inverse factor; the torch norm has none on purpose, its forward factor stays.
+    const float factor = norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY ? static_cast<float>(fft_n) * 0.5f : 1.0f;
     const WindowSpan span = window_span(n, window.size());
 
     // Once a frame starts at p no later one adds below p: samples [base, p) are final, divided
@@ -199,26 +179,16 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
             }
             lane_rows(rows, *lanes, n);
             const std::size_t first = reach(t0 * hop, (t0 + kFrameLanes - 1) * hop + n);
-            // Outside the window the frame holds +0.0, and adding it still turns a -0.0 sum into +0.0.
-            const bool scipy = norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY;
             for (std::size_t l = 0; l < kFrameLanes; ++l) {
-                float* y = acc + first + l * hop;
-                const float* row = rows + l * n;
-                for (std::size_t i = 0; i < factors.begin; ++i) y[i] += 0.0f;
-                for (std::size_t i = factors.begin; i < factors.end; ++i) {
-                    float v = row[i] * weight[i];
-                    if (scipy) v = v * scipy_factor;
-                    y[i] += v;
-                }
-                for (std::size_t i = factors.end; i < n; ++i) y[i] += 0.0f;
+                add_frame<1>(acc + first + l * hop, rows + l * n, n, weight, factors, factor);
                 add_squares(first + l * hop);
             }
         },
         [&](std::size_t t) {
             gather_column(comp, src, all_frames, bins, n, t);
-            istft_core(frame, comp, fft_n, fft_table, window, norm_type, scratch);
+            ifft(comp, fft_n, fft_table, scratch);
             const std::size_t at = reach(t * hop, t * hop + n);
-            for (std::size_t i = 0; i < n; ++i) acc[at + i] += frame[2 * i];
+            add_frame<2>(acc + at, comp.data(), n, weight, factors, factor);
             add_squares(at);
         });
     // Samples past the last frame's reach (a hop longer than the frame) were never added to.

@@ -20,13 +20,4 @@ int get_sample_len(int frame_n, int freq_n, int hop_n, bool center);
 void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n, int win_n, int win_type,
                          int max_sample_n, int center, int norm_type, simd::Isa isa = simd::best_isa());
 
-// comp (fft_n complex bins) -> frame (fft_n complex samples): inverse transform, window, and the
-// scipy factor fft_n * 0.5f. The torch norm has no inverse factor on purpose: the forward factor
-// stays in the result. `scratch` serves the transform, so that a frame loop allocates once.
-void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, const std::vector<float>& fft_table,
-                const std::vector<float>& window, int norm_type, std::vector<float>& scratch);
-
-// frame = comp, both floats of each element times the window placed as in apply_window.
-void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp, const std::vector<float>& window);
-
 }  // namespace vorel::audio
