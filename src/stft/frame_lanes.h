@@ -13,7 +13,7 @@
 namespace vorel::audio {
 
 // Frames a level runs at once (1: one by one, the plain path).
-std::size_t frame_lane_width(simd::Isa isa);
+inline std::size_t frame_lane_width(simd::Isa isa) { return isa == simd::Isa::scalar ? 1 : kFrameLanes; }
 
 class FrameLanes {
 public:

@@ -20,6 +20,9 @@
 
 namespace vorel::audio {
 
+namespace {
+
+// seg times the window centred in it (placement as window_span); the rest becomes 0.
 void apply_window(std::vector<float>& seg, const std::vector<float>& window) {
     const WindowSpan span = window_span(seg.size(), window.size());
     float* x = seg.data() + span.half;
@@ -29,6 +32,17 @@ void apply_window(std::vector<float>& seg, const std::vector<float>& window) {
     std::fill_n(seg.begin(), span.half, 0.0f);
     std::fill_n(seg.end() - static_cast<std::ptrdiff_t>(span.half), span.half, 0.0f);
 }
+
+// Groups of frames written to the rows together: runs of up to 512 bytes per bin, fewer for long
+// frames so that the gathered cells stay within a few hundred kilobytes.
+constexpr std::size_t kRunGroups = 8, kRunBytes = 256 * 1024;
+static_assert(2 * kFrameLanes == simd::kLineFloats, "a group's cells of one bin fill one cache line");
+
+std::size_t run_groups(std::size_t freq_n) {
+    return std::clamp<std::size_t>(kRunBytes / (freq_n * 2 * kFrameLanes * sizeof(float)), 1, kRunGroups);
+}
+
+}  // namespace
 
 float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& window) {
     if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) return 2.0f / static_cast<float>(fft_n);
@@ -51,19 +65,6 @@ void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, con
     if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY || norm_type == VOREL_AUDIO_NORM_TYPE_TORCH)
         scale_floats(comp, stft_norm_factor(norm_type, fft_n, window));
 }
-
-namespace {
-
-// Groups of frames written to the rows together: runs of up to 512 bytes per bin, fewer for long
-// frames so that the gathered cells stay within a few hundred kilobytes.
-constexpr std::size_t kRunGroups = 8, kRunBytes = 256 * 1024;
-static_assert(2 * kFrameLanes == simd::kLineFloats, "a group's cells of one bin fill one cache line");
-
-std::size_t run_groups(std::size_t freq_n) {
-    return std::clamp<std::size_t>(kRunBytes / (freq_n * 2 * kFrameLanes * sizeof(float)), 1, kRunGroups);
-}
-
-}  // namespace
 
 void require_stft_arguments(int fft_n, int hop_n, int win_n, int win_type, int max_frame_n, int center, float power) {
     require(fft_n >= 1, "Invalid fft_n value.");

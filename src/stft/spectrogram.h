@@ -32,9 +32,6 @@ struct StftScratch {
 void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, const std::vector<float>& fft_table,
                const std::vector<float>& window, int norm_type, std::vector<float>& scratch);
 
-// Multiplies seg by the window centred in it (placement as window_span); the rest becomes 0.
-void apply_window(std::vector<float>& seg, const std::vector<float>& window);
-
 // torch: 1/sqrt of the window squares summed in order, scipy: 2/fft_n, none: 1.
 float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& window);
 
