@@ -5,8 +5,7 @@
 
 namespace vorel::audio {
 
-// Bound on the sample reads of one pass, frames x win_n (about a second on a current core):
-// a call beyond it is refused with std::bad_alloc before any read.
+// Bound on the reads of one pass, frames x win_n (about a second); beyond it std::bad_alloc.
 inline constexpr std::uint64_t nonsilent_max_reads = std::uint64_t{1} << 30;
 
 // Frames of win_n samples centred on t * hop_n, reflect-padded and unweighted, are measured

@@ -8,8 +8,7 @@
 
 namespace vorel::audio {
 
-// Writes dst_n registers as the linear filter reads zi; those beyond the filter order are zero.
-// A denominator summing to zero (a pole at 1) gives values that are not finite.
+// dst_n registers as the filter reads zi, zero beyond its order; a pole at 1 gives non-finite values.
 template <class Dst, class Coef>
 void create_zi_coef(Dst* dst, const Coef* n_coef, const Coef* d_coef, int dst_n, int n_coef_n, int d_coef_n) {
     if (dst_n < 1) return;

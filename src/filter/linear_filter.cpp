@@ -27,8 +27,7 @@ NormalisedCoefficients normalise_coefficients(const float* n_coef, const float* 
 
 namespace {
 
-// Runs `step` (double in, double out) over n samples, each output narrowed at the input's own
-// index; each element is read before it is written, so dst may be src.
+// Runs `step` over n samples, each output narrowed at its input's index (read first: dst may be src).
 template <class Dst, class Src, class Step>
 inline void drive(Dst* dst, const Src* src, std::size_t n, bool reverse, Step&& step) {
     if (!reverse) {

@@ -23,8 +23,7 @@ constexpr float kLogStep = std::bit_cast<float>(std::uint32_t{0x3D8CCDBB});     
 constexpr float kMelBreak = std::bit_cast<float>(std::uint32_t{0x41700001});        // 15.000001
 constexpr float kInvHtkScale = std::bit_cast<float>(std::uint32_t{0x39CA09AB});     // 1/2595
 
-// The weight of one bin in one triangle. Written as three choices so that a NaN in either
-// side fails both less-than tests and yields `lower`.
+// The weight of one bin in one triangle: a NaN on either side fails both tests and yields `lower`.
 inline float triangle_weight(float lower, float upper_r, float upper_w) {
     if (lower < 0.0f) return 0.0f;
     const float upper = upper_r * upper_w;

@@ -53,8 +53,7 @@ double exact_len(int dst_sample_rate, int src_sample_n, int src_sample_rate) {
                      static_cast<double>(src_sample_n));
 }
 
-// The walk stops one input step early, while 65 elements would still be there: pos reaching
-// src_n - 1 ends it. Equal rates therefore give src_n - 1 samples.
+// The walk stops one input step early (pos reaching src_n - 1): equal rates give src_n - 1 samples.
 bool walk_ended(std::int64_t pos, std::int64_t src_n) {
     return pos + resample_tap_n >= src_n + 2 * resample_half_tap_n;
 }

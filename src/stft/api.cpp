@@ -1,7 +1,5 @@
 // Exported entry points of the short-time analysis: frame counts, windows, spectrograms.
-#include <algorithm>
 #include <cstdint>
-#include <vector>
 
 #include "errors/call_frame.h"
 #include "errors/checks.h"
@@ -30,8 +28,7 @@ extern "C" int vorelAudioGetWindow(float* dst, int window_n, int win_type) {
     return call_frame([&] {
         require(window_n >= 1, "Invalid window_n size.");
         require_one_of(win_type, {VOREL_AUDIO_WIN_TYPE_HANN, VOREL_AUDIO_WIN_TYPE_HAMMING}, "Invalid win_type format.");
-        const std::vector<float>& window = WindowTable::instance().ref_table(window_n, win_type);
-        std::copy(window.begin(), window.end(), dst);
+        copy_window(dst, window_n, win_type);
     });
 }
 

@@ -1,6 +1,7 @@
 // Periodic Hann and Hamming windows, built once per length under the table's lock.
 #include "stft/window_table.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 
@@ -32,6 +33,11 @@ void WindowTable::init_window(int n, int win_type) {
         window[k] = is_hamming ? c * -0.46f + 0.54f : 0.5f - c * 0.5f;
     }
     map.emplace(n, std::move(window));
+}
+
+void copy_window(float* dst, int n, int win_type) {
+    const std::vector<float>& window = WindowTable::instance().ref_table(n, win_type);
+    std::copy(window.begin(), window.end(), dst);
 }
 
 }  // namespace vorel::audio

@@ -22,4 +22,7 @@ private:
     std::mutex lock;
 };
 
+// Copies the n samples of the cached window to dst.
+void copy_window(float* dst, int n, int win_type);
+
 }  // namespace vorel::audio
