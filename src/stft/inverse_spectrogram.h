@@ -8,8 +8,7 @@
 
 namespace vorel::audio {
 
-// (frame_n - 1) * hop_n, plus 2 * freq_n - 2 without centring; 0 for frame_n below 1. Formed
-// in 64 bits and wrapped to 32 bits, as two's complement int arithmetic would give.
+// (frame_n - 1) * hop_n, plus 2 * freq_n - 2 without centring, wrapped to 32 bits; 0 below one frame.
 int get_sample_len(int frame_n, int freq_n, int hop_n, bool center);
 
 // src: freq_n rows of frame_n complex cells (row stride frame_n). Writes at most max_sample_n

@@ -71,8 +71,7 @@ struct LoadJob {
     bool imaginary;  // also zero the imaginary parts
 };
 
-// Floats [f0, f1) of the lane elements of frame samples [i0, i1) set to +0.0, by whole vectors
-// (a string fill per element costs more than its transform).
+// Floats [f0, f1) of the elements of frame samples [i0, i1) to +0.0, by vectors (a fill costs more).
 template <class V>
 VOREL_INLINE void zero_lanes(float* data, const std::uint32_t* elements, std::size_t i0, std::size_t i1, std::size_t f0,
                              std::size_t f1) {
