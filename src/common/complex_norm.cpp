@@ -1,10 +1,9 @@
-// Complex norms in lanes: pairs are split into real and imaginary lanes, squared and summed in
-// float, then raised by the powf replica; lanes it does not follow call powf. Exponent 0.5 takes
-// the square root where it provably equals powf's result (simd/math/powf_half.h). With exponent 1
-// the sum itself is the result when powf(x, 1) == x holds on this libm: a sum of two squares
-// that is not NaN is +0 or positive, up to +inf, exactly the inputs that identity was checked
-// on. A NaN sum keeps the sign and payload of a NaN part, and powf(-NaN, 1) flips the sign, so
-// NaN sums still call powf.
+// Complex norms in lanes: squares summed in float, then raised by the powf replica; lanes it
+// does not follow call powf. Exponent 0.5 takes the square root where it provably equals powf
+// (simd/math/powf_half.h). With exponent 1 the sum is the result when powf(x, 1) == x holds on
+// this libm: a sum of squares that is not NaN is +0 or positive up to +inf, the inputs that
+// identity was checked on. A NaN sum keeps a NaN part's sign, which powf(-NaN, 1) flips, so NaN
+// sums still call powf.
 #include "common/complex_norm.h"
 
 #include <algorithm>
@@ -34,12 +33,10 @@ VOREL_INLINE void put(float* dst, V v) {
         math::merge_pairs(dst, v, V{});
 }
 
-// How a run of norms may skip powf: not at all, exponent 1 (the sum is the result), or exponent
-// 0.5 (the square root, where it provably equals powf's result).
+// How a run of norms may skip powf: not at all, exponent 1 (identity) or 0.5 (square root).
 enum class Shortcut { none, identity, sqrt };
 
-// The norms of kLanes<V> sums of squares; lanes the kernel does not follow keep their sum and are
-// set in `special`.
+// The norms of kLanes<V> sums of squares; lanes it does not follow keep their sum, in `special`.
 template <Shortcut kShortcut, class V>
 VOREL_INLINE V norm_kernel(V sq, float exponent, std::uint32_t& special) {
     if constexpr (kShortcut == Shortcut::sqrt) {
@@ -65,7 +62,7 @@ VOREL_INLINE float norm_one(const float* p, float exponent) {
 }
 
 // The outputs at dst + kStride * l for the set bits l become powf of the sums stored there. Out
-// of line: a call inside the loop body would make GCC keep the loop's vectors in memory.
+// of line, or GCC keeps the loop's vectors in memory.
 template <int kStride>
 [[gnu::noinline]] void patch_stored(float* dst, std::uint32_t bits, float exponent) {
     for (; bits != 0; bits &= bits - 1) {
@@ -74,17 +71,14 @@ template <int kStride>
     }
 }
 
-// Vectors are taken a block at a time. A special lane stores its sum of squares in place of the
-// norm and sets its bit in the block's masks; after the block only those lanes call powf on the
-// stored sum. The lanes near a square root's rounding midpoint (0.4 % of random norms) then cost
-// the main loop no branch miss, and go through the powf replica a vector at a time. Each patch
-// reads only the output element it rewrites.
+// A block of vectors at a time: a special lane stores its sum of squares and sets its bit in the
+// block's masks; after the block those lanes call powf on the stored sum, so the lanes near a
+// square root's rounding midpoint (0.4 % of random norms) cost the main loop no branch miss.
 template <int kStride, Shortcut kShortcut, class V>
 VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float exponent) {
     constexpr std::size_t W = simd::kLanes<V>;
     if constexpr (kStride == 1) {
-        // Packed outputs: the first few one by one until the stores fall on whole cache lines
-        // (a store across two lines costs twice); every element is computed the same way.
+        // Packed outputs: the first few one by one until the stores fall on whole cache lines.
         const std::size_t head = std::min(n, (simd::kLineFloats - simd::line_lead(dst)) % simd::kLineFloats);
         for (std::size_t i = 0; i < head; ++i) dst[i] = norm_one<kShortcut>(src + 2 * i, exponent);
         dst += head;
@@ -92,8 +86,7 @@ VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float expon
         n -= head;
     }
     if constexpr (kShortcut == Shortcut::identity) {
-        // Special lanes are NaN sums only, which real spectra never hold: a test per vector
-        // costs less here than keeping the masks.
+        // Special lanes are NaN sums only: a test per vector costs less than keeping masks.
         std::size_t i = 0;
         for (; i + W <= n; i += W) {
             const V sq = math::sum_of_squares<V>(src + 2 * i);
@@ -181,11 +174,5 @@ void complex_norm_array(float* dst, const float* src, std::size_t n, float power
 }
 
 void complex_norm_pairs(float* data, std::size_t n, float power, Isa isa) { run<2>(data, data, n, power, isa); }
-
-void complex_norm_1d(std::vector<float>& dst, const std::vector<float>& src, float power) {
-    complex_norm_array(dst.data(), src.data(), dst.size(), power);
-}
-
-void complex_norm_1d(std::vector<float>& comp, float power) { complex_norm_pairs(comp.data(), comp.size() / 2, power); }
 
 }  // namespace vorel::audio

@@ -1,35 +1,18 @@
-// The norm of complex values raised to a power, shared by the spectrogram, the mel spectrogram
-// and the feature functions: powf(re*re + im*im, power * 0.5f), each square and the sum rounded
-// to float on their own. Runs of values go through the exact vector powf when its guard passed;
-// power 2 (exponent 1) skips powf where the libm's powf(x, 1) is provably x (not for NaN sums),
-// and power 1 (exponent 0.5) takes the square root where it provably equals powf's result.
+// The norm of complex values raised to a power, each operation rounded to float on its own.
 #pragma once
 
-#include <cmath>
 #include <cstddef>
-#include <vector>
 
 #include "simd/isa.h"
 
 namespace vorel::audio {
 
-// powf(re*re + im*im, exponent): the norm of one value.
-inline float complex_norm(float re, float im, float exponent) {
-    const float sq = re * re + im * im;
-    return powf(sq, exponent);
-}
-
-// dst[i] = complex_norm(src[2i], src[2i + 1], power * 0.5f) for i < n, by the replica of powf
-// of level `isa` when its guard passed, else by powf. dst must not overlap src.
+// dst[i] = powf(re*re + im*im, power * 0.5f) of the pair (re, im) = (src[2i], src[2i + 1]) for
+// i < n, by the replica of powf of level `isa` when its guard passed, else by powf. dst must not
+// overlap src.
 void complex_norm_array(float* dst, const float* src, std::size_t n, float power, simd::Isa isa = simd::best_isa());
 
 // In place over n interleaved pairs: each pair becomes (norm, +0.0).
 void complex_norm_pairs(float* data, std::size_t n, float power, simd::Isa isa = simd::best_isa());
-
-// The norms of the first dst.size() complex values of src; src may be longer.
-void complex_norm_1d(std::vector<float>& dst, const std::vector<float>& src, float power);
-
-// In place over an interleaved spectrum: each pair becomes (norm, +0.0).
-void complex_norm_1d(std::vector<float>& comp, float power);
 
 }  // namespace vorel::audio

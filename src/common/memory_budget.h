@@ -1,6 +1,5 @@
-// Refusal of working sets the machine cannot hold. The kernel grants a huge request lazily
-// and ends the process when its pages are touched; asking first turns that into a
-// std::bad_alloc (status -5) before any buffer is written or any input read.
+// Refusal of working sets the machine cannot hold: the kernel grants a huge request lazily and
+// kills the process when its pages are touched; asking first gives std::bad_alloc instead.
 #pragma once
 
 #include <cstddef>

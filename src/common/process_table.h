@@ -1,6 +1,5 @@
-// The shape shared by the process-wide coefficient caches: a map from key to an entry that
-// is built once under the table's lock and never changed, moved or evicted afterwards, so a
-// reference to it stays valid without the lock.
+// The shape of the process-wide coefficient caches: an entry is built once under the table's
+// lock and never changed, moved or evicted, so a reference to it stays valid without the lock.
 #pragma once
 
 #include <map>
@@ -8,9 +7,8 @@
 
 namespace vorel::audio {
 
-// Locks `lock`, runs `build` (which must return at once when the key is present, and insert
-// the entry otherwise), finds the entry and returns it. The lock is released by unwinding
-// when the build throws.
+// Locks `lock`, runs `build` (which inserts the entry unless the key is present), and returns
+// the entry; a throwing build releases the lock by unwinding.
 template <class Map, class Key, class Build>
 const typename Map::mapped_type& lock_build_find(std::mutex& lock, Map& map, const Key& key, Build&& build) {
     std::lock_guard<std::mutex> guard(lock);

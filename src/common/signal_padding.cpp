@@ -1,5 +1,4 @@
-// The padding fillers: every index is formed in 64 bits and folded into the signal before it
-// is read.
+// The padding fillers: every index is formed in 64 bits and folded into the signal.
 #include "common/signal_padding.h"
 
 #include <cstdint>
@@ -8,8 +7,7 @@ namespace vorel::audio {
 
 namespace {
 
-// Signal position of padded position p, or a flag for "before" / "behind" the signal.
-// Positions are formed in 64 bits: start + i can pass INT_MAX for large frames.
+// Signal position of padded position start + i, in 64 bits: it can pass INT_MAX.
 inline int64_t signal_pos(int start, int pad, std::size_t i) {
     return static_cast<int64_t>(start) + static_cast<int64_t>(i) - pad;
 }
@@ -20,9 +18,8 @@ inline int64_t clamp_index(int64_t q, int src_n) {
     return q;
 }
 
-// Mirror of a position into the signal without repeating the end samples. Reaches up to
-// one signal length fold once; longer reaches (a frame wider than a short signal) keep
-// folding until the index falls inside, and a one-sample signal mirrors to itself.
+// Mirror of a position into the signal without repeating the end samples, folding until the
+// index falls inside; a one-sample signal mirrors to itself.
 inline int64_t mirror(int64_t q, int src_n) {
     if (q >= 0 && q < src_n) return q;
     if (src_n == 1) return 0;
@@ -53,14 +50,11 @@ void extract_segment_sample_center_constant(std::vector<float>& dst, const float
 void extract_segment_sample_center_odd(std::vector<float>& dst, const float* src, int src_n, int start, int pad) {
     for (std::size_t i = 0; i < dst.size(); ++i) {
         const int64_t q = signal_pos(start, pad, i);
-        if (q < 0) {
-            const float edge = src[0] + src[0];
-            dst[i] = edge - src[mirror(q, src_n)];
-        } else if (q >= src_n) {
-            const float edge = src[src_n - 1] + src[src_n - 1];
-            dst[i] = edge - src[mirror(q, src_n)];
-        } else {
+        if (q >= 0 && q < src_n) {
             dst[i] = src[q];
+        } else {
+            const float edge = src[clamp_index(q, src_n)];
+            dst[i] = (edge + edge) - src[mirror(q, src_n)];
         }
     }
 }

@@ -1,7 +1,5 @@
-// Scratch of one call, declared once: the element type and count of each part. The same
-// declaration gives the byte total that is refused up front when the machine cannot hold it and
-// lays the parts out, so the refusal and the allocation cannot drift apart. Everything is made
-// by allocate(), before the call writes any output.
+// Scratch of one call, declared once: the same declaration gives the byte total refused up front
+// and lays the parts out, so the two cannot drift. allocate() makes all before any output.
 #pragma once
 
 #include <cstddef>
@@ -20,8 +18,7 @@ struct Part {
     std::size_t count = 0;
 };
 
-// A part that an interface takes as a std::vector<float> (the framing fillers, the per-frame
-// transform): counted in the same total and made by the same allocate().
+// A part that an interface takes as a std::vector<float>, counted and made as the others.
 struct VectorPart {
     std::size_t index = 0;
 };

@@ -1,5 +1,4 @@
-// The frame every exported function runs its checks and work in: the one place where
-// exceptions become statuses, so that nothing crosses the C boundary.
+// The frame of every exported function: the one place where exceptions become statuses.
 #pragma once
 
 #include <new>

@@ -1,5 +1,4 @@
-// The exception family that internal code throws. Only the error code ever reaches a
-// caller; message and layer description exist for in-process diagnostics.
+// The exception family internal code throws; only the error code ever reaches a caller.
 #pragma once
 
 #include <stdexcept>

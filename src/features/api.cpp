@@ -1,9 +1,10 @@
-// Exported entry points of the feature utilities: complex norms, magnitude and phase, level
-// conversions, silence detection and frame fitting.
+// Exported entry points of the feature utilities.
+#include <algorithm>
+#include <cstddef>
+
 #include "errors/call_frame.h"
 #include "errors/checks.h"
 #include "features/complex_norm.h"
-#include "features/frame_fit.h"
 #include "features/levels.h"
 #include "features/silence.h"
 #include "vorel_audio.h"
@@ -15,7 +16,7 @@ extern "C" int vorelAudioComplexNorm(float* dst, const float* src, int src_n, fl
     return call_frame([&] {
         require(src_n >= 1, "Invalid src_n size.");
         require(!(power <= 0.0f), "Invalid power value.");
-        complex_norm_1d_core(dst, src, src_n, power);
+        complex_norm_array(dst, src, static_cast<std::size_t>(src_n), power);
     });
 }
 
@@ -75,6 +76,13 @@ extern "C" int vorelAudioFixFrameLen(float* dst, const float* src, int freq_n, i
         require(freq_n >= 1, "Invalid freq_n size.");
         require(dst_frame_n >= 1, "Invalid dst_frame_n size.");
         require(src_frame_n >= 1, "Invalid src_frame_n size.");
-        fix_frame_len(dst, src, freq_n, dst_frame_n, src_frame_n, pad_value);
+        // Each row cut, or filled with pad_value, at its end (dst and src must not overlap). Offsets
+        // in size_t: freq_n * frame_n can pass INT_MAX.
+        const auto dst_row = static_cast<std::size_t>(dst_frame_n), src_row = static_cast<std::size_t>(src_frame_n);
+        const std::size_t kept = std::min(dst_row, src_row);
+        for (std::size_t f = 0; f < static_cast<std::size_t>(freq_n); ++f) {
+            float* const out = std::copy_n(src + f * src_row, kept, dst + f * dst_row);
+            std::fill(out, out + (dst_row - kept), pad_value);
+        }
     });
 }

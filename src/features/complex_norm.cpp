@@ -1,5 +1,4 @@
-// Complex norms and phases, each operation rounded to float on its own; the angles and phasors
-// go through the exact atan2f and sincosf replicas in lanes when their guards passed.
+// Magnitudes and phases in lanes, by the exact replicas of powf, atan2f and sincosf.
 #include "features/complex_norm.h"
 
 #include <algorithm>
@@ -7,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "simd/math/atan2f.h"
 #include "simd/math/pairs.h"
@@ -34,9 +34,8 @@ VOREL_INLINE void cell_phase(float* phase, const float* src, std::size_t c) {
 
 enum class NormBy { none, sqrt, powf };
 
-// kLanes<V> cells from src: the norms into mag (a lane the replica does not follow gets its sum
-// of squares) unless kNorm is none, the angles or phasors into phase; the lanes the replicas
-// mark special as bits of mag_bits and phase_bits.
+// kLanes<V> cells from src: the norms into mag unless kNorm is none (a special lane keeps its sum
+// of squares), the angles or phasors into phase; special lanes as bits of mag_bits, phase_bits.
 template <class V, bool kPhasor, NormBy kNorm>
 VOREL_INLINE void cells_vector(float* mag, float* phase, const float* src, float exponent, std::uint32_t& mag_bits,
                                std::uint32_t& phase_bits) {
@@ -64,12 +63,9 @@ VOREL_INLINE void cells_vector(float* mag, float* phase, const float* src, float
     }
 }
 
-// One pass over n cells by cells_vector. Lanes a replica marks special set their bit in the
-// block's masks, and after each block of vectors those cells are answered by the libm calls,
-// the square-root rule's midpoint lanes through the powf replica a vector at a time: the calls
-// stay out of the main loop and cost it no branch miss. The last cells, fewer than a vector,
-// go through one more vector from a padded copy (a row of 3000 cells ends in 8 at 16 lanes,
-// which cost as much as the rest of the row in libm calls).
+// One pass over n cells by cells_vector; after each block of vectors the special cells are
+// answered by libm calls, out of the main loop. The last cells, fewer than a vector, go through
+// one more vector from a padded copy: as libm calls they cost as much as a row of 3000 cells.
 template <class V, bool kPhasor, NormBy kNorm>
 VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::size_t n, float exponent) {
     constexpr std::size_t W = simd::kLanes<V>;
@@ -123,8 +119,7 @@ using Angles = void (*)(float*, const float*, std::size_t);
 // From AVX2 on the angles share the pass of all three forms below.
 const simd::IsaBuilds<Angles> kAngles{angles_plain, angles_sse2, nullptr, nullptr};
 
-// Each combination its own loop: with the norm's form and the phase's form decided inside, GCC
-// keeps both forms' constants live across the loop and spills them.
+// Each combination its own loop, or GCC keeps both forms' constants live and spills them.
 template <class V>
 VOREL_INLINE void pass_for(float* m, float* p, const float* s, std::size_t n, float e, bool half, bool phasor) {
     if (m == nullptr)
@@ -163,10 +158,6 @@ bool disjoint(const float* a, std::size_t an, const float* b, std::size_t bn) {
 
 }  // namespace
 
-void complex_norm_1d_core(float* dst, const float* src, int n, float power) {
-    if (n > 0) complex_norm_array(dst, src, static_cast<std::size_t>(n), power);
-}
-
 void phase_angles(float* phase, const float* src, std::size_t n, Isa isa) {
     const Isa level = math::replica_isa(math::LibmFn::atan2f, isa);
     if (level >= Isa::avx2) return kPass(level)(nullptr, phase, src, n, 0.0f, false, false);
@@ -176,9 +167,8 @@ void phase_angles(float* phase, const float* src, std::size_t n, Isa isa) {
 void phase_phasors(float* phase, const float* src, std::size_t n, Isa isa) {
     const Isa level = pass_level(isa, false, true);
     if (level != Isa::scalar) return kPass(level)(nullptr, phase, src, n, 0.0f, false, true);
-    // Without the sincosf replica: the angles first, in the upper half of the output, then each expanded to its phasor
-    // from the front: element i's angle at n + i is read before pair i (at 2i, 2i + 1 <= n + i) is written, and later
-    // angles lie above.
+    // Without the sincosf replica: the angles into the upper half of the output, then each
+    // expanded from the front (angle n + i is read before pair 2i, 2i + 1 <= n + i is written).
     float* a = phase + n;
     phase_angles(a, src, n, isa);
     for (std::size_t i = 0; i < n; ++i) {
@@ -187,27 +177,17 @@ void phase_phasors(float* phase, const float* src, std::size_t n, Isa isa) {
     }
 }
 
-void magphase_1d(std::vector<float>& mag, std::vector<float>& phase, const std::vector<float>& src, float power,
-                 bool phase_form) {
-    complex_norm_1d(mag, src, power);
-    if (phase_form)
-        phase_phasors(phase.data(), src.data(), mag.size());
-    else
-        phase_angles(phase.data(), src.data(), phase.size());
-}
-
 void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n, float power,
                  bool phase_form, Isa isa) {
     const std::size_t cells = static_cast<std::size_t>(frame_n);
     const std::size_t phase_n = phase_form ? 2 * cells : cells;
     const std::size_t rows = static_cast<std::size_t>(freq_n);
     const Isa level = pass_level(isa, true, phase_form);
-    // The rows are read straight from src when no output overlaps it: every row then reads
-    // what the caller passed, as through a copy.
+    // Rows are read straight from src when no output overlaps it, as through a copy.
     const bool copy = !disjoint(dst_mag, rows * cells, src, 2 * rows * cells) ||
                       !disjoint(dst_phase, rows * phase_n, src, 2 * rows * cells);
-    // Norms and phases in one pass when the outputs lie apart too (their stores interleave) and
-    // the norm takes the powf replica (not the exponent-1 identity, which needs no powf).
+    // One pass when the outputs lie apart too and the norm takes the powf replica (exponent 1
+    // needs no powf).
     const float exponent = power * 0.5f;
     const bool half = std::bit_cast<std::uint32_t>(exponent) == 0x3f000000u && math::powf_half_is_sqrt();
     if (level != Isa::scalar && !copy && disjoint(dst_mag, rows * cells, dst_phase, rows * phase_n) &&

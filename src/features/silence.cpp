@@ -1,6 +1,6 @@
 // Non-silent range of a signal: frame powers in double, judged against the loudest frame.
-// The powers are not stored: a first pass finds the loudest frame, a second recomputes (to
-// the same bits) only the frames needed to find the first and the last one above threshold.
+// The powers are not stored: a first pass finds the loudest frame, a second recomputes (to the
+// same bits) only the frames scanned for the first and the last one above threshold.
 #include "features/silence.h"
 
 #include <algorithm>
@@ -9,7 +9,6 @@
 #include <new>
 #include <vector>
 
-#include "common/signal_padding.h"
 #include "errors/checks.h"
 #include "stft/framing.h"
 #include "vorel_audio.h"
@@ -34,25 +33,16 @@ void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, 
         *nonsilent_len = 0;
         return;
     }
-    // Every frame sums its own win_n samples in order (a running sum would change the bits),
-    // so the work is frames x win_n; beyond the bound the call is refused before any read.
+    // Each frame sums its own samples in order (a running sum would change the bits).
     if (static_cast<std::uint64_t>(frames) * static_cast<std::uint64_t>(win_n) > nonsilent_max_reads)
         throw std::bad_alloc();
-    // Frame t is centred on the 32-bit wrapped sum of t hops (the wrap, reachable only through
-    // the rounding of a float frame count near 2^31 samples, is made explicit rather than left
-    // undefined); frames wholly inside the signal are read in place, the others are cut with
-    // reflect padding. Its power is the mean square, accumulated in double in sample order and
-    // floored at 1e-10; std::max keeps a NaN mean, so a NaN frame is never the peak and never
-    // passes the threshold.
+    // Frame t is centred on the 32-bit wrapped product t * hop_n (a float frame count near 2^31
+    // samples can reach the wrap). Its power is the mean square in double, floored at 1e-10;
+    // std::max keeps a NaN mean, so a NaN frame is never the peak and never passes.
     std::vector<float> segment(static_cast<std::size_t>(win_n));
     const auto power = [&](int t) {
         const int at = static_cast<int>(static_cast<std::uint32_t>(t) * static_cast<std::uint32_t>(hop_n));
-        const std::int64_t first = static_cast<std::int64_t>(at) - win_n / 2;
-        const float* x = segment.data();
-        if (first >= 0 && first + win_n <= sample_n)
-            x = src + first;
-        else
-            extract_segment_sample_center_reflect(segment, src, sample_n, at, win_n / 2);
+        const float* x = frame_at(segment, src, sample_n, at, VOREL_AUDIO_CENTER_REFLECT);
         double acc = 0.0;
         for (int i = 0; i < win_n; ++i) {
             const double v = x[i];
@@ -63,58 +53,26 @@ void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, 
 
     // Every frame is measured before any is judged: the reference is the loudest of all.
     double peak = frame_power_floor;
-    int first_peak = -1, last_peak = -1;
-    for (int t = 0; t < frames; ++t) {
-        const double p = power(t);
-        if (peak < p) {
-            peak = p;
-            first_peak = last_peak = t;
-        } else if (p == peak) {
-            if (first_peak < 0) first_peak = t;
-            last_peak = t;
-        }
-    }
+    for (int t = 0; t < frames; ++t) peak = std::max(peak, power(t));  // a NaN power never wins
     const double ref = ten_log10(peak);
     const double threshold = static_cast<double>(-thr_db);
-    // The decision is level > threshold with level = 10 log10(p) - ref in double. Far from the
-    // power where the level crosses the threshold it cannot go wrong: log10 is within a few
-    // units in the last place, so level lies within 1e-11 dB of its true value, while a power
-    // 1e-6 above (below) the crossing lies 4.3e-6 dB above (below) the threshold. Only powers
-    // inside that band, and NaN, take the exact test. The crossing is computed for finite
-    // thresholds and peaks only; where it underflows the true crossing lies far below the
-    // power floor, which every p reaches, so the test by power still decides the same way.
-    const bool by_power = std::isfinite(ref) && !std::isnan(threshold);
-    const double crossing = by_power ? peak * std::pow(10.0, threshold / 10.0) : 0.0;
-    const double above = crossing * (1.0 + 1e-6), below = crossing * (1.0 - 1e-6);
-    const auto loud = [&](int t) {
-        const double p = power(t);
-        if (by_power && p > above) return true;
-        if (by_power && p < below) return false;
-        return ten_log10(p) - ref > threshold;
-    };
+    const auto loud = [&](int t) { return ten_log10(power(t)) - ref > threshold; };
 
-    // A frame at the peak has level exactly 0 (the same bits minus themselves) when ref is
-    // finite, so with 0 above the threshold the scans stop there at the latest. Otherwise
-    // (thr_db 0 or NaN, an infinite peak, only NaN frames) the forward scan may cover every
-    // frame, and the backward one runs only when it found one.
-    const bool peak_loud = first_peak >= 0 && std::isfinite(ref) && 0.0 > threshold;
-    const int forward_end = peak_loud ? first_peak + 1 : frames;
     int first = -1;
-    for (int t = 0; t < forward_end && first < 0; ++t)
+    for (int t = 0; t < frames && first < 0; ++t)
         if (loud(t)) first = t;
     if (first < 0) {
         *start_pos = -1;
         *nonsilent_len = 0;
         return;
     }
-    int last = peak_loud ? last_peak : first;
+    int last = first;
     for (int t = frames - 1; t > last; --t)
         if (loud(t)) {
             last = t;
             break;
         }
-    // The products are exact in 64 bits; the end is clipped before narrowing, and the start
-    // narrows like the 32-bit product it stands for.
+    // Exact in 64 bits; the end is clipped before narrowing, the start narrows as a 32-bit product.
     const int64_t start = static_cast<int64_t>(first) * hop_n;
     int64_t end = (static_cast<int64_t>(last) + 1) * hop_n;
     if (end >= sample_n) end = sample_n;

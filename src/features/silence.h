@@ -5,19 +5,15 @@
 
 namespace vorel::audio {
 
-// Bound on the sample reads of one pass, frames x win_n (about a second on a current core):
-// a call beyond it is refused with std::bad_alloc before any read.
+// Bound on the reads of one pass, frames x win_n (about a second); beyond it std::bad_alloc.
 inline constexpr std::uint64_t nonsilent_max_reads = std::uint64_t{1} << 30;
 
 // Frames of win_n samples centred on t * hop_n, reflect-padded and unweighted, are measured
 // by their mean square in double (floored at 1e-10); a frame is non-silent when its level
 // against the loudest frame, 10 log10(p) - 10 log10(peak), is strictly above -thr_db.
 // Writes the sample range from the first to past the last non-silent frame, clipped to
-// sample_n, or -1 and 0 when there is none (also when there are no frames, as for a signal
-// shorter than win_n or hop_n = 0). Throws for a negative thr_db. Keeps win_n floats of
-// scratch, no per-frame storage: the loudest frame is found in one pass, and the second pass
-// recomputes only the frames before the first and after the last loud one (all frames at
-// most), so the work is at most twice frames x win_n reads.
+// sample_n, or -1 and 0 when there is none (also when there are no frames). Throws for a
+// negative thr_db. Keeps win_n floats of scratch and reads at most twice frames x win_n.
 void detect_nonsilent_pos(int* start_pos, int* nonsilent_len, const float* src, int sample_n, int win_n, int hop_n,
                           float thr_db);
 

@@ -1,5 +1,4 @@
-// Exported entry points of the digital filters: linear filter, its settled initial state,
-// and the zero-phase filter.
+// Exported entry points of the digital filters.
 #include "errors/call_frame.h"
 #include "errors/checks.h"
 #include "filter/filter_initial_state.h"

@@ -1,5 +1,4 @@
-// The settled delay state of the linear filter: where its registers stand after an endless
-// input of 1, in closed form (no linear system is solved).
+// The settled delay state of the linear filter after an endless input of 1, in closed form.
 #pragma once
 
 #include <algorithm>
@@ -9,9 +8,7 @@
 
 namespace vorel::audio {
 
-// Writes dst_n registers, element 0 first, in the layout the linear filter reads as zi.
-// Registers beyond the filter order are zero; a pure gain (one coefficient each) has none.
-// With the denominator summing to zero (a pole at 1) the values are not finite.
+// dst_n registers as the filter reads zi, zero beyond its order; a pole at 1 gives non-finite values.
 template <class Dst, class Coef>
 void create_zi_coef(Dst* dst, const Coef* n_coef, const Coef* d_coef, int dst_n, int n_coef_n, int d_coef_n) {
     if (dst_n < 1) return;

@@ -27,9 +27,7 @@ NormalisedCoefficients normalise_coefficients(const float* n_coef, const float* 
 
 namespace {
 
-// Runs `step` (input widened to double -> output in double) over n samples, storing each
-// output narrowed at the input's own index. Each element is read before it is written, so
-// dst may be src. Backward runs keep the buffer's time order.
+// Runs `step` over n samples, each output narrowed at its input's index (read first: dst may be src).
 template <class Dst, class Src, class Step>
 inline void drive(Dst* dst, const Src* src, std::size_t n, bool reverse, Step&& step) {
     if (!reverse) {
@@ -39,8 +37,7 @@ inline void drive(Dst* dst, const Src* src, std::size_t n, bool reverse, Step&& 
     }
 }
 
-// One sample of the recurrence for R >= 1 registers. The output y stays double for the
-// recurrence; every register is narrowed to the state's width when stored.
+// One sample of the recurrence; y stays double, each register is narrowed when stored.
 template <class State>
 inline double general_step(double x, const double* __restrict b, const double* __restrict a, State* __restrict z,
                            std::size_t order) {
@@ -51,8 +48,7 @@ inline double general_step(double x, const double* __restrict b, const double* _
     return y;
 }
 
-// The general loop with the order known at compile time: coefficients and registers live in
-// local arrays the compiler keeps in registers. Same operations as the run-time order.
+// The order known at compile time, so coefficients and registers stay in registers.
 template <std::size_t R, class Dst, class Src, class State>
 void run_fixed(Dst* dst, const Src* src, std::size_t n, bool reverse, const NormalisedCoefficients& c, State* z_io) {
     std::array<double, R + 1> b, a;

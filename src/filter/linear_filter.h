@@ -1,5 +1,4 @@
-// The linear (IIR) filter: transposed direct form II over any element widths, computed in
-// double, forward or backward over a buffer, with a carried delay state.
+// The linear (IIR) filter in transposed direct form II, computed in double.
 #pragma once
 
 #include <vector>
@@ -14,22 +13,16 @@ struct NormalisedCoefficients {
     std::vector<double> a;
 };
 
-// Internal callers may hand in any counts; the exported entries refuse these earlier with
-// texts of their own.
+// Internal callers may hand in any counts; the exported entries refuse them earlier.
 void require_coefficient_counts(int n_coef_n, int d_coef_n);
 
 NormalisedCoefficients normalise_coefficients(const float* n_coef, const float* d_coef, int n_coef_n, int d_coef_n);
 
-// Filters min(src_n, dst_n) samples of src into dst in transposed direct form II, every
-// operation in double. Types: Dst and Src are the sample elements, Coef the coefficient
-// element, State the delay register element (registers are narrowed to it at every store).
-// zi holding at least max(n_coef_n, d_coef_n) - 1 registers is read as the start state and
-// left holding the final one; otherwise the filter starts from zeros and zi is untouched.
-// reverse runs from the last sample to the first, keeping the buffer's time order.
-// dst may be src (same element type); dst beyond the filtered count keeps its contents.
-// Built for the forms in use: <float, float, float, float> for the exported filter, and
-// <double, float, float, double>, <double, double, float, double>, <float, double, float,
-// double> for the forward and the two backward passes of the zero-phase filter.
+// Filters min(src_n, dst_n) samples of src into dst in transposed direct form II, in double;
+// registers are narrowed to State at every store. zi holding at least max(n_coef_n, d_coef_n)
+// - 1 registers is the start state and gets the final one; otherwise the filter starts from
+// zeros. reverse runs from the last sample to the first. dst may be src; dst beyond the count
+// keeps its contents. Built for the exported filter (all float) and the zero-phase passes.
 template <class Dst, class Src, class Coef, class State>
 void linerfilter(Dst* dst, const Src* src, const Coef* n_coef, const Coef* d_coef, State* zi, int dst_n, int src_n,
                  int n_coef_n, int d_coef_n, int zi_n, bool reverse);

@@ -1,9 +1,6 @@
-// Forward-backward filtering of an extended signal, all in double until the final store.
-//
-// The extended signal is never built whole: its ends are filled a chunk at a time by the
-// frame fillers, and the middle is read straight from src. The state is double throughout,
-// so cutting a pass into pieces changes no bit. The backward pass stops at the first
-// original sample, since nothing to its left reaches dst.
+// Forward-backward filtering of an extended signal, in double until the final store. Its ends
+// are filled a chunk at a time and the middle is read from src; the state is double, so cutting
+// a pass into pieces changes no bit. The backward pass stops at the first original sample.
 #include "filter/zero_phase_filter.h"
 
 #include <algorithm>
@@ -51,9 +48,8 @@ void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_
     const Filler fill = pad >= 1 ? filler_for(pad_type) : nullptr;
     require_coefficient_counts(n_coef_n, d_coef_n);
 
-    // Every working buffer exists before the first store to dst. y holds the forward output
-    // from the first original sample to the end of the right extension; it is left unfilled
-    // because the forward pass writes all of it.
+    // Every buffer exists before the first store to dst. y holds the forward output from the
+    // first original sample on (left unfilled: the forward pass writes all of it).
     const int kept_n = src_n + pad;
     std::unique_ptr<double[]> y(new double[static_cast<std::size_t>(kept_n)]);
     const int order = std::max(n_coef_n, d_coef_n) - 1;
@@ -69,8 +65,7 @@ void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_
     const auto forward = [&](double* out, const float* in, int n) {
         linerfilter<double, float, float, double>(out, in, n_coef, d_coef, z, n, n, n_coef_n, d_coef_n, order, false);
     };
-    // Positions [first, first + count) of the extended signal, in which src starts at position
-    // pad, filled a chunk at a time; out null drops the outputs.
+    // Extended positions [first, first + count) (src starts at pad); out null drops the outputs.
     const auto forward_extension = [&](double* out, int first, int count) {
         for (int done = 0; done < count; done += step) {
             const int n = std::min(count - done, step);
@@ -92,9 +87,8 @@ void filtfilt(float* dst, const float* src, const float* n_coef, const float* d_
     forward(y.get(), src, src_n);
     forward_extension(y.get() + src_n, pad + src_n, pad);
 
-    // Backward: in place over the right extension and the original samples past dst, then
-    // straight into dst. Samples of the right extension follow the original ones in dst
-    // when dst is longer than src, up to the end of the extension.
+    // Backward: in place over the right extension and the samples past dst, then into dst; a dst
+    // longer than src also gets the right extension.
     scale_state(state, settled, y[kept_n - 1]);
     const int direct_n = std::max(0, std::min(dst_n, src_n));
     if (kept_n > direct_n)

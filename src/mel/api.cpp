@@ -1,5 +1,7 @@
-// Exported entry points of the mel analysis: filter banks, mel spectrograms, and the filter
-// bank product on an existing spectrogram.
+// Exported entry points of the mel analysis: filter banks, mel spectrograms, mel conversion.
+#include <algorithm>
+#include <vector>
+
 #include "errors/call_frame.h"
 #include "errors/checks.h"
 #include "mel/mel_filter_bank.h"
@@ -23,7 +25,9 @@ extern "C" int vorelAudioGetFBMatrix(float* dst, int freq_n, float f_min, float 
         require_one_of(mel_norm, {VOREL_AUDIO_MEL_NORM_NONE, VOREL_AUDIO_MEL_NORM_AREA}, "Invalid mel_norm format.");
         require_one_of(mel_formula, {VOREL_AUDIO_MEL_FORMULA_HTK, VOREL_AUDIO_MEL_FORMULA_SLANEY},
                        "Invalid mel_formula format.");
-        get_fb_matrix(dst, freq_n, f_min, f_max, mel_n, sample_rate, mel_norm, mel_formula);
+        const MelMatrix& fb = MFBTable::instance().ref_table(freq_n, f_min, f_max, mel_n, sample_rate, mel_norm,
+                                                             mel_formula != VOREL_AUDIO_MEL_FORMULA_SLANEY);
+        for (const std::vector<float>& row : fb) dst = std::copy(row.begin(), row.end(), dst);
     });
 }
 

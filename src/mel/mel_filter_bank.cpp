@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <tuple>
 #include <utility>
 
 #include "common/memory_budget.h"
@@ -15,16 +16,14 @@ namespace vorel::audio {
 
 namespace {
 
-// The constants are fixed by their bit patterns: a decimal literal could round differently
-// in a careless edit, and the results depend on the last bit.
+// Constants by bit pattern: the results depend on their last bit.
 constexpr float kMelPerHzLinear = std::bit_cast<float>(std::uint32_t{0x3C75C28F});  // 0.015
 constexpr float kHzPerMelLinear = std::bit_cast<float>(std::uint32_t{0x42855555});  // 66.666664
 constexpr float kLogStep = std::bit_cast<float>(std::uint32_t{0x3D8CCDBB});         // ln(6.4)/27
 constexpr float kMelBreak = std::bit_cast<float>(std::uint32_t{0x41700001});        // 15.000001
 constexpr float kInvHtkScale = std::bit_cast<float>(std::uint32_t{0x39CA09AB});     // 1/2595
 
-// The weight of one bin in one triangle. Written as three choices so that a NaN in either
-// side fails both less-than tests and yields `lower`.
+// The weight of one bin in one triangle: a NaN on either side fails both tests and yields `lower`.
 inline float triangle_weight(float lower, float upper_r, float upper_w) {
     if (lower < 0.0f) return 0.0f;
     const float upper = upper_r * upper_w;
@@ -33,20 +32,10 @@ inline float triangle_weight(float lower, float upper_r, float upper_w) {
     return lower;
 }
 
-// -1 when a < b, +1 when b < a, else 0.
-template <class T>
-int order(T a, T b) {
-    if (a < b) return -1;
-    if (b < a) return 1;
-    return 0;
-}
-
-// Floats in the key's order (see MelFilterBankParam): NaNs last, among themselves by bits.
-int order(float a, float b) {
-    const bool a_nan = std::isnan(a), b_nan = std::isnan(b);
-    if (!a_nan && !b_nan) return order<float>(a, b);
-    if (a_nan != b_nan) return a_nan ? 1 : -1;
-    return order(std::bit_cast<std::uint32_t>(a), std::bit_cast<std::uint32_t>(b));
+// A float as the key orders it (see MelFilterBankParam): numbers by value, NaNs after them by bits.
+std::tuple<bool, float, std::uint32_t> float_key(float f) {
+    if (std::isnan(f)) return {true, 0.0f, std::bit_cast<std::uint32_t>(f)};
+    return {false, f, 0};
 }
 
 }  // namespace
@@ -105,22 +94,12 @@ void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int m
     }
 }
 
-void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
-                   int mel_formula) {
-    const MelMatrix& fb = MFBTable::instance().ref_table(freq_n, f_min, f_max, mel_n, sample_rate, mel_norm,
-                                                         mel_formula != VOREL_AUDIO_MEL_FORMULA_SLANEY);
-    float* out = dst;
-    for (const std::vector<float>& row : fb) out = std::copy(row.begin(), row.end(), out);
-}
-
 bool MelFilterBankParam::operator<(const MelFilterBankParam& b) const {
-    const MelFilterBankParam& a = *this;
-    // Field by field: a field that is neither less nor greater passes the decision on.
-    for (const int side :
-         {order(a.freq_n, b.freq_n), order(a.f_min, b.f_min), order(a.f_max, b.f_max), order(a.mel_n, b.mel_n),
-          order(a.sample_rate, b.sample_rate), order(a.mel_norm, b.mel_norm), order(a.mel_formula, b.mel_formula)})
-        if (side != 0) return side < 0;
-    return false;
+    const auto key = [](const MelFilterBankParam& p) {
+        return std::tuple(p.freq_n, float_key(p.f_min), float_key(p.f_max), p.mel_n, p.sample_rate, p.mel_norm,
+                          p.mel_formula);
+    };
+    return key(*this) < key(b);
 }
 
 MFBTable& MFBTable::instance() {

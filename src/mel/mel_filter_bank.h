@@ -1,5 +1,4 @@
-// Triangular mel filter banks: the two mel scales, the matrix builder and the process-wide
-// cache of built banks.
+// Triangular mel filter banks: the two mel scales, the builder and the process-wide cache.
 #pragma once
 
 #include <map>
@@ -18,14 +17,12 @@ float mel_to_hz_htk(float m);
 // mel_n rows (band m, lowest first) of freq_n weights (bin j).
 using MelMatrix = std::vector<std::vector<float>>;
 
-// Fills `fb`, which arrives as mel_n rows of freq_n zeros. mel_formula true selects htk;
-// mel_norm other than 0 scales each row to unit area over Hz.
+// Fills `fb` (mel_n rows of freq_n zeros); mel_formula true selects htk, mel_norm area norm.
 void create_fb_matrix(MelMatrix& fb, int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
                       bool mel_formula);
 
-// Cache key. Ordered field by field; numbers by plain less-than, so +0.0 and -0.0 share a key.
-// A NaN limit sorts after every number and NaNs by bit pattern, so a NaN key never matches
-// another call's key and the order stays strict weak with NaN keys in the map.
+// Cache key, ordered field by field: numbers by less-than (+0.0 and -0.0 share a key), a NaN
+// limit after every number and NaNs by bit pattern, so the order stays strict weak.
 struct MelFilterBankParam {
     int freq_n;
     float f_min;
@@ -37,11 +34,6 @@ struct MelFilterBankParam {
 
     bool operator<(const MelFilterBankParam& b) const;
 };
-
-// Copies the cached bank to dst, row after row: dst[m * freq_n + j]. mel_formula other than 0
-// selects htk.
-void get_fb_matrix(float* dst, int freq_n, float f_min, float f_max, int mel_n, int sample_rate, int mel_norm,
-                   int mel_formula);
 
 class MFBTable {
 public:

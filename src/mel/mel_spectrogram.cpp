@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-
 #include <optional>
 
 #include "common/complex_norm.h"
@@ -20,33 +19,35 @@
 
 namespace vorel::audio {
 
-// Skipping zero weights. Every band sum starts at +0.0 and adds products in ascending bin
-// order. A zero weight times a finite value is a zero (of either sign). In round-to-nearest,
-// a sum is -0.0 only when both addends are -0.0, so an accumulator that starts at +0.0 never
-// becomes -0.0, and adding a zero to it changes nothing: it stays +0.0 through the leading
-// zero weights, and any value is kept through the trailing ones. So with finite inputs the
-// sum over a band's span equals the full sum bit for bit. An infinite or NaN input times a
-// zero weight is NaN, which must reach the sum: then the full row is summed.
+// Skipping zero weights: a zero weight times a finite value is a zero, and a sum from +0.0 never
+// becomes -0.0 (round-to-nearest gives -0.0 only for -0.0 + -0.0), so adding zeros changes no
+// bit and with finite inputs the span's sum equals the full sum. An infinite or NaN input times
+// a zero weight is NaN, which must reach the sum: then the full row is summed.
 
 namespace {
 
-BandSpan span_of(const float* row, std::size_t n) {
-    std::size_t begin = 0;
-    while (begin < n && row[begin] == 0.0f) ++begin;
-    if (begin == n) return {0, 0};
-    std::size_t end = n;
-    while (row[end - 1] == 0.0f) --end;
-    return {begin, end};
+// The span of each of mel_n rows of n weights, rows(m) giving row m.
+template <class Rows>
+std::vector<BandSpan> spans_of(const Rows& rows, std::size_t mel_n, std::size_t n) {
+    std::vector<BandSpan> spans(mel_n, BandSpan{0, 0});
+    for (std::size_t m = 0; m < mel_n; ++m) {
+        const float* row = rows(m);
+        std::size_t begin = 0, end = n;
+        while (begin < n && row[begin] == 0.0f) ++begin;
+        if (begin == n) continue;
+        while (row[end - 1] == 0.0f) --end;
+        spans[m] = {begin, end};
+    }
+    return spans;
 }
 
 // Frames per block of the spectrogram product whose finiteness is tested together.
 constexpr std::size_t kFrameBlock = 64;
 static_assert(kFrameLanes % 4 == 0, "the band sums hold a group of frames in vectors of four");
 
-// Band sums of G vectors V of columns side by side (column i of bin k at x[k * x_stride + i]):
-// each column its own sum from +0.0 over the band's span in ascending bin order, or over the
-// full row of `bins` weights when not `finite`, stored to dst[m * dst_stride + i]. rows(m) gives
-// the weights of band m.
+// Band sums of G vectors V of columns (column i of bin k at x[k * x_stride + i]), each from +0.0
+// in ascending bin order over the band's span, or the full row when not `finite`, stored to
+// dst[m * dst_stride + i]. rows(m) gives the weights of band m.
 template <class V, std::size_t G, class Rows>
 VOREL_INLINE void band_columns(float* dst, std::size_t dst_stride, const float* x, std::size_t x_stride,
                                std::size_t bins, std::size_t bands, const Rows& rows,
@@ -67,32 +68,7 @@ VOREL_INLINE void band_columns(float* dst, std::size_t dst_stride, const float* 
 }  // namespace
 
 std::vector<BandSpan> band_spans(const float* fb, std::size_t mel_n, std::size_t freq_n) {
-    std::vector<BandSpan> spans(mel_n);
-    for (std::size_t m = 0; m < mel_n; ++m) spans[m] = span_of(fb + m * freq_n, freq_n);
-    return spans;
-}
-
-std::vector<BandSpan> band_spans(const MelMatrix& fb) {
-    std::vector<BandSpan> spans(fb.size());
-    for (std::size_t m = 0; m < fb.size(); ++m) spans[m] = span_of(fb[m].data(), fb[m].size());
-    return spans;
-}
-
-void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
-                            int mel_n) {
-    for (int m = 0; m < mel_n; ++m) {
-        float acc = 0.0f;
-        for (std::size_t j = 0; j < fb[m].size(); ++j) acc = acc + fb[m][j] * magnitude[j];
-        band[m] = acc;
-    }
-}
-
-void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
-                            const std::vector<BandSpan>& spans, int mel_n) {
-    const bool finite = simd::all_finite<simd::float4>(magnitude.data(), magnitude.size());
-    band_columns<float, 1>(
-        band.data(), 1, magnitude.data(), 1, magnitude.size(), static_cast<std::size_t>(mel_n),
-        [&](std::size_t m) { return fb[m].data(); }, spans, finite);
+    return spans_of([&](std::size_t m) { return fb + m * freq_n; }, mel_n, freq_n);
 }
 
 void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, int freq_n, int frame_n, int mel_n) {
@@ -101,8 +77,8 @@ void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, i
     const std::size_t bins = static_cast<std::size_t>(std::max(freq_n, 0));
     const std::size_t frames = static_cast<std::size_t>(frame_n);
     const std::size_t bands = static_cast<std::size_t>(mel_n);
-    const std::vector<BandSpan> spans = band_spans(mel_fb, bands, bins);
     const auto rows = [&](std::size_t m) { return mel_fb + m * bins; };
+    const std::vector<BandSpan> spans = spans_of(rows, bands, bins);
 
     // Each frame is its own column, so the sums keep their order.
     for (std::size_t t0 = 0; t0 < frames; t0 += kFrameBlock) {
@@ -121,10 +97,9 @@ void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, i
 void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n, int hop_n, int win_n,
                      int win_type, int max_frame_n, int center, float power, int fft_norm_type, float f_min,
                      float f_max, int mel_n, int mel_norm, int mel_formula, simd::Isa isa) {
-    // Without centring, frames never reach past the signal by more than the zeros that
-    // cut_frame supplies; the count is the one the caller computes, so the stride matches.
+    // The count the caller computes, so the stride matches (cut_frame supplies zeros past the end).
     const int frame_n = std::min(get_frame_len(sample_n, fft_n, hop_n, center), max_frame_n);
-    // No frame: nothing is written, and no table or scratch is built for nothing.
+    // No frame: nothing is written, and no table or scratch is built.
     if (frame_n < 1) return;
     const std::size_t n = static_cast<std::size_t>(fft_n);
     const std::size_t bins = n / 2 + 1;
@@ -134,7 +109,7 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
 
     WorkingSet ws;
     const StftScratch one = StftScratch::declare(ws, n);
-    const VectorPart magnitude_part = ws.vector(bins), band_part = ws.vector(bands);
+    const VectorPart magnitude_part = ws.vector(bins);
     SpectrumLanes::Parts lane_parts{};
     Part<float> mag_part{};
     Part<float> pairs_part{};
@@ -142,8 +117,7 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
         lane_parts = SpectrumLanes::declare(ws, n), mag_part = ws.part<float>(kFrameLanes * bins);
         pairs_part = ws.part<float>(2 * kFrameLanes * bins);
     }
-    // The band spans (a vector the span-skipping sums take), and the tables: transform, window,
-    // and the filter bank with its row headers.
+    // The band spans and the tables: transform, window, and the filter bank with its rows.
     ws.outside(bands * sizeof(BandSpan) + fft_work_bytes(fft_n) + sizeof(float) * static_cast<std::size_t>(win_n) +
                bands * (bins * sizeof(float) + sizeof(std::vector<float>)));
     ws.require_fits();
@@ -154,8 +128,9 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
                                                          mel_norm, mel_formula != VOREL_AUDIO_MEL_FORMULA_SLANEY);
     ws.allocate();
     std::vector<float>&seg = ws[one.seg], &comp = ws[one.comp], &scratch = ws[one.fft];
-    std::vector<float>&magnitude = ws[magnitude_part], &band = ws[band_part];
-    const std::vector<BandSpan> spans = band_spans(fb);
+    std::vector<float>& magnitude = ws[magnitude_part];
+    const auto rows = [&](std::size_t m) { return fb[m].data(); };
+    const std::vector<BandSpan> spans = spans_of(rows, bands, bins);
     std::optional<SpectrumLanes> lanes;
     if (split.lanes()) lanes.emplace(ws, lane_parts, fft_n, fft_table, window, fft_norm_type, isa);
     float* const mag = ws[mag_part];
@@ -165,26 +140,23 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
         split,
         [&](std::size_t t) {
             lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
-            // Pair l of bin k is value k * kFrameLanes + l, so one call of the norm's own path
-            // (the single place where the norms of the lanes are taken) fills mag in the order
+            // Pair l of bin k is value k * kFrameLanes + l: one norm call fills mag in the order
             // the band sums read it.
             for (std::size_t k = 0; k < bins; ++k) {
                 const float* b = lanes->bin(k);
                 simd::interleave(pairs + 2 * kFrameLanes * k, b, b + kFrameLanes, kFrameLanes);
             }
             complex_norm_array(mag, pairs, kFrameLanes * bins, power, isa);
-            // A finite lane sums the full row to the bits of its span, so one non-finite lane may
-            // send all of them through the full rows.
-            band_columns<simd::float4, kFrameLanes / 4>(
-                dst + t, frames, mag, kFrameLanes, bins, bands, [&](std::size_t m) { return fb[m].data(); }, spans,
-                simd::all_finite<simd::float4>(mag, bins * kFrameLanes));
+            // A finite lane's full sum has its span's bits: one non-finite lane sends all full.
+            band_columns<simd::float4, kFrameLanes / 4>(dst + t, frames, mag, kFrameLanes, bins, bands, rows, spans,
+                                                        simd::all_finite<simd::float4>(mag, bins * kFrameLanes));
         },
         [&](std::size_t t) {
             cut_frame(seg, src, sample_n, static_cast<int64_t>(t) * hop_n, center);
             stft_core(comp, seg, fft_n, fft_table, window, fft_norm_type, scratch);
-            complex_norm_1d(magnitude, comp, power);
-            convert_freq_to_mel_1d(band, magnitude, fb, spans, mel_n);
-            for (std::size_t m = 0; m < bands; ++m) dst[m * frames + t] = band[m];
+            complex_norm_array(magnitude.data(), comp.data(), bins, power, isa);
+            band_columns<float, 1>(dst + t, frames, magnitude.data(), 1, bins, bands, rows, spans,
+                                   simd::all_finite<simd::float4>(magnitude.data(), bins));
         });
 }
 

@@ -1,5 +1,4 @@
-// Mel spectrograms: samples to mel bands frame by frame, and a filter bank applied to an
-// existing real spectrogram.
+// Mel spectrograms, and a filter bank applied to an existing real spectrogram.
 #pragma once
 
 #include <cstddef>
@@ -10,17 +9,11 @@
 
 namespace vorel::audio {
 
-// Band-major output packed with the computed frame count F = min(max_frame_n, frame count)
-// as row stride: dst[m * F + t]. A call that yields no frame returns before any table or
-// scratch is made, dst untouched; otherwise all scratch is made before the first value is
-// written. Full groups of frames run in the lanes of `isa` (scalar: every frame on its own).
+// dst[m * F + t], F = min(max_frame_n, frame count). Without a frame nothing is made or written;
+// otherwise all scratch is made before the first value. Full groups of frames run in lanes.
 void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate, int fft_n, int hop_n, int win_n,
                      int win_type, int max_frame_n, int center, float power, int fft_norm_type, float f_min,
                      float f_max, int mel_n, int mel_norm, int mel_formula, simd::Isa isa = simd::best_isa());
-
-// band[m] = sum over j ascending of fb[m][j] * magnitude[j], left to right from +0.0.
-void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
-                            int mel_n);
 
 // The columns [begin, end) of a row outside which every weight compares equal to 0.
 struct BandSpan {
@@ -28,15 +21,9 @@ struct BandSpan {
     std::size_t end;
 };
 std::vector<BandSpan> band_spans(const float* fb, std::size_t mel_n, std::size_t freq_n);
-std::vector<BandSpan> band_spans(const MelMatrix& fb);
 
-// The same sums as above, skipping the zero weights outside each band's span when that is
-// bit-identical: whenever every magnitude is finite.
-void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
-                            const std::vector<BandSpan>& spans, int mel_n);
-
-// dst[m * frame_n + t] = sum over k ascending of src[k * frame_n + t] * mel_fb[m * freq_n + k].
-// dst must not overlap src or mel_fb.
+// dst[m * frame_n + t] = sum over k ascending of src[k * frame_n + t] * mel_fb[m * freq_n + k],
+// left to right from +0.0. dst must not overlap src or mel_fb.
 void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, int freq_n, int frame_n, int mel_n);
 
 }  // namespace vorel::audio

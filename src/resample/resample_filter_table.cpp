@@ -1,10 +1,10 @@
-// Builds and caches the polyphase filters: windowed-sinc rows in double, and the step
-// sequences that pick a row and advance the input for each output sample.
+// Builds and caches the polyphase filters and their step sequences.
 #include "resample/resample_filter_table.h"
 
 #include <cmath>
 #include <new>
 #include <numeric>
+#include <optional>
 #include <utility>
 
 #include "common/process_table.h"
@@ -70,6 +70,15 @@ void make_steps(ReducedPair pair, ResampleFilterTable::Steps& kiro, ResampleFilt
     diff[up - 1] = static_cast<int>((kiro[up - 1] + down) / up);
 }
 
+// The index of the pair's filter, when it is built.
+std::optional<unsigned> find_idx(const std::multimap<int, unsigned>& by_down, const std::map<unsigned, int>& up_by_idx,
+                                 ReducedPair pair) {
+    const auto [first, last] = by_down.equal_range(pair.down);
+    for (auto it = first; it != last; ++it)
+        if (up_by_idx.find(it->second)->second == pair.up) return it->second;
+    return std::nullopt;
+}
+
 // Refuses a filter beyond the size bound before allocating it; 64-bit, so it cannot overflow.
 void check_filter_size(int up) {
     const std::uint64_t per_row = sizeof(ResampleFilterTable::Row) + 2 * sizeof(int);
@@ -85,9 +94,7 @@ ResampleFilterTable& ResampleFilterTable::instance() {
 
 void ResampleFilterTable::init_filter(int dst_sample_rate, int src_sample_rate) {
     const ReducedPair pair = reduce(dst_sample_rate, src_sample_rate);
-    const auto [first, last] = idx_by_down_.equal_range(pair.down);
-    for (auto it = first; it != last; ++it)
-        if (up_by_idx_.find(it->second)->second == pair.up) return;
+    if (find_idx(idx_by_down_, up_by_idx_, pair)) return;
 
     // Every allocation happens in these one-entry maps; the merges below only relink nodes
     // and cannot fail, so a bad_alloc leaves the table as it was.
@@ -112,11 +119,7 @@ void ResampleFilterTable::init_filter(int dst_sample_rate, int src_sample_rate) 
 }
 
 unsigned ResampleFilterTable::detect_idx(int dst_sample_rate, int src_sample_rate) const {
-    const ReducedPair pair = reduce(dst_sample_rate, src_sample_rate);
-    const auto [first, last] = idx_by_down_.equal_range(pair.down);
-    for (auto it = first; it != last; ++it)
-        if (up_by_idx_.find(it->second)->second == pair.up) return it->second;
-    return 0;
+    return find_idx(idx_by_down_, up_by_idx_, reduce(dst_sample_rate, src_sample_rate)).value_or(0);
 }
 
 template <class Map>

@@ -1,6 +1,5 @@
-// The process-wide cache of polyphase resampling filters, one per reduced rate pair up/down:
-// up rows of 65 windowed-sinc taps in double, and the row and input-advance sequences that
-// walk them.
+// The process-wide cache of polyphase filters, one per reduced rate pair up/down: up rows of 65
+// windowed-sinc taps in double, and the row and input-advance sequences that walk them.
 #pragma once
 
 #include <array>
@@ -14,10 +13,8 @@ namespace vorel::audio {
 inline constexpr int resample_tap_n = 65;
 inline constexpr int resample_half_tap_n = 32;
 
-// A pair costs up x 65 doubles of taps plus 2 x up ints of steps (528 bytes per row). A pair
-// above this bound (up above 4067203, rates of several MHz) is refused with std::bad_alloc
-// before anything is allocated: rates reducing to an up near 2^30 fail at once instead of
-// exhausting memory, and no build holds the table's lock for more than seconds.
+// A pair costs 528 bytes per row of up. Above this bound (up above 4067203) it is refused with
+// std::bad_alloc before any allocation, so no build exhausts memory or holds the lock for long.
 inline constexpr std::uint64_t resample_filter_max_bytes = std::uint64_t{1} << 31;
 
 class ResampleFilterTable {
@@ -28,8 +25,7 @@ public:
 
     static ResampleFilterTable& instance();
 
-    // Each returns the entry of the pair, building its filter on first use. The reference
-    // stays valid without the lock: an entry never changes and its node never moves.
+    // The entry of the pair, its filter built on first use; valid without the lock.
     const Coef& ref_coef(int dst_sample_rate, int src_sample_rate);
     const Steps& ref_diff(int dst_sample_rate, int src_sample_rate);
     const Steps& ref_kiro(int dst_sample_rate, int src_sample_rate);

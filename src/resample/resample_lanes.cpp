@@ -1,7 +1,5 @@
-// The lane kernels, written once over vectors of W doubles and built per level: W = 2 at
-// sse2, W = 4 in a function compiled for avx2 and W = 8 in one compiled for avx512. Only
-// separate multiplies and adds appear (contraction is off), so each lane rounds exactly like
-// the plain sum.
+// The lane kernels over vectors of W doubles (2 at sse2, 4 at avx2, 8 at avx512): separate
+// multiplies and adds, so each lane rounds exactly like the plain sum.
 #include "resample/resample_lanes.h"
 
 #include <algorithm>
@@ -40,8 +38,7 @@ template <int W>
 }
 
 // Widens elements [k0, k1) of the lanes' inputs into the chunk, whose row 0 holds element
-// `base`, lanes side by side: element k of lane l goes to chunk[(k - base) * 16 + l], so one
-// tap meets the sixteen lanes in 16 / W consecutive vectors.
+// `base`: element k of lane l goes to chunk[(k - base) * 16 + l].
 template <int W>
 [[gnu::always_inline]] inline void widen(const ResampleLaneBlock& b, std::int64_t base, std::int64_t k0,
                                          std::int64_t k1) {
@@ -101,9 +98,8 @@ template <int W, int P>
 }
 
 // The chunk is a window on the widened inputs, filled a little ahead of the outputs that read
-// it so that it is still in the first-level cache when they do; when the next rows would pass
-// its end, the rows still needed move to its start. WW is the width of the widening, W of
-// the sums.
+// it (still in the first-level cache); rows still needed move to its start when it runs out.
+// WW is the width of the widening, W of the sums.
 template <int WW, int W>
 [[gnu::always_inline]] inline void run_block(const ResampleLaneBlock& b) {
     constexpr std::int64_t ahead = 64;  // rows widened at a time beyond the current need

@@ -1,5 +1,4 @@
-// The lane kernels of the converter: one block of sixteen lanes at a time, each lane summing
-// its outputs in the plain order, built once per instruction-set level from the same code.
+// The lane kernels of the converter: sixteen lanes of outputs, each summed in the plain order.
 #pragma once
 
 #include <cstdint>
@@ -11,14 +10,12 @@ namespace vorel::audio {
 
 inline constexpr int resample_lane_n = 16;
 
-// Rows of sixteen doubles in a kernel's chunk: enough for the inputs of a few outputs in
-// flight, with room to widen ahead of them.
+// Rows of sixteen doubles in a kernel's chunk: a few outputs' inputs, with room to widen ahead.
 inline constexpr std::int64_t resample_chunk_rows = 512;
 
-// Lane l computes dst[l * lane_stride + s] for s in [0, span), span being whole cycles of the
-// step sequences, so that every lane uses the same row at the same s. Lane l reads `extent`
-// consecutive elements of the padded input from lane_src[l]; chunk holds
-// min(extent, resample_chunk_rows) x 16 doubles of scratch, 64-byte aligned.
+// Lane l computes dst[l * lane_stride + s] for s in [0, span) (whole cycles of the steps) from
+// `extent` padded inputs at lane_src[l]; chunk holds min(extent, resample_chunk_rows) x 16
+// doubles of scratch, 64-byte aligned.
 struct ResampleLaneBlock {
     const float* lane_src[resample_lane_n];
     std::int64_t extent;
@@ -34,8 +31,7 @@ struct ResampleLaneBlock {
 
 using ResampleLaneKernel = void (*)(const ResampleLaneBlock&);
 
-// The block kernel built for `isa`, or null at Isa::scalar: there the converter walks one
-// output at a time.
+// The block kernel built for `isa`, or null at Isa::scalar.
 ResampleLaneKernel resample_lane_kernel(simd::Isa isa);
 
 }  // namespace vorel::audio

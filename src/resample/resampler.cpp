@@ -1,6 +1,4 @@
-// The converter: walks the step sequences of the pair's filter over the zero-padded input,
-// one 65-tap dot product in double per output sample, sixteen lanes at a time where the
-// signal is long enough.
+// The converter: the pair's step sequences walked over the zero-padded input, in lanes.
 #include "resample/resampler.h"
 
 #include <algorithm>
@@ -11,6 +9,7 @@
 #include <numeric>
 #include <vector>
 
+#include "common/working_set.h"
 #include "errors/checks.h"
 #include "resample/resample_filter_table.h"
 #include "resample/resample_lanes.h"
@@ -36,8 +35,7 @@ struct Walk {
     std::size_t i = 0;
 };
 
-// The signal as the walk sees it: element i of the padded input is x[i - 32] inside the
-// signal and zero outside, without a padded copy of the whole signal.
+// The signal as the walk sees it: padded element i is x[i - 32] inside the signal, else zero.
 struct Source {
     const float* x;
     std::int64_t n;
@@ -55,8 +53,7 @@ double exact_len(int dst_sample_rate, int src_sample_n, int src_sample_rate) {
                      static_cast<double>(src_sample_n));
 }
 
-// The walk stops one input step early, while 65 elements would still be there: pos reaching
-// src_n - 1 ends it. Equal rates therefore give src_n - 1 samples.
+// The walk stops one input step early (pos reaching src_n - 1): equal rates give src_n - 1 samples.
 bool walk_ended(std::int64_t pos, std::int64_t src_n) {
     return pos + resample_tap_n >= src_n + 2 * resample_half_tap_n;
 }
@@ -79,9 +76,8 @@ void run_plain(float* dst, const std::vector<float>& window, std::int64_t first,
 }
 
 // Lanes: the first 16 x block_n x span outputs are cut into sixteen runs of block_n spans, one
-// per lane, and block b computes span b of every run. A span is a whole number of cycles of
-// the sequences, so all lanes use the same row at the same s. Each lane reads its input as
-// one forward stream, widened a span at a time into the kernel's chunk.
+// per lane, and block b computes span b of every run. A span is whole cycles of the sequences,
+// so all lanes use the same row at the same s.
 constexpr std::int64_t min_span = 128;             // outputs per lane, to spread the widening of a block
 constexpr std::int64_t max_input_per_output = 16;  // beyond this, widening costs more than it saves
 
@@ -110,35 +106,29 @@ LanePlan plan_lanes(const Filter& f, std::int64_t src_n, std::int64_t limit) {
     return p;
 }
 
-// Scratch of the lane blocks, allocated before anything is written. The kernel's chunk has a
-// fixed number of rows, whatever the rates, and starts on a cache line so that no vector of
-// a row straddles two. Lanes whose inputs reach into the zero padding read them from padded
-// copies of the signal's ends, each one lane long.
+// Scratch of the lane blocks, allocated before anything is written: the kernel's chunk, and
+// padded copies of the signal's ends for lanes that reach into the padding.
 struct LaneScratch {
-    static constexpr std::size_t line = 64 / sizeof(double);
-    std::vector<double> store;
+    WorkingSet ws;
+    double* chunk = nullptr;
+    float *head = nullptr, *tail = nullptr;
     std::int64_t tail_first = 0;  // element of the padded input where `tail` starts
-    std::vector<float> head, tail;
 
     LaneScratch(const LanePlan& p, const Source& s) {
         if (p.block_n == 0) return;
-        const std::int64_t rows = std::min(p.extent, resample_chunk_rows);
-        store.resize(static_cast<std::size_t>(rows * lane_n) + line);
-        const std::int64_t end_n = p.extent + resample_half_tap_n;
-        head.resize(static_cast<std::size_t>(end_n));
-        tail.resize(static_cast<std::size_t>(end_n));
-        copy_padded(s, 0, end_n, head.data());
-        tail_first = s.n + 2 * resample_half_tap_n - end_n;
-        copy_padded(s, tail_first, end_n, tail.data());
-    }
-    double* chunk() {
-        const auto at = reinterpret_cast<std::uintptr_t>(store.data()) / sizeof(double);
-        return store.data() + (line - at % line) % line;
+        const auto end_n = static_cast<std::size_t>(p.extent + resample_half_tap_n);
+        const Part<double> chunk_part = ws.part<double>(std::min(p.extent, resample_chunk_rows) * lane_n);
+        const Part<float> head_part = ws.part<float>(end_n), tail_part = ws.part<float>(end_n);
+        ws.allocate();
+        chunk = ws[chunk_part], head = ws[head_part], tail = ws[tail_part];
+        copy_padded(s, 0, end_n, head);
+        tail_first = s.n + 2 * resample_half_tap_n - static_cast<std::int64_t>(end_n);
+        copy_padded(s, tail_first, end_n, tail);
     }
     // Lane input from element `first` of the padded input on, `extent` elements long.
     const float* lane_input(const Source& s, std::int64_t first, std::int64_t extent) const {
-        if (first < resample_half_tap_n) return head.data() + first;
-        if (first + extent > s.n + resample_half_tap_n) return tail.data() + (first - tail_first);
+        if (first < resample_half_tap_n) return head + first;
+        if (first + extent > s.n + resample_half_tap_n) return tail + (first - tail_first);
         return s.x + (first - resample_half_tap_n);
     }
 };
@@ -147,7 +137,7 @@ void run_lanes(ResampleLaneKernel kernel, float* dst, const Source& s, const Lan
                const Filter& f, Walk& w) {
     ResampleLaneBlock b{};
     b.extent = p.extent;
-    b.chunk = scratch.chunk();
+    b.chunk = scratch.chunk;
     b.coef = f.coef.data();
     b.kiro = f.kiro.data();
     b.diff = f.diff.data();
@@ -180,8 +170,7 @@ int get_resample_len(int dst_sample_rate, int src_sample_n, int src_sample_rate)
 
 void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate, int src_n,
               simd::Isa isa) {
-    // No kernel (scalar): the plain walk alone. Everything is allocated and the input copied
-    // where dst overlaps it, before the first store.
+    // Everything is allocated, and the input copied where dst overlaps it, before the first store.
     const ResampleLaneKernel kernel = resample_lane_kernel(isa);
     ResampleFilterTable& table = ResampleFilterTable::instance();
     const ResampleFilterTable::Coef& coef = table.ref_coef(dst_sample_rate, src_sample_rate);
@@ -199,9 +188,8 @@ void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int 
         s.x = own.data();
     }
     LaneScratch scratch(plan, s);
-    // The plain walk finishes from where the blocks stop, on its own padded window: no longer
-    // than the rest of the padded input, nor than the outputs still wanted can reach (a cycle
-    // of up outputs advances down elements, and the last output reads 65 from its start).
+    // The plain walk finishes from where the blocks stop, on a padded window no longer than the
+    // rest of the input nor than the outputs still wanted reach (up outputs advance down).
     const std::int64_t first = plan.block_n * lane_n * plan.span_down;
     const std::int64_t rest_n = std::max<std::int64_t>(limit - plan.block_n * lane_n * plan.span, 0);
     const std::int64_t reach = (rest_n + f.up - 1) / f.up * f.down + resample_tap_n;

@@ -1,5 +1,4 @@
-// Sample-rate conversion with the cached polyphase filters: the output length and the
-// converter itself.
+// Sample-rate conversion with the cached polyphase filters.
 #pragma once
 
 #include "simd/isa.h"
@@ -12,10 +11,9 @@ namespace vorel::audio {
 int get_resample_len(int dst_sample_rate, int src_sample_n, int src_sample_rate);
 
 // Writes all dst_n samples of dst: the converted signal, up to one input step before the end
-// of src, then zeros. Output n is a 65-tap dot product in double, summed in rising sample order
-// against falling tap order, over the input padded with 32 zeros on each side. dst may be src.
-// At Isa::scalar one output at a time; at the other levels sixteen lanes of outputs at once,
-// the same bits (isa must be one this CPU runs).
+// of src, then zeros. Output n is a 65-tap dot product in double, rising samples against falling
+// taps, over the input padded with 32 zeros on each side. dst may be src. Above Isa::scalar
+// sixteen lanes of outputs at once, the same bits.
 void resample(float* dst, const float* src, int dst_sample_rate, int dst_n, int src_sample_rate, int src_n,
               simd::Isa isa = simd::best_isa());
 

@@ -5,8 +5,6 @@
 
 namespace vorel::audio {
 
-std::size_t frame_lane_width(simd::Isa isa) { return isa == simd::Isa::scalar ? 1 : kFrameLanes; }
-
 FrameLanes::Parts FrameLanes::declare(WorkingSet& ws, std::size_t n) {
     const Parts parts{ws.part<float>(kLaneStride * n), ws.part<float>(kLaneStride * n)};
     ws.outside(2 * n * sizeof(std::uint32_t));  // the plan's two index vectors

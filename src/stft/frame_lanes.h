@@ -1,7 +1,6 @@
-// kFrameLanes frames of one length held in vector lanes, with the lane transform of that
-// length: the buffers and plan both directions of the short-time transform share. A caller
-// loads lane element j (frame sample plan().in_pos[j]), transforms, and reads bin k at out(k):
-// kFrameLanes real parts, then kFrameLanes imaginary parts.
+// kFrameLanes frames held in vector lanes with their lane transform, for both directions. A
+// caller loads lane element j (frame sample plan().in_pos[j]), transforms, and reads bin k at
+// out(k): kFrameLanes real parts, then kFrameLanes imaginary parts.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +13,7 @@
 namespace vorel::audio {
 
 // Frames a level runs at once (1: one by one, the plain path).
-std::size_t frame_lane_width(simd::Isa isa);
+inline std::size_t frame_lane_width(simd::Isa isa) { return isa == simd::Isa::scalar ? 1 : kFrameLanes; }
 
 class FrameLanes {
 public:
@@ -31,9 +30,8 @@ public:
     float* in(std::size_t j) const { return data_ + kLaneStride * j; }
     // Forward, or inverse (divided by n).
     void transform(bool inverse);
-    // The short form: forward of real frames, bins 0 .. n/2 only (fft_lanes_real_half), or
-    // inverse, real parts only (ifft_lanes_real); false when the frames must be loaded again
-    // and run through transform(inverse).
+    // The short form: forward of real frames, bins 0 .. n/2 only, or inverse, real parts only;
+    // false when the frames must be loaded again and run through transform(inverse).
     bool transform_real(bool inverse);
     float* out(std::size_t k) const { return result_ + kLaneStride * plan_.out_pos[k]; }
 

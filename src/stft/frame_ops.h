@@ -1,5 +1,4 @@
-// Element-wise frame operations shared by the forward and the inverse short-time transform:
-// where a window sits in a frame, and a scale factor applied to every float.
+// Where a window sits in a frame, and a scale factor on every float: shared by both directions.
 #pragma once
 
 #include <algorithm>
@@ -9,16 +8,14 @@
 
 namespace vorel::audio {
 
-// A window of win_n samples centred in a frame of frame_n samples, with the half-difference
-// of zeros on each side.
+// A window of win_n samples centred in a frame of frame_n samples.
 struct WindowSpan {
     std::size_t half;  // first frame sample that meets the window; as many zeros at each end
     std::size_t used;  // window samples applied, from window[0] on
     bool extra;        // an odd difference leaves one more sample in the span: window value 0
 };
 
-// A window longer than the frame contributes its first frame_n samples, so every index stays
-// inside both vectors whatever the lengths.
+// A window longer than the frame gives its first frame_n samples: every index stays inside.
 inline WindowSpan window_span(std::size_t frame_n, std::size_t win_n) {
     const int64_t d = static_cast<int64_t>(frame_n) - static_cast<int64_t>(win_n);
     const std::size_t half = d > 0 ? static_cast<std::size_t>(d / 2) : 0;
@@ -27,9 +24,7 @@ inline WindowSpan window_span(std::size_t frame_n, std::size_t win_n) {
     return {half, used, span > win_n};
 }
 
-// The factor of each frame sample under a centred window, as apply_window uses it: the samples
-// [begin, end) are multiplied, by the window value inside its span and by 0 on an odd
-// difference's extra sample; every other sample is replaced by 0.
+// Frame samples [begin, end) are multiplied (by 0 on the extra sample); the others become 0.
 struct WindowFactors {
     std::size_t begin, end;
 };

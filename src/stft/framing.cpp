@@ -29,31 +29,24 @@ int get_frame_len(int sample_n, int fft_n, int hop_n, int center) {
     return static_cast<int>(frames);
 }
 
-namespace {
-
-bool centred(int center) { return center == VOREL_AUDIO_CENTER_REFLECT || center == VOREL_AUDIO_CENTER_ZEROS_PADDED; }
-
-}  // namespace
-
-const float* frame_inside(const float* src, int sample_n, std::size_t size, int64_t pos, int center) {
-    const int64_t first = centred(center) ? pos - static_cast<int64_t>(size / 2) : pos;
-    if (first >= 0 && first + static_cast<int64_t>(size) <= sample_n) return src + first;
-    return nullptr;
-}
-
-void cut_frame(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center) {
-    if (const float* inside = frame_inside(src, sample_n, seg.size(), pos, center)) {
-        std::copy_n(inside, seg.size(), seg.begin());
-        return;
-    }
+const float* frame_at(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center) {
+    const bool centred = center == VOREL_AUDIO_CENTER_REFLECT || center == VOREL_AUDIO_CENTER_ZEROS_PADDED;
+    const int64_t size = static_cast<int64_t>(seg.size()), first = centred ? pos - size / 2 : pos;
+    if (first >= 0 && first + size <= sample_n) return src + first;
     // A position passes INT_MAX only for signals of about 2^31 samples; the fillers fold any
     // start back into the signal or read zeros past it, so saturating keeps every read inside.
     const int at = static_cast<int>(std::min<int64_t>(pos, INT32_MAX));
-    const int pad = centred(center) ? static_cast<int>(seg.size() / 2) : 0;
+    const int pad = centred ? static_cast<int>(size / 2) : 0;
     if (center == VOREL_AUDIO_CENTER_REFLECT)
         extract_segment_sample_center_reflect(seg, src, sample_n, at, pad);
     else  // zeros past the ends; an uncentred frame starts at pos itself
         extract_segment_sample_center_zeros_padded(seg, src, sample_n, at, pad);
+    return seg.data();
+}
+
+void cut_frame(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center) {
+    const float* frame = frame_at(seg, src, sample_n, pos, center);
+    if (frame != seg.data()) std::copy_n(frame, seg.size(), seg.begin());
 }
 
 }  // namespace vorel::audio

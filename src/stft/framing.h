@@ -13,15 +13,12 @@ namespace vorel::audio {
 // count exists; 0 keeps every caller from looping or allocating without bound).
 int get_frame_len(int sample_n, int fft_n, int hop_n, int center);
 
-// One analysis frame of seg.size() samples at signal position pos. With center 1 or 2 the
-// frame is centred on sample pos (half = size / 2 before it), padded past the ends by
-// reflection (1) or zeros (2). Otherwise it starts at sample pos, and samples past the end of
-// src read as 0: a single-precision frame count can reach one frame beyond the signal when it
-// is longer than 2^24 samples.
+// One frame of seg.size() samples at signal position pos: centred on pos (size / 2 before it)
+// and padded by reflection or zeros with centring, else starting at pos with zeros past the end
+// (a float frame count can reach one frame beyond a signal longer than 2^24 samples).
 void cut_frame(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center);
 
-// The frame cut_frame would give, as a pointer into src when it lies wholly inside the signal
-// (no padding or zeros needed), else null.
-const float* frame_inside(const float* src, int sample_n, std::size_t size, int64_t pos, int center);
+// The frame cut_frame gives: in place in src when wholly inside the signal, else cut into seg.
+const float* frame_at(std::vector<float>& seg, const float* src, int sample_n, int64_t pos, int center);
 
 }  // namespace vorel::audio

@@ -26,39 +26,6 @@ int get_sample_len(int frame_n, int freq_n, int hop_n, bool center) {
     return static_cast<int>(static_cast<uint32_t>(n));
 }
 
-void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp, const std::vector<float>& window) {
-    frame.resize(comp.size());
-    const WindowSpan span = window_span(comp.size() / 2, window.size());
-    const float* in = comp.data() + 2 * span.half;
-    float* out = frame.data() + 2 * span.half;
-    const float* w = window.data();
-    for (std::size_t i = 0; i < span.used; ++i) {
-        out[2 * i] = in[2 * i] * w[i];
-        out[2 * i + 1] = in[2 * i + 1] * w[i];
-    }
-    if (span.extra) {
-        out[2 * span.used] = in[2 * span.used] * 0.0f;
-        out[2 * span.used + 1] = in[2 * span.used + 1] * 0.0f;
-    }
-    std::fill_n(frame.begin(), 2 * span.half, 0.0f);
-    std::fill_n(frame.end() - static_cast<std::ptrdiff_t>(2 * span.half), 2 * span.half, 0.0f);
-}
-
-void scale_istft_torch(std::vector<float>&, const std::vector<float>&) {}
-
-void scale_istft_scipy(std::vector<float>& frame, int fft_n) { scale_floats(frame, static_cast<float>(fft_n) * 0.5f); }
-
-void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, const std::vector<float>& fft_table,
-                const std::vector<float>& window, int norm_type, std::vector<float>& scratch) {
-    ifft(comp, fft_n, fft_table, scratch);
-    apply_window_comp(frame, comp, window);
-    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) {
-        scale_istft_scipy(frame, fft_n);
-    } else if (norm_type == VOREL_AUDIO_NORM_TYPE_TORCH) {
-        scale_istft_torch(frame, window);
-    }
-}
-
 namespace {
 
 // Column t of the spectrogram into comp, the bins above freq_n - 1 mirrored as conjugates.
@@ -72,8 +39,7 @@ void gather_column(std::vector<float>& comp, const float* src, std::size_t frame
 
 constexpr std::size_t kAheadGroups = 4;
 
-// Columns t0 .. t0 + kFrameLanes - 1 into the lanes. The cells of one row are neighbours, so
-// each bin's (re, im) pairs of all lanes come in four vectors and are split into real and
+// Columns t0 .. t0 + kFrameLanes - 1 into the lanes, each bin's pairs split into real and
 // imaginary lanes; a mirrored bin negates its imaginary parts, as gather_column does.
 void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n, std::size_t freq_n, std::size_t fft_n,
                   std::size_t t0) {
@@ -84,8 +50,7 @@ void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n
         const bool mirrored = k >= freq_n;
         const float* cell = src + 2 * ((mirrored ? fft_n - k : k) * frame_n + t0);
         float* to = lanes.in(j);
-        // Each row is read 64 bytes per group, too many streams for the hardware to foresee:
-        // the lines of a later group are asked for now (a prefetch never faults).
+        // Too many row streams for the hardware prefetcher: ask for a later group's line now.
         if (!mirrored) __builtin_prefetch(cell + kAheadGroups * 2 * kFrameLanes);
         for (std::size_t l = 0; l < kFrameLanes; l += 4) {
             const float4 a = simd::load<float4>(cell + 2 * l), b = simd::load<float4>(cell + 2 * l + 4);
@@ -97,8 +62,7 @@ void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n
     }
 }
 
-// The real parts of the lanes' outputs as one row of n samples per lane: rows[l * n + i] is
-// sample i of lane l. Blocks of four samples of four lanes are transposed in registers.
+// The real parts of the lanes' outputs as one row of n samples per lane: rows[l * n + i].
 void lane_rows(float* rows, const FrameLanes& lanes, std::size_t n) {
     using simd::float4;
     std::size_t i = 0;
@@ -113,11 +77,14 @@ void lane_rows(float* rows, const FrameLanes& lanes, std::size_t n) {
         for (std::size_t l = 0; l < kFrameLanes; ++l) rows[l * n + i] = lanes.out(i)[l];
 }
 
-// Frames whose samples reach the output: the copy reads the accumulator below `reach`, and a
-// frame starting at or past it adds nothing there. Every sample below `reach` gets the sums of
-// the same frames in the same order as with all frames, so its bits do not change.
-std::size_t frames_reaching(std::size_t frame_n, std::size_t hop, std::size_t reach) {
-    return hop == 0 ? frame_n : std::min(frame_n, (reach - 1) / hop + 1);
+// Frame samples row[kStride * i] windowed (weight from place_window), scaled and added to y. A
+// factor of 1 leaves a product's bits, and a sample outside the window adds +0.0, which still
+// turns a -0.0 sum into +0.0.
+template <std::size_t kStride>
+void add_frame(float* y, const float* row, std::size_t n, const float* weight, WindowFactors f, float factor) {
+    for (std::size_t i = 0; i < f.begin; ++i) y[i] += 0.0f;
+    for (std::size_t i = f.begin; i < f.end; ++i) y[i] += row[kStride * i] * weight[i] * factor;
+    for (std::size_t i = f.end; i < n; ++i) y[i] += 0.0f;
 }
 
 }  // namespace
@@ -138,47 +105,41 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
     const std::size_t off = center != VOREL_AUDIO_CENTER_NONE ? n / 2 : 0;
     const std::size_t out_n = std::min(total_n - off, static_cast<std::size_t>(max_sample_n));
     const std::size_t out_end = off + out_n;
-    const std::size_t frames = frames_reaching(all_frames, hop, out_end);
+    // Only frames starting below out_end reach the output; every sample there gets the sums of
+    // the same frames in the same order as with all frames.
+    const std::size_t frames = hop == 0 ? all_frames : std::min(all_frames, (out_end - 1) / hop + 1);
     const std::size_t acc_n = n + (frames - 1) * hop;
-    // The sums cover a stretch of the signal that slides along it (see settle below): room for
-    // a group of frames, never more than the whole accumulator.
+    // The sliding stretch (see settle) holds a group of frames, at most the whole signal.
     const std::size_t cap = std::min(acc_n, n + kFrameLanes * hop);
     const simd::LaneSplit split = simd::split_lanes(frames, frame_lane_width(isa), lanes_suit(n));
 
     WorkingSet ws;
-    const VectorPart comp_part = ws.vector(2 * n), frame_part = ws.vector(2 * n);
-    const VectorPart fft_part = ws.vector(2 * n);
-    const Part<float> acc_part = ws.part<float>(cap), sums_part = ws.part<float>(cap);
+    const VectorPart comp_part = ws.vector(2 * n), fft_part = ws.vector(2 * n);
+    const Part<float> acc_part = ws.part<float>(cap), sums_part = ws.part<float>(cap), weight_part = ws.part<float>(n);
     FrameLanes::Parts lane_parts{};
-    Part<float> weight_part{}, rows_part{};
-    if (split.lanes())
-        lane_parts = FrameLanes::declare(ws, n), weight_part = ws.part<float>(n),
-        rows_part = ws.part<float>(kFrameLanes * n);
+    Part<float> rows_part{};
+    if (split.lanes()) lane_parts = FrameLanes::declare(ws, n), rows_part = ws.part<float>(kFrameLanes * n);
     ws.outside(fft_work_bytes(fft_n) + static_cast<std::size_t>(win_n) * sizeof(float));
     ws.require_fits();
     const std::vector<float>& fft_table = FftTable::instance().ref_inv_table(fft_n);
     const std::vector<float>& window = WindowTable::instance().ref_table(win_n, win_type);
     ws.allocate();
-    std::vector<float>&comp = ws[comp_part], &frame = ws[frame_part], &scratch = ws[fft_part];
+    std::vector<float>&comp = ws[comp_part], &scratch = ws[fft_part];
     // Real parts only: nothing mixes them with the imaginary ones.
     float* const acc = ws[acc_part];
     float* const sums = ws[sums_part];
     std::optional<FrameLanes> lanes;
-    WindowFactors factors{0, 0};
-    if (split.lanes()) {
-        lanes.emplace(ws, lane_parts, n, fft_table, isa);
-        factors = place_window(ws[weight_part], n, window);
-    }
+    if (split.lanes()) lanes.emplace(ws, lane_parts, n, fft_table, isa);
+    const WindowFactors factors = place_window(ws[weight_part], n, window);
     const float* const weight = ws[weight_part];
     float* const rows = ws[rows_part];
-    const float scipy_factor = static_cast<float>(fft_n) * 0.5f;
+    // The scipy norm's inverse factor; the torch norm has none on purpose, its forward factor stays.
+    const float factor = norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY ? static_cast<float>(fft_n) * 0.5f : 1.0f;
     const WindowSpan span = window_span(n, window.size());
 
-    // Frames come in ascending order, so once a frame starts at p no later one adds below p:
-    // the samples [base, p) are final. They are divided by their sum of window squares where it
-    // exceeds 1e-10, stored where the output holds them, and the stretch moves on to p. Every
-    // sample gets the same sums in the same order as an accumulator over the whole signal, and
-    // a sample no frame reached is +0.0 there as here.
+    // Once a frame starts at p no later one adds below p: samples [base, p) are final, divided
+    // by their window square sum where it exceeds 1e-10, stored, and the stretch moves on to p.
+    // Each sample gets the same sums in the same order as over a whole-signal accumulator.
     std::size_t base = 0;  // signal position of acc[0] and sums[0]
     // For a float s, s > tiny exactly when s widened to double exceeds 1e-10 (NaN: neither).
     float tiny = 1e-10f;
@@ -196,8 +157,7 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
         std::copy(sums + done, sums + cap, sums), std::fill(sums + cap - done, sums + cap, 0.0f);
         base = upto;
     };
-    // The stretch from frame start `start` on, for frames that reach `end`; the window squares
-    // of a frame are added as its samples are.
+    // The stretch offset of a frame from `start` to `end`, settling what it must first.
     const auto reach = [&](std::size_t start, std::size_t end) {
         if (end - base > cap) settle(start);
         return start - base;
@@ -209,10 +169,8 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
 
     simd::run_lanes_then_rest(
         split,
-        // Columns t0 .. t0 + kFrameLanes - 1 transformed in lanes, then windowed, scaled and
-        // added frame after frame, as the frame loop adds them.
-        // The short inverse is exact while everything stays finite; otherwise the full one runs
-        // on a fresh gather.
+        // A group of columns in lanes, added frame after frame as the frame loop adds them. The
+        // short inverse is exact while all stays finite; otherwise the full one runs afresh.
         [&](std::size_t t0) {
             gather_lanes(*lanes, src, all_frames, bins, n, t0);
             if (!lanes->transform_real(true)) {
@@ -221,26 +179,16 @@ void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, 
             }
             lane_rows(rows, *lanes, n);
             const std::size_t first = reach(t0 * hop, (t0 + kFrameLanes - 1) * hop + n);
-            // Outside the window the frame holds +0.0, and adding it still turns a -0.0 sum into +0.0.
-            const bool scipy = norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY;
             for (std::size_t l = 0; l < kFrameLanes; ++l) {
-                float* y = acc + first + l * hop;
-                const float* row = rows + l * n;
-                for (std::size_t i = 0; i < factors.begin; ++i) y[i] += 0.0f;
-                for (std::size_t i = factors.begin; i < factors.end; ++i) {
-                    float v = row[i] * weight[i];
-                    if (scipy) v = v * scipy_factor;
-                    y[i] += v;
-                }
-                for (std::size_t i = factors.end; i < n; ++i) y[i] += 0.0f;
+                add_frame<1>(acc + first + l * hop, rows + l * n, n, weight, factors, factor);
                 add_squares(first + l * hop);
             }
         },
         [&](std::size_t t) {
             gather_column(comp, src, all_frames, bins, n, t);
-            istft_core(frame, comp, fft_n, fft_table, window, norm_type, scratch);
+            ifft(comp, fft_n, fft_table, scratch);
             const std::size_t at = reach(t * hop, t * hop + n);
-            for (std::size_t i = 0; i < n; ++i) acc[at + i] += frame[2 * i];
+            add_frame<2>(acc + at, comp.data(), n, weight, factors, factor);
             add_squares(at);
         });
     // Samples past the last frame's reach (a hop longer than the frame) were never added to.

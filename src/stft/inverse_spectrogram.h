@@ -1,5 +1,4 @@
-// Inverse short-time transform: inverse transform of each column, windowing, overlap-add and
-// normalisation by the summed window squares.
+// Inverse short-time transform: windowed overlap-add, normalised by the summed window squares.
 #pragma once
 
 #include <cstddef>
@@ -9,31 +8,15 @@
 
 namespace vorel::audio {
 
-// (frame_n - 1) * hop_n, plus 2 * freq_n - 2 without centring; 0 for frame_n below 1. Formed
-// in 64 bits and wrapped to 32 bits, as two's complement int arithmetic would give.
+// (frame_n - 1) * hop_n, plus 2 * freq_n - 2 without centring, wrapped to 32 bits; 0 below one frame.
 int get_sample_len(int frame_n, int freq_n, int hop_n, bool center);
 
 // src: freq_n rows of frame_n complex cells (row stride frame_n). Writes at most max_sample_n
-// real samples to dst, and never more than the accumulator holds after the centring offset.
-// Expects win_n <= 2 * freq_n - 2, which the caller checks. Only the frames that reach the
-// samples written are summed, and they are summed in a stretch of fft_n + kFrameLanes hop_n
-// samples that slides along the signal, each sample stored once final: dst must not overlap src. Full groups of frames
-// are transformed in the lanes of `isa` (scalar: every frame on its own).
+// samples, never past the signal's end after the centring offset. Expects win_n <= 2 * freq_n
+// - 2 (the caller checks). Overlap-add runs in a stretch that slides along the signal, each
+// sample stored once final, so dst must not overlap src. Full groups of frames run in the lanes
+// of `isa` (scalar: every frame on its own).
 void inverse_spectrogram(float* dst, const float* src, int frame_n, int freq_n, int hop_n, int win_n, int win_type,
                          int max_sample_n, int center, int norm_type, simd::Isa isa = simd::best_isa());
-
-// comp (fft_n complex bins) -> frame (fft_n complex samples): inverse transform, window, and
-// the factor fft_n * 0.5f for norm_type 2. norm_type 1 has no inverse factor on purpose.
-// `scratch` serves the transform, so that a frame loop allocates once.
-void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, const std::vector<float>& fft_table,
-                const std::vector<float>& window, int norm_type, std::vector<float>& scratch);
-
-// frame = comp with both floats of each element multiplied by the window centred in it, zeros
-// outside its span (placement as in apply_window).
-void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp, const std::vector<float>& window);
-
-// Empty: the forward factor 1/sqrt(sum of window squares) stays in the result.
-void scale_istft_torch(std::vector<float>& frame, const std::vector<float>& window);
-void scale_istft_scipy(std::vector<float>& frame, int fft_n);
 
 }  // namespace vorel::audio

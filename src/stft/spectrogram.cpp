@@ -20,6 +20,9 @@
 
 namespace vorel::audio {
 
+namespace {
+
+// seg times the window centred in it (placement as window_span); the rest becomes 0.
 void apply_window(std::vector<float>& seg, const std::vector<float>& window) {
     const WindowSpan span = window_span(seg.size(), window.size());
     float* x = seg.data() + span.half;
@@ -29,6 +32,17 @@ void apply_window(std::vector<float>& seg, const std::vector<float>& window) {
     std::fill_n(seg.begin(), span.half, 0.0f);
     std::fill_n(seg.end() - static_cast<std::ptrdiff_t>(span.half), span.half, 0.0f);
 }
+
+// Groups of frames written to the rows together: runs of up to 512 bytes per bin, fewer for long
+// frames so that the gathered cells stay within a few hundred kilobytes.
+constexpr std::size_t kRunGroups = 8, kRunBytes = 256 * 1024;
+static_assert(2 * kFrameLanes == simd::kLineFloats, "a group's cells of one bin fill one cache line");
+
+std::size_t run_groups(std::size_t freq_n) {
+    return std::clamp<std::size_t>(kRunBytes / (freq_n * 2 * kFrameLanes * sizeof(float)), 1, kRunGroups);
+}
+
+}  // namespace
 
 float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& window) {
     if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) return 2.0f / static_cast<float>(fft_n);
@@ -43,52 +57,19 @@ StftScratch StftScratch::declare(WorkingSet& ws, std::size_t n) {
     return {ws.vector(n), ws.vector(2 * n), ws.vector(2 * n)};
 }
 
-void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window) {
-    scale_floats(comp, stft_norm_factor(VOREL_AUDIO_NORM_TYPE_TORCH, 0, window));
-}
-
-void scale_stft_scipy(std::vector<float>& comp, int fft_n) {
-    scale_floats(comp, stft_norm_factor(VOREL_AUDIO_NORM_TYPE_SCIPY, fft_n, {}));
-}
-
 void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, const std::vector<float>& fft_table,
                const std::vector<float>& window, int norm_type, std::vector<float>& scratch) {
     apply_window(seg, window);
     fft_pre_process(comp, seg.data(), fft_n);
     fft(comp, fft_n, fft_table, scratch);
-    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY) {
-        scale_stft_scipy(comp, fft_n);
-    } else if (norm_type == VOREL_AUDIO_NORM_TYPE_TORCH) {
-        scale_stft_torch(comp, window);
-    }
+    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY || norm_type == VOREL_AUDIO_NORM_TYPE_TORCH)
+        scale_floats(comp, stft_norm_factor(norm_type, fft_n, window));
 }
-
-namespace {
-
-// Groups of frames whose cells are written to the rows together: runs of up to 512 bytes per
-// bin, fewer groups for long frames so that the gathered cells stay within a few hundred
-// kilobytes (at least one group).
-constexpr std::size_t kRunGroups = 8, kRunBytes = 256 * 1024;
-static_assert(2 * kFrameLanes == simd::kLineFloats, "a group's cells of one bin fill one cache line");
-
-std::size_t run_groups(std::size_t freq_n) {
-    return std::clamp<std::size_t>(kRunBytes / (freq_n * 2 * kFrameLanes * sizeof(float)), 1, kRunGroups);
-}
-
-// One output cell: the bin itself, or (norm, +0.0) when power is positive. The single place
-// where both paths take the norms of the spectrogram (a power shortcut of the norm goes here).
-inline void store_cell(float* cell, float re, float im, float power) {
-    cell[0] = power > 0.0f ? complex_norm(re, im, power * 0.5f) : re;
-    cell[1] = power > 0.0f ? 0.0f : im;
-}
-
-}  // namespace
 
 void require_stft_arguments(int fft_n, int hop_n, int win_n, int win_type, int max_frame_n, int center, float power) {
     require(fft_n >= 1, "Invalid fft_n value.");
     require(hop_n >= 0, "Invalid hop_n value.");
-    // A window may be one sample longer than the frame (its last sample is then unused);
-    // a longer one has no place in the frame.
+    // A window may be one sample longer than the frame (its last sample unused), not more.
     require(win_n >= 1 && win_n <= static_cast<int64_t>(fft_n) + 1, "Invalid win_n value.");
     require_one_of(win_type, {VOREL_AUDIO_WIN_TYPE_HANN, VOREL_AUDIO_WIN_TYPE_HAMMING}, "Invalid win_type format.");
     require(max_frame_n >= 1, "Invalid max_frame_n size.");
@@ -110,8 +91,7 @@ int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame
 void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n, int win_type,
                  int max_frame_n, int center, float power, int norm_type, simd::Isa isa) {
     const int frame_n = stft_frame_len(sample_n, fft_n, hop_n, center, max_frame_n);
-    // Without a frame nothing is written; tables and scratch sized by fft_n are not built
-    // either, so a short signal with a huge fft_n returns at once.
+    // Without a frame nothing is built or written, so a short signal with a huge fft_n is cheap.
     if (frame_n < 1) return;
     const std::size_t n = static_cast<std::size_t>(fft_n);
     const std::size_t freq_n = n / 2 + 1;
@@ -138,8 +118,8 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
 
     simd::run_lanes_then_rest(
         split,
-        // The cells of `groups` groups gather per bin in its slot of `rows`, placed as they fall
-        // on the destination's cache lines, then each bin's run goes to its row in whole lines.
+        // Each bin's cells of `groups` groups gather in its slot, placed as on the destination's
+        // cache lines, then go to its row in whole lines.
         [&](std::size_t t) {
             const std::size_t g = t / kFrameLanes % groups;
             lanes->transform(src, sample_n, hop_n, center, static_cast<int64_t>(t));
@@ -153,8 +133,7 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
             const bool closing = t + kFrameLanes >= split.grouped;
             for (std::size_t k = 0; k < freq_n; ++k) {
                 float* const to = dst + k * stride + 2 * first;
-                // The norms of a bin's whole run in one call of the norm's own path, which
-                // skips or vectorises powf where that gives powf's bits.
+                // The norms of a bin's whole run in one call of the norm's path.
                 if (power > 0.0f)
                     complex_norm_pairs(rows + k * slot + simd::line_lead(to), (g + 1) * kFrameLanes, power, isa);
                 simd::stream_run(to, rows + k * slot, g + 1, first == 0, closing);
@@ -165,8 +144,8 @@ void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_
             cut_frame(seg, src, sample_n, static_cast<int64_t>(t) * hop_n, center);
             stft_core(comp, seg, fft_n, fft_table, window, norm_type, scratch);
             // Bins above fft_n/2 are dropped, so their norms are never taken.
-            for (std::size_t k = 0; k < freq_n; ++k)
-                store_cell(dst + k * stride + 2 * t, comp[2 * k], comp[2 * k + 1], power);
+            if (power > 0.0f) complex_norm_pairs(comp.data(), freq_n, power, isa);
+            for (std::size_t k = 0; k < freq_n; ++k) std::copy_n(&comp[2 * k], 2, dst + k * stride + 2 * t);
         });
 }
 

@@ -1,5 +1,4 @@
-// Short-time Fourier transform: windowing, transform and scaling of one frame, and the
-// frame loop that stores the lower half of each spectrum as one column of the output.
+// Short-time Fourier transform: one frame, and the loop storing each spectrum's lower half.
 #pragma once
 
 #include <vector>
@@ -9,45 +8,31 @@
 
 namespace vorel::audio {
 
-// The argument checks that the spectrogram and the mel spectrogram share, in the order both
-// entry points make them (from fft_n through power).
+// The checks the spectrogram and the mel spectrogram share, in their order (fft_n to power).
 void require_stft_arguments(int fft_n, int hop_n, int win_n, int win_type, int max_frame_n, int center, float power);
 
-// Frames a spectrogram computes: min(get_frame_len(...), max_frame_n), and without centring
-// never more than the frames that lie wholly inside the signal (the single-precision count can
-// round up past them for signals beyond 2^24 samples).
+// min(get_frame_len(...), max_frame_n), and without centring never more than the frames wholly
+// inside the signal (the float count can round past them beyond 2^24 samples).
 int stft_frame_len(int sample_n, int fft_n, int hop_n, int center, int max_frame_n);
 
-// Fills the first stft_frame_len(...) columns of dst (freq_n = fft_n/2 + 1 rows of
-// max_frame_n cells of two floats). Expects win_n <= fft_n + 1, which the caller checks.
-// Full groups of frames run in the lanes of `isa` (scalar: every frame on its own). All
-// scratch is allocated before the first cell is written.
+// Fills the first stft_frame_len(...) columns of dst (fft_n/2 + 1 rows of max_frame_n cells of
+// two floats). Expects win_n <= fft_n + 1 (the caller checks). Full groups of frames run in the
+// lanes of `isa`. All scratch is allocated before the first cell is written.
 void spectrogram(float* dst, const float* src, int sample_n, int fft_n, int hop_n, int win_n, int win_type,
                  int max_frame_n, int center, float power, int norm_type, simd::Isa isa = simd::best_isa());
 
-// The per-frame scratch of stft_core for frames of n samples: the segment, the spectrum and
-// the transform's scratch, declared in a working set.
+// The per-frame scratch of stft_core: segment, spectrum and the transform's scratch.
 struct StftScratch {
     VectorPart seg, comp, fft;
     static StftScratch declare(WorkingSet& ws, std::size_t n);
 };
 
-// seg (fft_n real samples) -> comp (fft_n complex bins), windowed, transformed and scaled by
-// norm_type (torch: 1/sqrt(sum of window squares), scipy: 2/fft_n, none: no factor). seg is windowed
-// in place. `scratch` serves the transform, so that a frame loop allocates once.
+// seg (fft_n real samples, windowed in place) -> comp (fft_n complex bins), scaled by the factor
+// of norm_type. `scratch` serves the transform, so that a frame loop allocates once.
 void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, const std::vector<float>& fft_table,
                const std::vector<float>& window, int norm_type, std::vector<float>& scratch);
 
-// Multiplies seg by the window centred in it; samples outside the window's span become 0.
-// With an odd length difference the span is one sample longer than the window and its last
-// sample meets a window value of 0. A window longer than seg gives its first seg.size() samples.
-void apply_window(std::vector<float>& seg, const std::vector<float>& window);
-
-// The factor of norm_type: the torch norm's 1/sqrt of the sum of window squares (summed in
-// order), the scipy norm's 2/fft_n, 1 for none.
+// torch: 1/sqrt of the window squares summed in order, scipy: 2/fft_n, none: 1.
 float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& window);
-
-void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window);
-void scale_stft_scipy(std::vector<float>& comp, int fft_n);
 
 }  // namespace vorel::audio

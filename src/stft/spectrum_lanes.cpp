@@ -39,20 +39,14 @@ SpectrumLanes::SpectrumLanes(WorkingSet& ws, const Parts& parts, int fft_n, cons
 void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int center, int64_t first) {
     const float* frames[kFrameLanes];
     for (std::size_t l = 0; l < kFrameLanes; ++l) {
-        const int64_t pos = (first + static_cast<int64_t>(l)) * hop_n;
-        frames[l] = frame_inside(src, sample_n, n_, pos, center);
-        if (frames[l] == nullptr) {
-            cut_frame(*segs_[l], src, sample_n, pos, center);
-            frames[l] = segs_[l]->data();
-        }
+        frames[l] = frame_at(*segs_[l], src, sample_n, (first + static_cast<int64_t>(l)) * hop_n, center);
     }
-    // The samples that the group after next reaches beyond the next one, asked for while this
-    // group computes: eight frames apart, the hardware's own prefetching finds them late.
+    // Prefetch what the group after next reaches: the hardware finds frames this far apart late.
     const int64_t ahead_lo = std::clamp<int64_t>((first + 2 * kFrameLanes - 1) * hop_n + n_, 0, sample_n);
     const int64_t ahead_hi = std::clamp<int64_t>((first + 3 * kFrameLanes - 1) * hop_n + n_, 0, sample_n);
     for (int64_t i = ahead_lo; i < ahead_hi; i += 16) __builtin_prefetch(src + i);
-    // The short form of a mixed-radix length reads no imaginary part. It is exact while
-    // everything stays finite; otherwise the full transform runs on a fresh load.
+    // The short form of a mixed-radix length reads no imaginary part; it is exact while all stays
+    // finite, otherwise the full transform runs on a fresh load.
     load(frames, is_pow2(static_cast<int>(n_)));
     if (!lanes_.transform_real(false)) {
         load(frames, true);
@@ -67,8 +61,7 @@ void SpectrumLanes::transform(const float* src, int sample_n, int hop_n, int cen
 
 namespace {
 
-// The windowed real input of the transform, each sample stored to the lane element where the
-// transform's first step wants it. Samples outside the window are 0, not multiplied.
+// The windowed input, each sample stored at its lane element; samples outside the window are 0.
 struct LoadJob {
     float* data;
     const std::uint32_t* elements;  // lane element of each frame sample
@@ -78,9 +71,7 @@ struct LoadJob {
     bool imaginary;  // also zero the imaginary parts
 };
 
-// Floats [f0, f1) of the lane elements of frame samples [i0, i1) set to +0.0, by whole vectors:
-// a fill of 8 or 16 floats per element as a string operation costs more than the transform of
-// the element.
+// Floats [f0, f1) of the elements of frame samples [i0, i1) to +0.0, by vectors (a fill costs more).
 template <class V>
 VOREL_INLINE void zero_lanes(float* data, const std::uint32_t* elements, std::size_t i0, std::size_t i1, std::size_t f0,
                              std::size_t f1) {
@@ -88,8 +79,7 @@ VOREL_INLINE void zero_lanes(float* data, const std::uint32_t* elements, std::si
         for (std::size_t f = f0; f < f1; f += simd::kLanes<V>) simd::store(data + kLaneStride * elements[i] + f, V{});
 }
 
-// A block of W samples of all frames at a time (W, the lanes of the vector, four or eight):
-// groups of W frames transposed so that each sample's frames come together.
+// W samples of all frames at a time, groups of W frames transposed so each sample's come together.
 template <class V>
 VOREL_INLINE void load_lanes(const LoadJob& job) {
     constexpr std::size_t W = simd::kLanes<V>;

@@ -1,6 +1,4 @@
-// Short-time spectra of kFrameLanes consecutive frames at once, one frame per vector lane:
-// each frame is cut and windowed as the per-frame path does, and the transform and the
-// scaling do per lane exactly the per-frame operations, so every bin has the same bits.
+// Spectra of kFrameLanes consecutive frames, one per lane, each bin with the per-frame bits.
 #pragma once
 
 #include <cstddef>
@@ -34,8 +32,7 @@ public:
     const float* bin(std::size_t k) const { return lanes_.out(k); }
 
 private:
-    // The windowed frames into the lanes, as the transform's first step reads them, in vectors
-    // of the level; the imaginary parts (+0.0) only when that step reads them.
+    // The windowed frames into the lanes; the imaginary parts (+0.0) only when read.
     void load(const float* const* frames, bool imaginary);
 
     std::size_t n_;

@@ -7,8 +7,7 @@
 
 namespace vorel::audio {
 
-// Periodic Hann (type 1) and Hamming (type 2): the cosine's period is the window length.
-// The type is not validated here: 2 selects Hamming and every other value Hann.
+// Periodic Hann and Hamming; the type is not validated: any value but Hamming gives Hann.
 class WindowTable {
 public:
     static WindowTable& instance();
