@@ -175,4 +175,10 @@ void complex_norm_array(float* dst, const float* src, std::size_t n, float power
 
 void complex_norm_pairs(float* data, std::size_t n, float power, Isa isa) { run<2>(data, data, n, power, isa); }
 
+void complex_norm_1d(std::vector<float>& dst, const std::vector<float>& src, float power) {
+    complex_norm_array(dst.data(), src.data(), dst.size(), power);
+}
+
+void complex_norm_1d(std::vector<float>& comp, float power) { complex_norm_pairs(comp.data(), comp.size() / 2, power); }
+
 }  // namespace vorel::audio

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 
 #include "simd/isa.h"
 
@@ -14,5 +15,10 @@ void complex_norm_array(float* dst, const float* src, std::size_t n, float power
 
 // In place over n interleaved pairs: each pair becomes (norm, +0.0).
 void complex_norm_pairs(float* data, std::size_t n, float power, simd::Isa isa = simd::best_isa());
+
+// The named vector forms at the best level: the norms of the first dst.size() values of src (src
+// may be longer), and in place over an interleaved spectrum.
+void complex_norm_1d(std::vector<float>& dst, const std::vector<float>& src, float power);
+void complex_norm_1d(std::vector<float>& comp, float power);
 
 }  // namespace vorel::audio

@@ -16,7 +16,7 @@ extern "C" int vorelAudioComplexNorm(float* dst, const float* src, int src_n, fl
     return call_frame([&] {
         require(src_n >= 1, "Invalid src_n size.");
         require(!(power <= 0.0f), "Invalid power value.");
-        complex_norm_array(dst, src, static_cast<std::size_t>(src_n), power);
+        complex_norm_1d_core(dst, src, src_n, power);
     });
 }
 

@@ -158,6 +158,10 @@ bool disjoint(const float* a, std::size_t an, const float* b, std::size_t bn) {
 
 }  // namespace
 
+void complex_norm_1d_core(float* dst, const float* src, int n, float power) {
+    if (n > 0) complex_norm_array(dst, src, static_cast<std::size_t>(n), power);
+}
+
 void phase_angles(float* phase, const float* src, std::size_t n, Isa isa) {
     const Isa level = math::replica_isa(math::LibmFn::atan2f, isa);
     if (level >= Isa::avx2) return kPass(level)(nullptr, phase, src, n, 0.0f, false, false);
@@ -175,6 +179,15 @@ void phase_phasors(float* phase, const float* src, std::size_t n, Isa isa) {
         const float angle = a[i];
         sincosf(angle, &phase[2 * i + 1], &phase[2 * i]);
     }
+}
+
+void magphase_1d(std::vector<float>& mag, std::vector<float>& phase, const std::vector<float>& src, float power,
+                 bool phase_form) {
+    complex_norm_1d(mag, src, power);
+    if (phase_form)
+        phase_phasors(phase.data(), src.data(), mag.size());
+    else
+        phase_angles(phase.data(), src.data(), mag.size());
 }
 
 void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n, float power,

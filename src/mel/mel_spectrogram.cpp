@@ -71,6 +71,15 @@ std::vector<BandSpan> band_spans(const float* fb, std::size_t mel_n, std::size_t
     return spans_of([&](std::size_t m) { return fb + m * freq_n; }, mel_n, freq_n);
 }
 
+void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
+                            int mel_n) {
+    for (int m = 0; m < mel_n; ++m) {
+        float acc = 0.0f;
+        for (std::size_t j = 0; j < fb[m].size(); ++j) acc = acc + fb[m][j] * magnitude[j];
+        band[m] = acc;
+    }
+}
+
 void convert_freq_to_mel_2d(float* dst, const float* src, const float* mel_fb, int freq_n, int frame_n, int mel_n) {
     if (frame_n < 1 || mel_n < 1) return;
     // No bins leaves every band an empty sum of 0.

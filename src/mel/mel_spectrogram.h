@@ -15,6 +15,11 @@ void mel_spectrogram(float* dst, const float* src, int sample_n, int sample_rate
                      int win_type, int max_frame_n, int center, float power, int fft_norm_type, float f_min,
                      float f_max, int mel_n, int mel_norm, int mel_formula, simd::Isa isa = simd::best_isa());
 
+// band[m] = sum over j ascending of fb[m][j] * magnitude[j], left to right from +0.0: the band
+// sums of one frame, as the frame loops form them.
+void convert_freq_to_mel_1d(std::vector<float>& band, const std::vector<float>& magnitude, const MelMatrix& fb,
+                            int mel_n);
+
 // The columns [begin, end) of a row outside which every weight compares equal to 0.
 struct BandSpan {
     std::size_t begin;

@@ -26,6 +26,31 @@ int get_sample_len(int frame_n, int freq_n, int hop_n, bool center) {
     return static_cast<int>(static_cast<uint32_t>(n));
 }
 
+void apply_window_comp(std::vector<float>& frame, const std::vector<float>& comp, const std::vector<float>& window) {
+    frame.assign(comp.size(), 0.0f);
+    const WindowSpan span = window_span(comp.size() / 2, window.size());
+    for (std::size_t i = 0; i < span.used + (span.extra ? 1 : 0); ++i) {
+        const float w = i < span.used ? window[i] : 0.0f;
+        const std::size_t at = 2 * (span.half + i);
+        frame[at] = comp[at] * w;
+        frame[at + 1] = comp[at + 1] * w;
+    }
+}
+
+void scale_istft_torch(std::vector<float>&, const std::vector<float>&) {}
+
+void scale_istft_scipy(std::vector<float>& frame, int fft_n) { scale_floats(frame, static_cast<float>(fft_n) * 0.5f); }
+
+void istft_core(std::vector<float>& frame, std::vector<float>& comp, int fft_n, const std::vector<float>& fft_table,
+                const std::vector<float>& window, int norm_type) {
+    ifft(comp, fft_n, fft_table);
+    apply_window_comp(frame, comp, window);
+    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY)
+        scale_istft_scipy(frame, fft_n);
+    else if (norm_type == VOREL_AUDIO_NORM_TYPE_TORCH)
+        scale_istft_torch(frame, window);
+}
+
 namespace {
 
 // Column t of the spectrogram into comp, the bins above freq_n - 1 mirrored as conjugates.

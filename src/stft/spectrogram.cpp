@@ -57,13 +57,23 @@ StftScratch StftScratch::declare(WorkingSet& ws, std::size_t n) {
     return {ws.vector(n), ws.vector(2 * n), ws.vector(2 * n)};
 }
 
+void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window) {
+    scale_floats(comp, stft_norm_factor(VOREL_AUDIO_NORM_TYPE_TORCH, 0, window));
+}
+
+void scale_stft_scipy(std::vector<float>& comp, int fft_n) {
+    scale_floats(comp, stft_norm_factor(VOREL_AUDIO_NORM_TYPE_SCIPY, fft_n, {}));
+}
+
 void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, const std::vector<float>& fft_table,
                const std::vector<float>& window, int norm_type, std::vector<float>& scratch) {
     apply_window(seg, window);
     fft_pre_process(comp, seg.data(), fft_n);
     fft(comp, fft_n, fft_table, scratch);
-    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY || norm_type == VOREL_AUDIO_NORM_TYPE_TORCH)
-        scale_floats(comp, stft_norm_factor(norm_type, fft_n, window));
+    if (norm_type == VOREL_AUDIO_NORM_TYPE_SCIPY)
+        scale_stft_scipy(comp, fft_n);
+    else if (norm_type == VOREL_AUDIO_NORM_TYPE_TORCH)
+        scale_stft_torch(comp, window);
 }
 
 void require_stft_arguments(int fft_n, int hop_n, int win_n, int win_type, int max_frame_n, int center, float power) {

@@ -34,5 +34,7 @@ void stft_core(std::vector<float>& comp, std::vector<float>& seg, int fft_n, con
 
 // torch: 1/sqrt of the window squares summed in order, scipy: 2/fft_n, none: 1.
 float stft_norm_factor(int norm_type, int fft_n, const std::vector<float>& window);
+void scale_stft_torch(std::vector<float>& comp, const std::vector<float>& window);
+void scale_stft_scipy(std::vector<float>& comp, int fft_n);
 
 }  // namespace vorel::audio

@@ -18,12 +18,16 @@ using namespace vorel::audio;
 TEST(ComplexNorm, PowerTwoIsTheFloatSumOfSquaresAndTheInternalFormsAgree) {
     std::vector<float> src(50);
     for (int i = 0; i < 50; ++i) src[i] = float(std::sin(0.7 * i + 0.1) * (1 + i % 5));
-    std::vector<float> dst(25);
+    std::vector<float> dst(25), two(25);
     ASSERT_EQ(vorelAudioComplexNorm(dst.data(), src.data(), 25, 2.0f), 0);
     for (int i = 0; i < 25; ++i)  // powf(x, 1) is x
         EXPECT_EQ(dst[i], src[2 * i] * src[2 * i] + src[2 * i + 1] * src[2 * i + 1]);
-    complex_norm_array(dst.data(), src.data(), 25, 1.5f);
-    complex_norm_pairs(src.data(), 25, 1.5f);  // in place: the norm, then +0.0
+    complex_norm_1d_core(dst.data(), src.data(), 25, 1.5f);
+    std::vector<float> longer = src;  // only dst.size() values are read
+    longer.insert(longer.end(), {NAN, 1.0f});
+    complex_norm_1d(two, longer, 1.5f);
+    EXPECT_EQ(two, dst);
+    complex_norm_1d(src, 1.5f);  // in place: the norm, then +0.0
     for (int i = 0; i < 25; ++i)
         EXPECT_TRUE(src[2 * i] == dst[i] && std::bit_cast<uint32_t>(src[2 * i + 1]) == 0u) << i;
 }
@@ -35,6 +39,9 @@ TEST(MagPhase, ZeroCellsAndPowerZero) {
     EXPECT_EQ(mag, (std::vector<float>{0.0f, 1.0f, 5.0f}));
     EXPECT_EQ(angle[0], 0.0f);
     EXPECT_FLOAT_EQ(angle[1], -float(M_PI));  // (-1, -0.0) lies at minus pi
+    std::vector<float> row_mag(3), row_angle(3);
+    magphase_1d(row_mag, row_angle, src, 1.0f, false);
+    EXPECT_TRUE(row_mag == mag && row_angle == angle);
     ASSERT_EQ(vorelAudioMagPhase(mag.data(), phasor.data(), src.data(), 1, 3, 0.0f, 1), 0);
     EXPECT_EQ(mag, std::vector<float>(3, 1.0f));  // also for the zero cell
     EXPECT_EQ(phasor[0], 1.0f);

@@ -13,7 +13,6 @@
 #include "stft/inverse_spectrogram.h"
 #include "stft/window_table.h"
 #include "stft_reference.h"
-#include "transform/fft.h"
 #include "transform/fft_table.h"
 #include "vorel_audio.h"
 
@@ -94,22 +93,15 @@ std::vector<float> plain_overlap_add(const std::vector<float>& spectrum, const I
     const std::vector<float>& table = FftTable::instance().ref_inv_table(fft_n);
     const std::vector<float>& window = WindowTable::instance().ref_table(c.win_n, c.win_type);
     const int half = (fft_n - c.win_n) / 2;
-    std::vector<float> y(total, 0.0f), s(total, 0.0f), comp(2 * fft_n), scratch(2 * fft_n);
+    std::vector<float> y(total, 0.0f), s(total, 0.0f), comp(2 * fft_n), frame;
     for (int t = 0; t < c.frame_n; ++t) {
         for (int k = 0; k < fft_n; ++k) {
             const int row = k < c.freq_n ? k : fft_n - k;
             comp[2 * k] = spectrum[2 * (row * c.frame_n + t)];
             comp[2 * k + 1] = (k < c.freq_n ? 1.0f : -1.0f) * spectrum[2 * (row * c.frame_n + t) + 1];
         }
-        ifft(comp, fft_n, table, scratch);
-        // The window centred in the frame, the scipy norm's factor; every other sample adds +0.0.
-        for (int i = 0; i < fft_n; ++i) {
-            float v = 0.0f;
-            if (i >= half && i - half < c.win_n) v = comp[2 * i] * window[i - half];
-            if (i >= half && i - half == c.win_n && half + c.win_n < fft_n - half) v = comp[2 * i] * 0.0f;
-            if (c.norm_type == 2) v = v * (static_cast<float>(fft_n) * 0.5f);
-            y[t * c.hop_n + i] += v;
-        }
+        istft_core(frame, comp, fft_n, table, window, c.norm_type);
+        for (int i = 0; i < fft_n; ++i) y[t * c.hop_n + i] += frame[2 * i];
         for (int i = 0; i < c.win_n && half + i < fft_n; ++i) s[t * c.hop_n + half + i] += window[i] * window[i];
     }
     for (int i = 0; i < total; ++i)
