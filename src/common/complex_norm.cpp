@@ -118,39 +118,30 @@ VOREL_INLINE void norms(float* dst, const float* src, std::size_t n, float expon
     for (std::size_t i = whole; i < n; ++i) put<kStride>(dst + kStride * i, norm_one<kShortcut>(src + 2 * i, exponent));
 }
 
-// Plain calls, with the exponent-1 identity when it holds.
+// Plain calls at one lane, with the exponent-1 identity when it holds.
 template <int kStride>
-void norms_plain(float* dst, const float* src, std::size_t n, float exponent, Shortcut shortcut) {
-    for (std::size_t i = 0; i < n; ++i) {
-        const float sq = src[2 * i] * src[2 * i] + src[2 * i + 1] * src[2 * i + 1];
-        put<kStride>(dst + kStride * i, shortcut == Shortcut::identity && sq == sq ? sq : powf(sq, exponent));
+struct Norms {
+    template <class V>
+    VOREL_INLINE static void run(float* dst, const float* src, std::size_t n, float exponent, Shortcut shortcut) {
+        if constexpr (simd::kLanes<V> == 1) {
+            for (std::size_t i = 0; i < n; ++i) {
+                const float sq = src[2 * i] * src[2 * i] + src[2 * i + 1] * src[2 * i + 1];
+                put<kStride>(dst + kStride * i, shortcut == Shortcut::identity && sq == sq ? sq : powf(sq, exponent));
+            }
+        } else {
+            switch (shortcut) {
+                case Shortcut::none: return norms<kStride, Shortcut::none, V>(dst, src, n, exponent);
+                case Shortcut::identity: return norms<kStride, Shortcut::identity, V>(dst, src, n, exponent);
+                case Shortcut::sqrt: return norms<kStride, Shortcut::sqrt, V>(dst, src, n, exponent);
+            }
+        }
     }
-}
-
-template <int kStride, class V>
-VOREL_INLINE void norms_by(float* dst, const float* src, std::size_t n, float exponent, Shortcut shortcut) {
-    switch (shortcut) {
-        case Shortcut::none: return norms<kStride, Shortcut::none, V>(dst, src, n, exponent);
-        case Shortcut::identity: return norms<kStride, Shortcut::identity, V>(dst, src, n, exponent);
-        case Shortcut::sqrt: return norms<kStride, Shortcut::sqrt, V>(dst, src, n, exponent);
-    }
-}
-
-template <int kStride>
-VOREL_TARGET_AVX2 void norms_avx2(float* dst, const float* src, std::size_t n, float exponent, Shortcut shortcut) {
-    norms_by<kStride, simd::float8>(dst, src, n, exponent, shortcut);
-}
-template <int kStride>
-VOREL_TARGET_AVX512 void norms_avx512(float* dst, const float* src, std::size_t n, float exponent, Shortcut shortcut) {
-    norms_by<kStride, simd::float16>(dst, src, n, exponent, shortcut);
-}
-
-using Norms = void (*)(float*, const float*, std::size_t, float, Shortcut);
+};
 
 template <int kStride>
 void run(float* dst, const float* src, std::size_t n, float power, Isa isa) {
-    static const simd::IsaBuilds<Norms> builds{norms_plain<kStride>, nullptr, norms_avx2<kStride>,
-                                               norms_avx512<kStride>};
+    static constexpr auto builds = simd::builds_of<void (*)(float*, const float*, std::size_t, float, Shortcut),
+                                                   Norms<kStride>, Isa::scalar, Isa::avx2, Isa::avx512>();
     const float exponent = power * 0.5f;
     // Bit comparisons: -0.0 and NaN exponents are neither 1 nor 0.5.
     const std::uint32_t exponent_bits = std::bit_cast<std::uint32_t>(exponent);

@@ -108,39 +108,36 @@ VOREL_INLINE void cells_pass(float* mag, float* phase, const float* src, std::si
     }
 }
 
-void angles_plain(float* phase, const float* src, std::size_t n) {
-    for (std::size_t i = 0; i < n; ++i) phase[i] = atan2f(src[2 * i + 1], src[2 * i]);
-}
-VOREL_TARGET_SSE2 void angles_sse2(float* p, const float* s, std::size_t n) {
-    cells_pass<simd::float4, false, NormBy::none>(nullptr, p, s, n, 0.0f);
-}
+struct Angles {
+    template <class V>
+    VOREL_INLINE static void run(float* phase, const float* src, std::size_t n) {
+        if constexpr (simd::kLanes<V> == 1)
+            for (std::size_t i = 0; i < n; ++i) phase[i] = atan2f(src[2 * i + 1], src[2 * i]);
+        else
+            cells_pass<V, false, NormBy::none>(nullptr, phase, src, n, 0.0f);
+    }
+};
 
-using Angles = void (*)(float*, const float*, std::size_t);
 // From AVX2 on the angles share the pass of all three forms below.
-const simd::IsaBuilds<Angles> kAngles{angles_plain, angles_sse2, nullptr, nullptr};
+constexpr auto kAngles = simd::builds_of<void (*)(float*, const float*, std::size_t), Angles, Isa::scalar, Isa::sse2>();
 
 // Each combination its own loop, or GCC keeps both forms' constants live and spills them.
-template <class V>
-VOREL_INLINE void pass_for(float* m, float* p, const float* s, std::size_t n, float e, bool half, bool phasor) {
-    if (m == nullptr)
-        return phasor ? cells_pass<V, true, NormBy::none>(m, p, s, n, e)
-                      : cells_pass<V, false, NormBy::none>(m, p, s, n, e);
-    if (half)
-        return phasor ? cells_pass<V, true, NormBy::sqrt>(m, p, s, n, e)
-                      : cells_pass<V, false, NormBy::sqrt>(m, p, s, n, e);
-    return phasor ? cells_pass<V, true, NormBy::powf>(m, p, s, n, e)
-                  : cells_pass<V, false, NormBy::powf>(m, p, s, n, e);
-}
+struct Pass {
+    template <class V>
+    VOREL_INLINE static void run(float* m, float* p, const float* s, std::size_t n, float e, bool half, bool phasor) {
+        if (m == nullptr)
+            return phasor ? cells_pass<V, true, NormBy::none>(m, p, s, n, e)
+                          : cells_pass<V, false, NormBy::none>(m, p, s, n, e);
+        if (half)
+            return phasor ? cells_pass<V, true, NormBy::sqrt>(m, p, s, n, e)
+                          : cells_pass<V, false, NormBy::sqrt>(m, p, s, n, e);
+        return phasor ? cells_pass<V, true, NormBy::powf>(m, p, s, n, e)
+                      : cells_pass<V, false, NormBy::powf>(m, p, s, n, e);
+    }
+};
 
-using Pass = void (*)(float*, float*, const float*, std::size_t, float, bool, bool);
-VOREL_TARGET_AVX2 void pass_avx2(float* m, float* p, const float* s, std::size_t n, float e, bool half, bool phasor) {
-    pass_for<simd::float8>(m, p, s, n, e, half, phasor);
-}
-VOREL_TARGET_AVX512 void pass_avx512(float* m, float* p, const float* s, std::size_t n, float e, bool half,
-                                     bool phasor) {
-    pass_for<simd::float16>(m, p, s, n, e, half, phasor);
-}
-const simd::IsaBuilds<Pass> kPass{nullptr, nullptr, pass_avx2, pass_avx512};
+constexpr auto kPass = simd::builds_of<void (*)(float*, float*, const float*, std::size_t, float, bool, bool), Pass,
+                                       Isa::avx2, Isa::avx512>();
 
 // The level of the one-pass kernel for these replicas, or scalar when one of them does not run.
 Isa pass_level(Isa isa, bool norm, bool phasor) {

@@ -10,6 +10,7 @@
 #include "common/working_set.h"
 #include "errors/checks.h"
 #include "simd/lanes.h"
+#include "simd/math/pairs.h"
 #include "stft/frame_lanes.h"
 #include "stft/frame_ops.h"
 #include "stft/window_table.h"
@@ -78,9 +79,8 @@ void gather_lanes(const FrameLanes& lanes, const float* src, std::size_t frame_n
         // Too many row streams for the hardware prefetcher: ask for a later group's line now.
         if (!mirrored) __builtin_prefetch(cell + kAheadGroups * 2 * kFrameLanes);
         for (std::size_t l = 0; l < kFrameLanes; l += 4) {
-            const float4 a = simd::load<float4>(cell + 2 * l), b = simd::load<float4>(cell + 2 * l + 4);
-            const float4 re = __builtin_shufflevector(a, b, 0, 2, 4, 6);
-            const float4 im = __builtin_shufflevector(a, b, 1, 3, 5, 7);
+            float4 re, im;
+            simd::math::split_pairs(cell + 2 * l, re, im);
             simd::store(to + l, re);
             simd::store(to + kFrameLanes + l, mirrored ? -im : im);
         }
