@@ -110,7 +110,7 @@ struct Map {
         if constexpr (kLanes<V> != 1) {
             const auto fix = [&](std::size_t j) { K::fix(g, j); };
             i = blocks_of_lanes<kLanes<V>>(
-                g.n, [&](std::size_t j) { return K::template step<V>(g, j); }, fix);
+                g.n, [&](std::size_t j) VOREL_INLINE_LAMBDA { return K::template step<V>(g, j); }, fix);
             for (; i < g.n; ++i)
                 if (K::template step<float>(g, i) != 0) fix(i);
         }
