@@ -184,7 +184,7 @@ void magphase_1d(std::vector<float>& mag, std::vector<float>& phase, const std::
     if (phase_form)
         phase_phasors(phase.data(), src.data(), mag.size());
     else
-        phase_angles(phase.data(), src.data(), mag.size());
+        phase_angles(phase.data(), src.data(), phase.size());
 }
 
 void magphase_2d(float* dst_mag, float* dst_phase, const float* src, int freq_n, int frame_n, float power,

@@ -20,8 +20,8 @@ void phase_angles(float* phase, const float* src, std::size_t n, simd::Isa isa =
 // The same angles as unit phasors by sincosf: phase[2i] = cos, phase[2i + 1] = sin.
 void phase_phasors(float* phase, const float* src, std::size_t n, simd::Isa isa = simd::best_isa());
 
-// One row: mag gets the norms of the first mag.size() values of src, phase their angles or, with
-// phase_form, their phasors (cos, sin).
+// One row: mag gets the norms of the first mag.size() values of src; phase gets the angles of the
+// first phase.size() values, or with phase_form the phasors (cos, sin) of the first mag.size().
 void magphase_1d(std::vector<float>& mag, std::vector<float>& phase, const std::vector<float>& src, float power,
                  bool phase_form);
 

@@ -36,6 +36,7 @@ const char* isa_name(Isa isa);
 
 // Float lanes of the level's vectors: 1, 4, 8, 16.
 constexpr std::size_t isa_lanes(Isa isa) { return isa == Isa::scalar ? 1 : std::size_t{2} << static_cast<int>(isa); }
+
 // The level named by `name`, or false when the name is none of the four.
 bool parse_isa(std::string_view name, Isa& isa);
 
